@@ -1,0 +1,68 @@
+#pragma once
+// quorin-cli: the headless front end. Each command lives in its own
+// cli/cmd_*.cpp and registers itself with a CliCommand object.
+//
+// Exit status: 0 success; 1 the device did not answer, refused or the
+// verification failed; 2 bad usage or bad input.
+#include "common/prompter.h"
+
+#include <QMap>
+#include <QStringList>
+#include <QTextStream>
+#include <functional>
+
+class DeviceLink;
+class TerminalHost;
+
+enum CliExit { ExitOk = 0, ExitDevice = 1, ExitUsage = 2 };
+
+// Messages go to stderr with each carriage return as a line break; questions
+// are answered Yes/OK only when --yes was given.
+class CliPrompter : public Prompter
+{
+public:
+    void message(const QString &text, const QString &title, Icon icon) override;
+    bool askYesNo(const QString &text, const QString &title, Icon icon) override;
+    bool askOkCancel(const QString &text, const QString &title, Icon icon) override;
+    bool inputBox(const QString &prompt, const QString &title, const QString &defaultText,
+                  QString *answer) override;
+    QString openFileName(const QString &title, const QString &proposed, const QString &filter) override;
+    QString saveFileName(const QString &title, const QString &proposed, const QString &filter) override;
+    void beep() override {}
+
+    bool yes = false;
+    QStringList inputs;     // answers for input boxes, in order
+    QString fileName;       // the answer to a file dialog
+    int messages = 0;
+};
+
+struct CliContext {
+    QStringList args;                  // positional arguments after the command name
+    QMap<QString, QString> options;    // --name value
+    QStringList flags;                 // --name
+    DeviceLink *link = nullptr;        // connected lazily by connect()
+    CliPrompter *prompter = nullptr;
+    QTextStream *out = nullptr;
+    QTextStream *err = nullptr;
+    std::function<bool()> connect;     // sets up the port; false on bad options
+    // The terminal state and services for this run over the same link
+    // (connects first); nullptr when the port options are bad.
+    std::function<TerminalHost *()> host;
+
+    bool flag(const QString &name) const { return flags.contains(name); }
+    QString option(const QString &name, const QString &def = QString()) const { return options.value(name, def); }
+    int usage(const QString &text) const; // prints "quorin-cli: " text, returns ExitUsage
+};
+
+struct CliCommand {
+    using Run = std::function<int(CliContext &)>;
+    CliCommand(const char *name, const char *synopsis, Run run);
+    static const QMap<QString, CliCommand *> &all();
+
+    QString name;
+    QString synopsis;
+    Run run;
+};
+
+// True when text is exactly n hexadecimal digits (upper or lower case).
+bool isHexText(const QString &text, int n = -1);

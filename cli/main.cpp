@@ -1,0 +1,244 @@
+#include "cli.h"
+
+#include "link/devicelink.h"
+#include "link/qtserialport.h"
+#include "terminal/terminalsession.h"
+#include "sim/simdevice.h"
+#include "sim/simserialport.h"
+
+#include <QCoreApplication>
+#include <QTextStream>
+#include <cstdio>
+#include <memory>
+
+namespace {
+
+QMap<QString, CliCommand *> &registry()
+{
+    static QMap<QString, CliCommand *> r;
+    return r;
+}
+
+// Options that take a value; everything else starting with "--" is a flag.
+const QStringList kValueOptions = {
+    QStringLiteral("port"), QStringLiteral("settings"), QStringLiteral("fault"),
+    QStringLiteral("preset"), QStringLiteral("count"), QStringLiteral("interval"),
+    QStringLiteral("code"), QStringLiteral("timeout"),
+};
+const QStringList kFlags = {
+    QStringLiteral("sim"), QStringLiteral("rs485"), QStringLiteral("yes"), QStringLiteral("help"),
+};
+
+void printHelp(QTextStream &out)
+{
+    out << "usage: quorin-cli (--port PATH | --sim) [--rs485] [--settings 9600,n,8,1] COMMAND ARGS\n"
+           "  --sim uses the built-in simulated transmitter (--preset NAME, --fault SPEC)\n"
+           "commands:\n";
+    for (const CliCommand *c : registry())
+        out << "  " << c->synopsis << "\n";
+    out << "exit status: 0 success, 1 device failure or refusal, 2 bad usage or input\n";
+}
+
+} // namespace
+
+CliCommand::CliCommand(const char *n, const char *s, Run r)
+    : name(QString::fromLatin1(n)), synopsis(QString::fromLatin1(s)), run(std::move(r))
+{
+    registry().insert(name, this);
+}
+
+const QMap<QString, CliCommand *> &CliCommand::all()
+{
+    return registry();
+}
+
+int CliContext::usage(const QString &text) const
+{
+    *err << "quorin-cli: " << text << "\n";
+    err->flush();
+    return ExitUsage;
+}
+
+bool isHexText(const QString &text, int n)
+{
+    if (text.isEmpty() || (n >= 0 && text.size() != n))
+        return false;
+    for (QChar c : text)
+        if (!c.isDigit() && !QStringLiteral("abcdefABCDEF").contains(c))
+            return false;
+    return true;
+}
+
+static QString lines(QString text)
+{
+    text.replace(QLatin1String("\r\n"), QLatin1String("\n"));
+    text.replace(QLatin1Char('\r'), QLatin1Char('\n'));
+    return text;
+}
+
+void CliPrompter::message(const QString &text, const QString &, Icon)
+{
+    ++messages;
+    QTextStream(stderr) << lines(text) << "\n";
+}
+
+bool CliPrompter::askYesNo(const QString &text, const QString &, Icon)
+{
+    QTextStream(stderr) << lines(text) << (yes ? " Yes\n" : " No (give --yes to answer Yes)\n");
+    return yes;
+}
+
+bool CliPrompter::askOkCancel(const QString &text, const QString &, Icon)
+{
+    QTextStream(stderr) << lines(text) << (yes ? " OK\n" : " Cancel (give --yes to answer OK)\n");
+    return yes;
+}
+
+bool CliPrompter::inputBox(const QString &prompt, const QString &, const QString &, QString *answer)
+{
+    if (inputs.isEmpty()) {
+        QTextStream(stderr) << lines(prompt) << " (no answer given)\n";
+        return false;
+    }
+    *answer = inputs.takeFirst();
+    return true;
+}
+
+QString CliPrompter::openFileName(const QString &, const QString &, const QString &)
+{
+    return fileName;
+}
+
+QString CliPrompter::saveFileName(const QString &, const QString &, const QString &)
+{
+    return fileName;
+}
+
+int main(int argc, char **argv)
+{
+    QCoreApplication app(argc, argv);
+    QCoreApplication::setApplicationName(QStringLiteral("Quorin Terminal"));
+    QTextStream out(stdout);
+    QTextStream err(stderr);
+
+    CliContext ctx;
+    CliPrompter prompter;
+    ctx.prompter = &prompter;
+    ctx.out = &out;
+    ctx.err = &err;
+
+    QString command;
+    const QStringList argvList = app.arguments().mid(1);
+    for (int i = 0; i < argvList.size(); ++i) {
+        const QString a = argvList[i];
+        if (a.startsWith(QLatin1String("--"))) {
+            QString name = a.mid(2);
+            QString value;
+            const int eq = name.indexOf(QLatin1Char('='));
+            if (eq >= 0) {
+                value = name.mid(eq + 1);
+                name = name.left(eq);
+                if (!kValueOptions.contains(name))
+                    return ctx.usage(QStringLiteral("option --%1 takes no value").arg(name));
+                ctx.options.insert(name, value);
+            } else if (kValueOptions.contains(name)) {
+                if (i + 1 >= argvList.size())
+                    return ctx.usage(QStringLiteral("option --%1 needs a value").arg(name));
+                ctx.options.insert(name, argvList[++i]);
+            } else if (kFlags.contains(name)) {
+                ctx.flags << name;
+            } else {
+                return ctx.usage(QStringLiteral("unknown option %1").arg(a));
+            }
+        } else if (command.isEmpty()) {
+            command = a;
+        } else {
+            ctx.args << a;
+        }
+    }
+    prompter.yes = ctx.flag(QStringLiteral("yes"));
+
+    if (ctx.flag(QStringLiteral("help")) || command == QLatin1String("help")) {
+        printHelp(out);
+        return ExitOk;
+    }
+    if (command.isEmpty()) {
+        printHelp(err);
+        return ExitUsage;
+    }
+    CliCommand *cmd = registry().value(command);
+    if (!cmd)
+        return ctx.usage(QStringLiteral("unknown command \"%1\" (try --help)").arg(command));
+
+    DeviceLink link(&prompter);
+    ctx.link = &link;
+    ctx.connect = [&]() -> bool {
+        const bool sim = ctx.flag(QStringLiteral("sim"));
+        const QString port = ctx.option(QStringLiteral("port"));
+        if (sim == !port.isEmpty()) {
+            ctx.usage(QStringLiteral("name a port with --port PATH, or give --sim"));
+            return false;
+        }
+        const bool rs485 = ctx.flag(QStringLiteral("rs485"));
+        SerialPort *p = nullptr;
+        if (sim) {
+            auto *device = new SimDevice(ctx.option(QStringLiteral("preset"), QStringLiteral("standard")));
+            if (!SimDevice::presetNames().contains(ctx.option(QStringLiteral("preset"), QStringLiteral("standard")))) {
+                delete device;
+                ctx.usage(QStringLiteral("unknown preset; choose one of: ") + SimDevice::presetNames().join(QLatin1String(", ")));
+                return false;
+            }
+            device->setRs485(rs485);
+            auto *simPort = new SimSerialPort(device);
+            device->setParent(simPort);
+            SimFaults faults;
+            QString error;
+            if (!SimFaults::parse(ctx.option(QStringLiteral("fault"), QStringLiteral("none")), &faults, &error)) {
+                delete simPort;
+                ctx.usage(error);
+                return false;
+            }
+            simPort->setFaults(faults);
+            device->startClock();
+            p = simPort;
+        } else {
+            p = new QtSerialPort(port);
+        }
+        const QString settings = ctx.option(QStringLiteral("settings"));
+        if (!settings.isEmpty() && !p->setSettings(settings)) {
+            ctx.usage(QStringLiteral("bad --settings \"%1\": %2").arg(settings, p->errorString()));
+            delete p;
+            return false;
+        }
+        link.setPort(p);
+        link.Rs232Mode = !rs485;
+        bool ok = false;
+        const int timeout = ctx.option(QStringLiteral("timeout")).toInt(&ok);
+        if (ok && timeout > 0)
+            link.setReplyTimeout(timeout);
+        return true;
+    };
+
+    std::unique_ptr<TerminalSession> session;
+    bool connected = false;
+    ctx.host = [&]() -> TerminalHost * {
+        if (!session) {
+            if (!connected && !ctx.connect())
+                return nullptr;
+            session = std::make_unique<TerminalSession>(&prompter, link);
+        }
+        return session.get();
+    };
+    auto connectOnce = ctx.connect;
+    ctx.connect = [&]() -> bool {
+        if (connected)
+            return true;
+        connected = connectOnce();
+        return connected;
+    };
+
+    const int status = cmd->run(ctx);
+    out.flush();
+    err.flush();
+    return status;
+}

@@ -1,0 +1,28 @@
+#pragma once
+// Faults the simulated transmitter can be told to show, so that the terminal's
+// time-outs, verification failures, reply reassembly and hang-up handling can
+// be tried without a broken device at hand.
+#include <QString>
+#include <QtGlobal>
+
+struct SimFaults
+{
+    bool noAnswer = false;       // frames are taken in (writes stored) but nothing is ever sent back
+    int lateMs = 0;              // every reply leaves this much later than it would
+    bool corruptReadback = false; // a read right after a write, at its address, answers one digit off
+    bool splitReplies = false;   // replies leave in random pieces
+    int hangupAfterFrames = 0;   // the line drops once this many frames came in (0: never)
+    quint32 splitSeed = 1;       // the pieces are reproducible from this seed
+
+    bool any() const
+    {
+        return noAnswer || lateMs > 0 || corruptReadback || splitReplies || hangupAfterFrames > 0;
+    }
+
+    // Reads "none", "noanswer", "late:4000", "corrupt", "split" (or "split:SEED"),
+    // "hangup:5", several joined by commas. Case and blanks around the items do
+    // not matter. On a bad text returns false, leaves *out alone and says why.
+    static bool parse(const QString &text, SimFaults *out, QString *error);
+    // The same text form; "none" when nothing is set.
+    QString toString() const;
+};

@@ -1,0 +1,392 @@
+#include "devicelink.h"
+
+#include "common/numtext.h"
+#include "common/prompter.h"
+#include "serialport.h"
+
+#include <QEventLoop>
+#include <QTime>
+#include <QTimer>
+#include <cmath>
+
+namespace {
+const int kReplyTimeoutMs = 3000;
+// A read that expects no data bytes never starts the reply timer; this guard
+// ends such a wait (and any wait whose send event never came) so that a
+// silent device cannot hang the program.
+const int kGuardExtraMs = 2000;
+const QString kSystemMonitor = QStringLiteral("System Monitor");
+} // namespace
+
+// The caller that waits for the outstanding reply. Filled when its reply
+// completes, times out or the port goes away, so a second exchange started
+// from inside the wait cannot hand its reply to the first caller.
+struct DeviceLink::Pending {
+    bool done = false;
+    QString reply;
+};
+
+DeviceLink::DeviceLink(Prompter *prompter, QObject *parent)
+    : QObject(parent), m_prompter(prompter)
+{
+    Timer3 = new QTimer(this);
+    Timer3->setObjectName(QStringLiteral("Timer3"));
+    Timer3->setInterval(kReplyTimeoutMs);
+    connect(Timer3, &QTimer::timeout, this, &DeviceLink::onTimer3);
+    m_guard = new QTimer(this);
+    m_guard->setSingleShot(true);
+    m_guard->setInterval(kReplyTimeoutMs + kGuardExtraMs);
+    connect(m_guard, &QTimer::timeout, this, [this] {
+        if (AwaitingReply)
+            onTimer3();
+    });
+}
+
+DeviceLink::~DeviceLink()
+{
+    if (m_pending)
+        m_pending->done = true;
+}
+
+void DeviceLink::setPort(SerialPort *port)
+{
+    if (m_port) {
+        m_port->disconnect(this);
+        m_port->close();
+        delete m_port.data();
+    }
+    m_port = port;
+    if (!port)
+        return;
+    port->setParent(this);
+    connect(port, &SerialPort::commEvent, this, &DeviceLink::onCommEvent);
+    connect(port, &SerialPort::portLost, this, &DeviceLink::onPortLost);
+}
+
+void DeviceLink::setReplyTimeout(int msecs)
+{
+    const int t = msecs < 0 ? kReplyTimeoutMs : msecs;
+    Timer3->setInterval(t);
+    m_guard->setInterval(t + (msecs < 0 ? kGuardExtraMs : t / 2 + 1));
+}
+
+int DeviceLink::replyTimeout() const
+{
+    return Timer3->interval();
+}
+
+bool DeviceLink::PortOpen() const
+{
+    return m_port && m_port->isOpen();
+}
+
+bool DeviceLink::openPortDirect()
+{
+    if (!m_port)
+        return false;
+    if (m_port->isOpen())
+        return true;
+    if (!m_port->open()) {
+        if (m_prompter)
+            m_prompter->message(m_port->errorString(), kSystemMonitor, Prompter::Exclamation);
+        return false;
+    }
+    emit portStateChanged(true);
+    return true;
+}
+
+bool DeviceLink::openPort()
+{
+    if (PortOpen())
+        return true;
+    if (m_openHandler)
+        m_openHandler();
+    else
+        openPortDirect();
+    return PortOpen();
+}
+
+QByteArray DeviceLink::wireBytes(const QString &command)
+{
+    QByteArray bytes = command.toLatin1();
+    bytes.append('\x1A');
+    if (command.mid(4, 1) == QLatin1String("0"))
+        bytes.append('\r');
+    return bytes;
+}
+
+QString DeviceLink::readFrame(const QString &address, const QString &byteCount) const
+{
+    return ReadPrefix + byteCount + address + QStringLiteral("00");
+}
+
+QString DeviceLink::writeFrame(const QString &address, const QString &byteCount, const QString &data) const
+{
+    return WritePrefix + byteCount + address + QStringLiteral("00") + data;
+}
+
+void DeviceLink::SendFrame(const QString &command)
+{
+    if (!PortOpen())
+        return;
+    const bool write = command.mid(4, 1) == QLatin1String("0");
+    if (!write) {
+        const int colon = command.indexOf(QLatin1Char(':'));
+        ExpectedByteCount = qint16(colon >= 0 ? numtext::hexValue(command.mid(colon + 1, 2)) : 0);
+    } else {
+        ExpectedByteCount = 0;
+    }
+    // The bytes leave in one write; on the wire they are the same characters
+    // one after the other.
+    m_port->write(wireBytes(command));
+    AwaitingReply = !write;
+    if (AwaitingReply)
+        m_guard->start();
+    emit flagsChanged();
+}
+
+void DeviceLink::onCommEvent(int code)
+{
+    if (code == CommEvent::Send)
+        onSendEvent();
+    else if (code == CommEvent::Receive)
+        onReceiveEvent();
+    emit commEvent(code);
+}
+
+void DeviceLink::onSendEvent()
+{
+    if (ExpectedByteCount < 1)
+        return;
+    Timer3->start();
+    LineReady = false;
+    ReplyBuffer.clear();
+    emit flagsChanged();
+}
+
+void DeviceLink::onReceiveEvent()
+{
+    if (!m_port)
+        return;
+    const QString text = QString::fromLatin1(m_port->readAll());
+    if (text.isEmpty())
+        return;
+    AssembleReply(text);
+    if (!SuppressTerminal && !AutoUpdateOn)
+        emit terminalText(text);
+    if (AwaitingReply && ReplyComplete) {
+        if (TimeoutSeen)
+            TimeoutCount = 0;
+        Timer3->stop();
+        m_guard->stop();
+        ReplyBuffer = Rs232Mode ? txtRs : txtRs.mid(4);
+        AwaitingReply = false;
+        LineReady = true;
+        if (ShowReplyStatus) {
+            emit statusText(QStringLiteral("Status: ") + txtRs);
+            ShowReplyStatus = false;
+        }
+        finishPending(true);
+    }
+}
+
+void DeviceLink::AssembleReply(const QString &chunk)
+{
+    ReplyComplete = false;
+    QString c = chunk;
+    if (Rs232Mode)
+        c.remove(QLatin1Char('>'));
+    c.remove(QLatin1Char('\n'));
+    const int before = c.size();
+    c.remove(QLatin1Char(':'));
+    if (c.size() != before)
+        FrameStartSeen = true;
+    RxCount += c.size();
+    RxAccumulator += c;
+    if (FrameStartSeen && RxCount >= 2 * ExpectedByteCount) {
+        txtRs = RxAccumulator;
+        RxAccumulator.clear();
+        RxCount = 0;
+        FrameStartSeen = false;
+        ReplyComplete = true;
+        emit replyReceived(txtRs);
+    }
+}
+
+void DeviceLink::onTimer3()
+{
+    Timer3->stop();
+    m_guard->stop();
+    if (!AwaitingReply)
+        return;
+    // The flags are set before the report so the waiting caller sees the
+    // failure however long the box stays open.
+    AwaitingReply = false;
+    LineReady = true;
+    finishPending(false);
+    bool report = true;
+    if (AutoUpdateOn) {
+        TimeoutSeen = true;
+        ++TimeoutCount;
+        report = TimeoutCount >= 10;
+        if (report)
+            TimeoutCount = 0;
+    }
+    if (report && m_prompter)
+        m_prompter->message(QStringLiteral("No connection!"), QStringLiteral("Communication Error"),
+                            Prompter::Information);
+}
+
+void DeviceLink::onPortLost(const QString &reason)
+{
+    Timer3->stop();
+    m_guard->stop();
+    AwaitingReply = false;
+    LineReady = true;
+    RxAccumulator.clear();
+    RxCount = 0;
+    FrameStartSeen = false;
+    finishPending(false);
+    emit portStateChanged(false);
+    emit portLost(reason);
+    if (m_prompter)
+        m_prompter->message(reason, kSystemMonitor, Prompter::Exclamation);
+}
+
+void DeviceLink::finishPending(bool ok)
+{
+    if (m_pending) {
+        m_pending->done = true;
+        m_pending->reply = ok ? ReplyBuffer : QString();
+        m_pending = nullptr;
+    }
+    emit flagsChanged();
+}
+
+bool DeviceLink::waitFor(const std::function<bool()> &condition, int msecs)
+{
+    if (condition())
+        return true;
+    QEventLoop loop;
+    connect(this, &DeviceLink::flagsChanged, &loop, [&] {
+        if (condition())
+            loop.quit();
+    });
+    QTimer limit;
+    if (msecs >= 0) {
+        limit.setSingleShot(true);
+        connect(&limit, &QTimer::timeout, &loop, &QEventLoop::quit);
+        limit.start(msecs);
+    }
+    loop.exec();
+    return condition();
+}
+
+void DeviceLink::pause(int msecs)
+{
+    if (msecs <= 0)
+        return;
+    QEventLoop loop;
+    QTimer::singleShot(msecs, &loop, &QEventLoop::quit);
+    loop.exec();
+}
+
+void DeviceLink::holdPoll()
+{
+    if (AutoUpdateOn && m_timer4)
+        m_timer4->stop();
+}
+
+void DeviceLink::releasePoll()
+{
+    if (AutoUpdateOn && m_timer4)
+        m_timer4->start();
+}
+
+// Steps 2 to 7 of an exchange; the port is open.
+QString DeviceLink::exchange(const QString &command)
+{
+    holdPoll();
+    if (AwaitingReply || !LineReady)
+        waitFor([this] { return !AwaitingReply && LineReady; });
+    if (!PortOpen()) {
+        releasePoll();
+        return QString();
+    }
+    Pending pending;
+    const bool read = command.mid(4, 1) != QLatin1String("0");
+    if (read)
+        m_pending = &pending;
+    SendFrame(command);
+    lblTr = command;
+    emit frameSent(command);
+    QString result;
+    if (read) {
+        waitFor([&pending] { return pending.done; });
+        if (m_pending == &pending)
+            m_pending = nullptr;
+        result = pending.reply;
+    } else {
+        result = ReplyBuffer;
+    }
+    releasePoll();
+    return result;
+}
+
+QString DeviceLink::Transact(const QString &command)
+{
+    if (!PortOpen() && !openPort())
+        return QString();
+    return exchange(command);
+}
+
+QString DeviceLink::ReadMemory(const QString &address, const QString &byteCount)
+{
+    return Transact(readFrame(address, byteCount));
+}
+
+void DeviceLink::WriteMemory(const QString &address, const QString &byteCount, const QString &data)
+{
+    Transact(writeFrame(address, byteCount, data));
+}
+
+int DeviceLink::StorePauseMs(qint64 msecsSinceMidnight)
+{
+    const double now = double(msecsSinceMidnight) / 1000.0;
+    const double target = numtext::roundHalfEven(now + 1.0);
+    return int(std::llround(target * 1000.0 - double(msecsSinceMidnight)));
+}
+
+QString DeviceLink::WriteRamData(const QString &byteCount, const QString &address, const QString &data)
+{
+    const qint16 limit = qint16(2 * numtext::hexValueForcePositive(byteCount));
+    if (data.size() > limit) {
+        if (m_prompter)
+            m_prompter->message(QStringLiteral("Data string does not \r match length field!"), kSystemMonitor);
+        return QString();
+    }
+    if (!PortOpen() && !openPort())
+        return QString();
+
+    exchange(writeFrame(address, byteCount, data));
+
+    pause(m_pauseOverride >= 0 ? m_pauseOverride : StorePauseMs(QTime::currentTime().msecsSinceStartOfDay()));
+
+    QString readCount = numtext::hex(quint32(numtext::roundHalfEvenToInt(data.size() / 2.0)));
+    if (readCount.size() < 2)
+        readCount.prepend(QLatin1Char('0'));
+    const QString reply = PortOpen() ? exchange(readFrame(address, readCount)) : QString();
+
+    QString result;
+    if (reply.isEmpty()) {
+        if (m_prompter)
+            m_prompter->message(QStringLiteral("Communication ERROR. Can not verify\r data in RAM"), kSystemMonitor);
+    } else if (reply != data) {
+        if (m_prompter)
+            m_prompter->message(QStringLiteral("Verify data is failed!\r data recieved: ") + reply, kSystemMonitor);
+    } else {
+        result = data;
+    }
+    releasePoll();
+    return result;
+}

@@ -1,0 +1,125 @@
+#pragma once
+// DeviceLink: the one path to the transmitter. It owns the serial port,
+// frames commands, assembles replies from the receive events, times them out,
+// and offers the memory read, write and verified write built on that.
+//
+// One request is outstanding at a time. A caller that waits runs a nested
+// event loop, so timers and port events keep running during the wait.
+#include <QObject>
+#include <QPointer>
+#include <QString>
+#include <functional>
+
+class Prompter;
+#include "serialport.h"
+#include <QTimer>
+
+class DeviceLink : public QObject
+{
+    Q_OBJECT
+public:
+    explicit DeviceLink(Prompter *prompter, QObject *parent = nullptr);
+    ~DeviceLink() override;
+
+    // The link takes ownership of the port; a previous port is deleted.
+    void setPort(SerialPort *port);
+    SerialPort *port() const { return m_port; }
+    Prompter *prompter() const { return m_prompter; }
+    void setPrompter(Prompter *prompter) { m_prompter = prompter; }
+
+    // The main window's display poll; stopped around every exchange while
+    // AutoUpdateOn is set and started again afterwards.
+    void setTimer4(QTimer *timer) { m_timer4 = timer; }
+    QTimer *Timer3 = nullptr;      // reply time-out
+
+    // Opening the port when an exchange finds it closed. The main window
+    // installs its port toggle here; the default opens the port and reports
+    // the port's error text.
+    void setOpenHandler(std::function<bool()> handler) { m_openHandler = std::move(handler); }
+    bool PortOpen() const;
+    bool openPort();               // true when the port is open afterwards
+    bool openPortDirect();         // the default: open and report a failure
+
+    // Link state, shared by every window.
+    QString ReadPrefix = QStringLiteral("R5202:");
+    QString WritePrefix = QStringLiteral("R5200:");
+    bool Rs232Mode = true;
+    bool AutoUpdateOn = false;
+    bool AwaitingReply = false;
+    bool LineReady = true;
+    qint16 ExpectedByteCount = 0;
+    QString RxAccumulator;
+    qint32 RxCount = 0;
+    bool FrameStartSeen = false;
+    bool ReplyComplete = false;
+    QString ReplyBuffer;
+    bool ShowReplyStatus = false;
+    qint16 TimeoutCount = 0;
+    bool TimeoutSeen = false;
+    bool SuppressTerminal = false; // the terminal pane's own suppress flag
+    QString txtRs;                 // last complete raw reply
+    QString lblTr;                 // last transmitted frame
+
+    void SendFrame(const QString &command);
+    QString Transact(const QString &command);
+    void AssembleReply(const QString &chunk);
+
+    QString ReadMemory(const QString &address, const QString &byteCount);
+    void WriteMemory(const QString &address, const QString &byteCount, const QString &data);
+    QString WriteRamData(const QString &byteCount, const QString &address, const QString &data);
+
+    // Frame texts without the end bytes.
+    QString readFrame(const QString &address, const QString &byteCount) const;
+    QString writeFrame(const QString &address, const QString &byteCount, const QString &data) const;
+    // The bytes that go on the wire for a command: a write frame (fifth
+    // character "0") ends in 0x1A 0x0D, any other in 0x1A.
+    static QByteArray wireBytes(const QString &command);
+
+    // Milliseconds the verified write pauses so that the device can store
+    // the bytes: until the time of day (seconds, plus one, rounded half to
+    // even) is reached. Between 500 and 1500 ms; computed as a duration so
+    // that a write started just before midnight does not wait for a clock
+    // value that never comes.
+    static int StorePauseMs(qint64 msecsSinceMidnight);
+    // Tests shorten the pause and the time-out; -1 restores the real ones.
+    void setStorePauseOverride(int msecs) { m_pauseOverride = msecs; }
+    void setReplyTimeout(int msecs);
+    int replyTimeout() const;
+
+    // Waits without spinning: a nested event loop that ends when the
+    // condition holds (tested whenever the link's flags change) or after
+    // msecs (-1: no limit). Returns the condition's value at the end.
+    bool waitFor(const std::function<bool()> &condition, int msecs = -1);
+    // A pause that keeps the window alive.
+    void pause(int msecs);
+
+signals:
+    void frameSent(const QString &frame);      // lblTr
+    void replyReceived(const QString &raw);    // txtRs
+    void terminalText(const QString &text);    // echo for the terminal pane
+    void statusText(const QString &text);      // for the "Status" panel
+    void commEvent(int code);                  // every port event, for the line-event handler
+    void portStateChanged(bool open);
+    void portLost(const QString &reason);
+    void flagsChanged();
+
+private:
+    struct Pending;
+    void onCommEvent(int code);
+    void onSendEvent();
+    void onReceiveEvent();
+    void onTimer3();
+    void onPortLost(const QString &reason);
+    void finishPending(bool ok);
+    QString exchange(const QString &command);
+    void holdPoll();
+    void releasePoll();
+
+    Prompter *m_prompter;
+    QPointer<SerialPort> m_port;
+    QPointer<QTimer> m_timer4;
+    QTimer *m_guard = nullptr;
+    std::function<bool()> m_openHandler;
+    Pending *m_pending = nullptr;
+    int m_pauseOverride = -1;
+};

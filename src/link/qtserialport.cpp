@@ -1,0 +1,247 @@
+#include "qtserialport.h"
+
+#include <QEventLoop>
+#include <QSerialPort>
+#include <QTimer>
+
+QtSerialPort::QtSerialPort(const QString &name, QObject *parent)
+    : SerialPort(parent), m_port(new QSerialPort(this)), m_linePoll(new QTimer(this)), m_name(name)
+{
+    m_linePoll->setInterval(200);
+    connect(m_linePoll, &QTimer::timeout, this, &QtSerialPort::pollLines);
+    connect(m_port, &QSerialPort::bytesWritten, this, [this] { emit commEvent(CommEvent::Send); });
+    connect(m_port, &QSerialPort::readyRead, this, [this] { emit commEvent(CommEvent::Receive); });
+    connect(m_port, &QSerialPort::errorOccurred, this, [this](QSerialPort::SerialPortError e) { onError(int(e)); });
+}
+
+QtSerialPort::~QtSerialPort()
+{
+    m_port->disconnect(this);
+    m_port->close();
+}
+
+QString QtSerialPort::systemName(const QString &name)
+{
+    if (name.startsWith(QLatin1String("Com"), Qt::CaseInsensitive)) {
+        bool ok = false;
+        const int n = name.mid(3).toInt(&ok);
+        if (ok && n >= 1)
+            return QStringLiteral("/dev/ttyS%1").arg(n - 1);
+    }
+    return name;
+}
+
+void QtSerialPort::setPortName(const QString &name)
+{
+    m_name = name;
+}
+
+bool QtSerialPort::parseSettings(const QString &text, LineSettings *out, QString *error)
+{
+    const QStringList f = text.split(QLatin1Char(','));
+    LineSettings s;
+    bool ok = f.size() == 4;
+    if (ok) {
+        s.baud = f[0].trimmed().toInt(&ok);
+        ok = ok && s.baud > 0;
+    }
+    if (ok) {
+        const QString p = f[1].trimmed().toLower();
+        ok = p.size() == 1 && QStringLiteral("neoms").contains(p);
+        if (ok)
+            s.parity = p[0];
+    }
+    if (ok) {
+        s.dataBits = f[2].trimmed().toInt(&ok);
+        ok = ok && s.dataBits >= 5 && s.dataBits <= 8;
+    }
+    if (ok) {
+        s.stopBits = f[3].trimmed();
+        ok = s.stopBits == QLatin1String("1") || s.stopBits == QLatin1String("1.5")
+            || s.stopBits == QLatin1String("2");
+    }
+    if (!ok) {
+        if (error)
+            *error = QStringLiteral("Invalid property value");
+        return false;
+    }
+    if (out)
+        *out = s;
+    return true;
+}
+
+bool QtSerialPort::setSettings(const QString &settings)
+{
+    LineSettings s;
+    if (!parseSettings(settings, &s, &m_error))
+        return false;
+    const QString old = m_settings;
+    m_settings = settings;
+    if (m_port->isOpen() && !apply()) {
+        m_settings = old;
+        apply();
+        return false;
+    }
+    return true;
+}
+
+bool QtSerialPort::setHandshaking(int mode)
+{
+    if (mode < 0 || mode > 3) {
+        m_error = QStringLiteral("Invalid property value");
+        return false;
+    }
+    m_handshaking = mode;
+    if (m_port->isOpen())
+        return apply();
+    return true;
+}
+
+bool QtSerialPort::apply()
+{
+    LineSettings s;
+    parseSettings(m_settings, &s, nullptr);
+    QSerialPort::Parity parity = QSerialPort::NoParity;
+    switch (s.parity.toLatin1()) {
+    case 'e': parity = QSerialPort::EvenParity; break;
+    case 'o': parity = QSerialPort::OddParity; break;
+    case 'm': parity = QSerialPort::MarkParity; break;
+    case 's': parity = QSerialPort::SpaceParity; break;
+    default: break;
+    }
+    const QSerialPort::StopBits stop = s.stopBits == QLatin1String("2") ? QSerialPort::TwoStop
+        : s.stopBits == QLatin1String("1.5") ? QSerialPort::OneAndHalfStop : QSerialPort::OneStop;
+    const QSerialPort::FlowControl flow = m_handshaking == 2 || m_handshaking == 3
+        ? QSerialPort::HardwareControl
+        : m_handshaking == 1 ? QSerialPort::SoftwareControl : QSerialPort::NoFlowControl;
+    bool ok = m_port->setBaudRate(s.baud);
+    ok = m_port->setDataBits(QSerialPort::DataBits(s.dataBits)) && ok;
+    ok = m_port->setParity(parity) && ok;
+    ok = m_port->setStopBits(stop) && ok;
+    ok = m_port->setFlowControl(flow) && ok;
+    if (!ok) {
+        m_error = m_port->errorString();
+        m_port->clearError();
+    }
+    return ok;
+}
+
+bool QtSerialPort::open()
+{
+    if (m_port->isOpen())
+        return true;
+    if (m_name.isEmpty()) {
+        m_error = QStringLiteral("No port is chosen");
+        return false;
+    }
+    m_port->setPortName(systemName(m_name));
+    if (!m_port->open(QIODevice::ReadWrite)) {
+        m_error = m_port->errorString();
+        if (m_error.isEmpty())
+            m_error = QStringLiteral("Port is not available");
+        m_port->clearError();
+        return false;
+    }
+    m_lost = false;
+    // A pseudo-terminal takes only 8 data bits and no parity; a setting it
+    // refuses does not stop the line from working, so the port stays open.
+    apply();
+    m_lastLines = -1;
+    pollLines();
+    return true;
+}
+
+void QtSerialPort::close()
+{
+    m_linePoll->stop();
+    if (m_port->isOpen())
+        m_port->close();
+    m_port->clearError();
+}
+
+bool QtSerialPort::isOpen() const
+{
+    return m_port->isOpen();
+}
+
+qint64 QtSerialPort::write(const QByteArray &bytes)
+{
+    return m_port->isOpen() ? m_port->write(bytes) : -1;
+}
+
+QByteArray QtSerialPort::readAll()
+{
+    return m_port->readAll();
+}
+
+bool QtSerialPort::flush(int msecs)
+{
+    if (!m_port->isOpen() || m_port->bytesToWrite() == 0)
+        return true;
+    QEventLoop loop;
+    QTimer limit;
+    limit.setSingleShot(true);
+    connect(&limit, &QTimer::timeout, &loop, &QEventLoop::quit);
+    connect(m_port, &QSerialPort::bytesWritten, &loop, [&] {
+        if (m_port->bytesToWrite() == 0)
+            loop.quit();
+    });
+    connect(this, &SerialPort::portLost, &loop, &QEventLoop::quit);
+    limit.start(msecs);
+    loop.exec();
+    return m_port->isOpen() && m_port->bytesToWrite() == 0;
+}
+
+// Qt has no event for modem-line changes: poll them on a real UART. A
+// pseudo-terminal has no modem lines and refuses the query; stop polling then.
+void QtSerialPort::pollLines()
+{
+    if (!m_port->isOpen())
+        return;
+    const QSerialPort::PinoutSignals pins = m_port->pinoutSignals();
+    if (m_port->error() == QSerialPort::UnsupportedOperationError) {
+        m_port->clearError();
+        m_linePoll->stop();
+        return;
+    }
+    const int lines = int(pins);
+    if (m_lastLines >= 0) {
+        const int changed = lines ^ m_lastLines;
+        if (changed & QSerialPort::ClearToSendSignal)
+            emit commEvent(CommEvent::CTS);
+        if (changed & QSerialPort::DataSetReadySignal)
+            emit commEvent(CommEvent::DSR);
+        if (changed & QSerialPort::DataCarrierDetectSignal)
+            emit commEvent(CommEvent::CD);
+        if ((changed & QSerialPort::RingIndicatorSignal) && (lines & QSerialPort::RingIndicatorSignal))
+            emit commEvent(CommEvent::Ring);
+    }
+    m_lastLines = lines;
+    if (!m_linePoll->isActive())
+        m_linePoll->start();
+}
+
+void QtSerialPort::onError(int error)
+{
+    switch (QSerialPort::SerialPortError(error)) {
+    case QSerialPort::ReadError:
+    case QSerialPort::ResourceError:
+    case QSerialPort::WriteError: {
+        // A hang-up makes Qt repeat the error endlessly while the port stays
+        // "open": close at once and report once, outside this signal.
+        if (m_lost)
+            return;
+        m_lost = true;
+        const QString reason = m_port->errorString();
+        m_error = reason;
+        m_port->clearError();
+        close();
+        QTimer::singleShot(0, this, [this, reason] {
+            emit portLost(reason.isEmpty() ? QStringLiteral("The port was closed") : reason);
+        });
+        break;
+    }
+    default:
+        break;
+    }
+}

@@ -1,0 +1,56 @@
+#pragma once
+// The transport under DeviceLink: a serial line, a simulated transmitter, or
+// a test double. Port events reach the link as the numeric event codes of the
+// line-event table, so the main window's event handler can consume them.
+#include <QObject>
+#include <QByteArray>
+#include <QString>
+
+namespace CommEvent {
+enum Code : int {
+    Send = 1, Receive = 2, CTS = 3, DSR = 4, CD = 5, Ring = 6, EndOfFile = 7,
+    Break = 1001, CTSTimeout = 1002, DSRTimeout = 1003, Frame = 1004,
+    Overrun = 1006, CDTimeout = 1007, RxOver = 1008, RxParity = 1009,
+    TxFull = 1010, DCB = 1011,
+};
+}
+
+class SerialPort : public QObject
+{
+    Q_OBJECT
+public:
+    using QObject::QObject;
+    ~SerialPort() override = default;
+
+    // The port's name as the operator chose it ("Com1", "/dev/ttyUSB0",
+    // "Simulated transmitter").
+    virtual QString portName() const = 0;
+    virtual void setPortName(const QString &name) = 0;
+
+    virtual bool open() = 0;             // false: errorString() says why
+    virtual void close() = 0;
+    virtual bool isOpen() const = 0;
+
+    // Line settings text "9600,n,8,1" (baud, parity letter, data bits, stop bits).
+    virtual QString settings() const = 0;
+    virtual bool setSettings(const QString &settings) = 0; // false: errorString()
+    // Handshaking mode 0 none, 1 XON/XOFF, 2 RTS/CTS, 3 both.
+    virtual bool setHandshaking(int mode) = 0;
+    virtual int handshaking() const = 0;
+
+    virtual qint64 write(const QByteArray &bytes) = 0;
+    virtual QByteArray readAll() = 0;
+    // Waits (without blocking the event loop for long) for queued output to
+    // leave; false when it did not leave within msecs.
+    virtual bool flush(int msecs) = 0;
+
+    virtual QString errorString() const = 0;
+
+signals:
+    // Send (1) when written bytes reached the line, Receive (2) when bytes are
+    // waiting, and the line-change and error codes.
+    void commEvent(int code);
+    // The port went away under us (cable pulled, far end hung up). The port is
+    // already closed when this is emitted; it is reported once.
+    void portLost(const QString &reason);
+};

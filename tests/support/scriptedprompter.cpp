@@ -1,0 +1,58 @@
+#include "scriptedprompter.h"
+
+void ScriptedPrompter::message(const QString &text, const QString &title, Icon icon)
+{
+    entries.append({QStringLiteral("message"), text, title, icon});
+}
+
+bool ScriptedPrompter::askYesNo(const QString &text, const QString &title, Icon icon)
+{
+    entries.append({QStringLiteral("yesno"), text, title, icon});
+    return answers.isEmpty() ? false : answers.takeFirst();
+}
+
+bool ScriptedPrompter::askOkCancel(const QString &text, const QString &title, Icon icon)
+{
+    entries.append({QStringLiteral("okcancel"), text, title, icon});
+    return answers.isEmpty() ? false : answers.takeFirst();
+}
+
+bool ScriptedPrompter::inputBox(const QString &prompt, const QString &title, const QString &,
+                                QString *answer)
+{
+    entries.append({QStringLiteral("input"), prompt, title, Information});
+    if (inputs.isEmpty() || inputs.first().isNull()) {
+        if (!inputs.isEmpty())
+            inputs.removeFirst();
+        return false;
+    }
+    *answer = inputs.takeFirst();
+    return true;
+}
+
+QString ScriptedPrompter::openFileName(const QString &title, const QString &proposed, const QString &)
+{
+    entries.append({QStringLiteral("open"), proposed, title, Information});
+    return fileNames.isEmpty() ? QString() : fileNames.takeFirst();
+}
+
+QString ScriptedPrompter::saveFileName(const QString &title, const QString &proposed, const QString &)
+{
+    entries.append({QStringLiteral("save"), proposed, title, Information});
+    return fileNames.isEmpty() ? QString() : fileNames.takeFirst();
+}
+
+void ScriptedPrompter::beep()
+{
+    entries.append({QStringLiteral("beep"), QString(), QString(), Information});
+    ++beeps;
+}
+
+QStringList ScriptedPrompter::texts(const QString &kind) const
+{
+    QStringList out;
+    for (const Entry &e : entries)
+        if (e.kind == kind)
+            out << e.text;
+    return out;
+}

@@ -1,0 +1,38 @@
+#pragma once
+// A Prompter for tests: records every message and question with its title,
+// and answers questions, input boxes and file dialogs from queues. A question
+// with an empty queue answers with the safe default (No / Cancel) and is
+// recorded, so an unexpected question shows up in the assertions.
+#include "common/prompter.h"
+#include <QList>
+#include <QStringList>
+
+class ScriptedPrompter : public Prompter
+{
+public:
+    struct Entry {
+        QString kind;   // "message", "yesno", "okcancel", "input", "open", "save", "beep"
+        QString text;
+        QString title;
+        Icon icon = Information;
+    };
+
+    void message(const QString &text, const QString &title, Icon icon) override;
+    bool askYesNo(const QString &text, const QString &title, Icon icon) override;
+    bool askOkCancel(const QString &text, const QString &title, Icon icon) override;
+    bool inputBox(const QString &prompt, const QString &title, const QString &defaultText,
+                  QString *answer) override;
+    QString openFileName(const QString &title, const QString &proposed, const QString &filter) override;
+    QString saveFileName(const QString &title, const QString &proposed, const QString &filter) override;
+    void beep() override;
+
+    // Texts of the entries of one kind, in order ("message" by default).
+    QStringList texts(const QString &kind = QStringLiteral("message")) const;
+    void clear() { entries.clear(); }
+
+    QList<Entry> entries;
+    QList<bool> answers;          // for Yes/No and OK/Cancel, in order
+    QStringList inputs;           // for input boxes; a null QString cancels
+    QStringList fileNames;        // for file dialogs; empty cancels
+    int beeps = 0;
+};
