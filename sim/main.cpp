@@ -17,25 +17,31 @@ namespace {
 
 int signalPipe[2] = {-1, -1};
 
-void onSignal(int)
+void onSignal(int sig)
 {
-    const char c = 1;
+    const char c = char(sig);
     [[maybe_unused]] const ssize_t n = ::write(signalPipe[1], &c, 1);
 }
 
-// SIGTERM and SIGINT end the event loop, so the pseudo-terminal is closed
+// SIGTERM, SIGINT and SIGHUP end the event loop, so the pseudo-terminal is closed
 // and the process exits normally.
 bool quitOnSignals(QCoreApplication *app)
 {
     if (::socketpair(AF_UNIX, SOCK_STREAM, 0, signalPipe) != 0)
         return false;
     auto *notifier = new QSocketNotifier(signalPipe[0], QSocketNotifier::Read, app);
-    QObject::connect(notifier, &QSocketNotifier::activated, app, [app] { app->quit(); });
+    QObject::connect(notifier, &QSocketNotifier::activated, app, [app] {
+        char sig = 0;
+        if (::read(signalPipe[0], &sig, 1) == 1)
+            std::fprintf(stderr, "quorin-sim: ending on signal %d\n", int(sig));
+        app->quit();
+    });
     struct sigaction sa {};
     sa.sa_handler = onSignal;
     sigemptyset(&sa.sa_mask);
     sa.sa_flags = SA_RESTART;
-    return ::sigaction(SIGTERM, &sa, nullptr) == 0 && ::sigaction(SIGINT, &sa, nullptr) == 0;
+    return ::sigaction(SIGTERM, &sa, nullptr) == 0 && ::sigaction(SIGINT, &sa, nullptr) == 0
+        && ::sigaction(SIGHUP, &sa, nullptr) == 0;
 }
 
 int usage(const QString &text)

@@ -7,11 +7,12 @@
 
 struct SimFaults
 {
-    bool noAnswer = false;       // frames are taken in (writes stored) but nothing is ever sent back
+    bool noAnswer = false;       // frames are taken in (writes stored), nothing is sent back
     int lateMs = 0;              // every reply leaves this much later than it would
     bool corruptReadback = false; // a read right after a write, at its address, answers one digit off
     bool splitReplies = false;   // replies leave in random pieces
-    int hangupAfterFrames = 0;   // the line drops once this many frames came in (0: never)
+    int hangupAfterFrames = 0;   // the line drops when this many frames came in, the last one
+                                 // unanswered (0: never); counted afresh after a reopen
     quint32 splitSeed = 1;       // the pieces are reproducible from this seed
 
     bool any() const

@@ -47,11 +47,12 @@ const QList<Parameter> &all()
 const Parameter *find(const QString &nameOrAddress)
 {
     for (const Parameter &p : all()) {
-        if ((!p.control.isEmpty() && p.control == nameOrAddress) || p.alias == nameOrAddress
+        if ((!p.control.isEmpty() && p.control.compare(nameOrAddress, Qt::CaseInsensitive) == 0)
+            || p.alias.compare(nameOrAddress, Qt::CaseInsensitive) == 0
             || p.address.compare(nameOrAddress, Qt::CaseInsensitive) == 0)
             return &p;
     }
-    if (nameOrAddress == QLatin1String("optPulse"))
+    if (nameOrAddress.compare(QLatin1String("optPulse"), Qt::CaseInsensitive) == 0)
         return find(QStringLiteral("optEnable"));
     return nullptr;
 }
@@ -59,6 +60,11 @@ const Parameter *find(const QString &nameOrAddress)
 QString rangeMessage(const QString &rangeText)
 {
     return QStringLiteral("The value of the parameter is out of\r") + rangeText + QStringLiteral(" Try again!");
+}
+
+QString tenthsRangeText()
+{
+    return QStringLiteral(" permissible range [0.1-5000000.0]");
 }
 
 const QStringList &tableAddresses()

@@ -36,7 +36,8 @@ struct Parameter {
 namespace ParameterMap {
 
 const QList<Parameter> &all();
-// By control name ("txtLowFcut"), alias ("low-cutoff") or address ("014D").
+// By control name ("txtLowFcut"), alias ("low-cutoff") or address ("014D"),
+// in any case; "optPulse" finds the options byte that "optEnable" names.
 const Parameter *find(const QString &nameOrAddress);
 
 // The coefficient A value that marks a full-scale flow stored in tenths.
@@ -44,6 +45,8 @@ constexpr int TenthsMarker = 202;
 
 // "The value of the parameter is out of" CR range text " Try again!"
 QString rangeMessage(const QString &rangeText);
+// Range text of the full-scale flow while it is entered in tenths.
+QString tenthsRangeText();
 
 // The 26 addresses of the configuration table file, in file order.
 const QStringList &tableAddresses();

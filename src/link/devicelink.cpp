@@ -156,7 +156,9 @@ void DeviceLink::onCommEvent(int code)
 
 void DeviceLink::onSendEvent()
 {
-    if (ExpectedByteCount < 1)
+    // A fast device can answer before the send event is delivered; the
+    // reply is then already complete and nothing is awaited any more.
+    if (ExpectedByteCount < 1 || !AwaitingReply)
         return;
     Timer3->start();
     LineReady = false;
@@ -217,8 +219,11 @@ void DeviceLink::onTimer3()
 {
     Timer3->stop();
     m_guard->stop();
-    if (!AwaitingReply)
+    if (!AwaitingReply) {
+        LineReady = true;
+        emit flagsChanged();
         return;
+    }
     // The flags are set before the report so the waiting caller sees the
     // failure however long the box stays open.
     AwaitingReply = false;

@@ -10,29 +10,18 @@ class TestNumText : public QObject
 {
     Q_OBJECT
 private slots:
-    void val_data();
-    void val();
-    void hexValues_data();
-    void hexValues();
-    void roundHalfEven_data();
-    void roundHalfEven();
-    void singleToText_data();
-    void singleToText();
-    void doubleToText_data();
-    void doubleToText();
+    void val_data(); void val();
+    void hexValues_data(); void hexValues();
+    void roundHalfEven_data(); void roundHalfEven();
+    void singleToText_data(); void singleToText();
+    void doubleToText_data(); void doubleToText();
     void hexText();
-    void format_data();
-    void format();
-    void formatText_data();
-    void formatText();
-    void nibbleToBinary_data();
-    void nibbleToBinary();
-    void decToIEEE754_data();
-    void decToIEEE754();
-    void ieee754ToDec_data();
-    void ieee754ToDec();
-    void floatRoundTripNeedsFullBytes_data();
-    void floatRoundTripNeedsFullBytes();
+    void format_data(); void format();
+    void formatText_data(); void formatText();
+    void nibbleToBinary_data(); void nibbleToBinary();
+    void decToIEEE754_data(); void decToIEEE754();
+    void ieee754ToDec_data(); void ieee754ToDec();
+    void floatRoundTripNeedsFullBytes_data(); void floatRoundTripNeedsFullBytes();
 };
 
 void TestNumText::val_data()
@@ -67,20 +56,15 @@ void TestNumText::hexValues_data()
     QTest::addColumn<int>("plain");
     QTest::addColumn<int>("positive");
     const int minInt = std::numeric_limits<int>::min();
-    QTest::newRow("FFFF") << "FFFF" << -1 << 65535;
-    QTest::newRow("8000") << "8000" << -32768 << 32768;
-    QTest::newRow("7FFF") << "7FFF" << 32767 << 32767;
-    QTest::newRow("1F") << "1F" << 31 << 31;
-    QTest::newRow("lower ff") << "ff" << 255 << 255;
-    QTest::newRow("empty") << "" << 0 << 0;
-    QTest::newRow("not hex") << "G" << 0 << 0;
-    QTest::newRow("stops at G") << "1G2" << 1 << 1;
-    QTest::newRow("sign is not hex") << "-1" << 0 << 0;
-    QTest::newRow("5 digits") << "0FFFF" << 65535 << 65535;
-    QTest::newRow("FFFFFFFF") << "FFFFFFFF" << -1 << -1;
-    QTest::newRow("80000000") << "80000000" << minInt << minInt;
-    QTest::newRow("9 digits overflow") << "123456789" << 0 << 0;
-    QTest::newRow("leading zeros") << "000000001F" << 31 << 31;
+    const struct { const char *tag, *digits; int plain, positive; } rows[] = {
+        {"FFFF", "FFFF", -1, 65535}, {"8000", "8000", -32768, 32768}, {"7FFF", "7FFF", 32767, 32767},
+        {"1F", "1F", 31, 31}, {"lower ff", "ff", 255, 255}, {"empty", "", 0, 0}, {"not hex", "G", 0, 0},
+        {"stops at G", "1G2", 1, 1}, {"sign is not hex", "-1", 0, 0}, {"5 digits", "0FFFF", 65535, 65535},
+        {"FFFFFFFF", "FFFFFFFF", -1, -1}, {"80000000", "80000000", minInt, minInt},
+        {"9 digits overflow", "123456789", 0, 0}, {"leading zeros", "000000001F", 31, 31},
+    };
+    for (const auto &r : rows)
+        QTest::newRow(r.tag) << QString::fromLatin1(r.digits) << r.plain << r.positive;
 }
 
 void TestNumText::hexValues()

@@ -145,6 +145,7 @@ void TestSimDevice::writesAreStoredAndNotAnswered()
     // next frame.
     QCOMPARE(d.feed("R5200:01010C0037\x1A"), QByteArray());
     QCOMPARE(d.feed("\rR5202:01010C00\x1A"), QByteArray(":37"));
+    QCOMPARE(d.receivedFrames().last(), QStringLiteral("R5202:01010C00"));
 
     // Lower-case data is stored; the reply is upper case.
     d.feed(writeFrame("R5200:02013800abcd"));

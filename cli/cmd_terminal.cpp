@@ -1,0 +1,87 @@
+// What the main window shows, for scripts: the configuration readout and the
+// live flow display.
+#include "cli.h"
+
+#include "config/parametermap.h"
+#include "link/devicelink.h"
+#include "terminal/livedisplay.h"
+#include "terminal/terminalhost.h"
+#include "terminal/terminalstate.h"
+
+#include <QDateTime>
+
+namespace {
+
+bool readCount(const CliContext &c, const QString &name, int def, int min, int *out)
+{
+    const QString text = c.option(name);
+    if (text.isEmpty()) {
+        *out = def;
+        return true;
+    }
+    bool ok = false;
+    *out = text.toInt(&ok);
+    return ok && *out >= min;
+}
+
+} // namespace
+
+static CliCommand infoCommand("info", "info                   read the configuration and show every parameter: address, name, value",
+    [](CliContext &c) -> int {
+        if (!c.args.isEmpty())
+            return c.usage(QStringLiteral("info takes no arguments"));
+        TerminalHost *host = c.host();
+        if (!host)
+            return ExitUsage;
+        if (!host->synchronize())
+            return ExitDevice;
+        const TerminalState &s = host->state();
+        for (const Parameter &p : ParameterMap::all()) {
+            const QString name = p.control.isEmpty() ? p.alias : p.control + QLatin1Char('/') + p.alias;
+            const QString value = s.CellText.contains(p.address) ? s.cellText(p.address) : QStringLiteral("-");
+            *c.out << p.address << "  " << name.leftJustified(36) << " " << value << "\n";
+        }
+        *c.out << "unit " << s.unitText().trimmed() << ", total " << s.TotalText << " "
+               << s.totalUnitText().trimmed() << "\n";
+        return ExitOk;
+    });
+
+static CliCommand monitorCommand("monitor",
+    "monitor [--count N] [--interval MS]  the live flow display, unit and total, one line per poll (N 0: until stopped)",
+    [](CliContext &c) -> int {
+        if (!c.args.isEmpty())
+            return c.usage(QStringLiteral("monitor takes no arguments"));
+        int count = 0;
+        int interval = 0;
+        if (!readCount(c, QStringLiteral("count"), 0, 0, &count))
+            return c.usage(QStringLiteral("--count must be a whole number, 0 or more"));
+        if (!readCount(c, QStringLiteral("interval"), 1000, 50, &interval))
+            return c.usage(QStringLiteral("--interval must be a whole number of milliseconds, 50 or more"));
+        TerminalHost *host = c.host();
+        if (!host)
+            return ExitUsage;
+        DeviceLink &link = host->link();
+        TerminalState &s = host->state();
+        // As the window's auto update: time-outs stay quiet until the tenth in a row.
+        link.AutoUpdateOn = true;
+        // The time base of the unit text, as the readout would give it.
+        const QString timeBase = link.ReadMemory(QStringLiteral("0104"), QStringLiteral("01"));
+        if (timeBase.size() >= 2)
+            s.setCell(QStringLiteral("0104"), QString::number(timeBase.left(2).toInt(nullptr, 16)),
+                      timeBase.left(2).toInt(nullptr, 16));
+        LiveDisplay live(link, s, &host->prompter());
+        bool allOk = true;
+        for (int i = 0; count == 0 || i < count; ++i) {
+            if (i > 0)
+                link.pause(interval);
+            const LiveDisplay::Result r = live.tick();
+            allOk = allOk && r.ok();
+            *c.out << QTime::currentTime().toString(QStringLiteral("HH:mm:ss")) << "  "
+                   << s.FlowText.rightJustified(9) << " " << LiveDisplay::unitShown(s).trimmed().leftJustified(9) << " total "
+                   << s.TotalText << " " << s.totalUnitText().trimmed() << "\n";
+            c.out->flush();
+            if (r.stopped)
+                return ExitDevice;
+        }
+        return allOk ? ExitOk : ExitDevice;
+    });

@@ -1,0 +1,221 @@
+#pragma once
+// The main window: owns the serial link and the terminal state for the whole
+// run, shows the device's flow display and totalizer, and opens every other
+// window from its menus and toolbar. Handlers carry the names of their
+// controls and events (mnuOpen_Click, Timer4_Timer, MSComm1_OnComm).
+#include "terminal/terminalhost.h"
+
+#include <QHash>
+#include <QMainWindow>
+#include <functional>
+#include <memory>
+
+class QAction;
+class QDialog;
+class QFrame;
+class QLabel;
+class QLineEdit;
+class QMenu;
+class QPlainTextEdit;
+class QProgressBar;
+class QTimer;
+class QToolBar;
+class CalibrateFrame;
+class CommLog;
+class DataLog;
+class LineEvents;
+class MemWriteFrame;
+class RescaleFrame;
+class SerialPort;
+class TerminalState;
+class WidgetPrompter;
+
+class frmTerminal : public QMainWindow, public TerminalHost
+{
+    Q_OBJECT
+public:
+    // Without a prompter the window makes its own message boxes.
+    explicit frmTerminal(Prompter *prompter = nullptr, QWidget *parent = nullptr);
+    ~frmTerminal() override;
+
+    // TerminalHost
+    DeviceLink &link() override { return *m_link; }
+    TerminalState &state() override { return *m_state; }
+    Prompter &prompter() override { return *m_prompter; }
+    bool synchronize() override;
+    void setStatusText(const QString &text) override;
+    QString statusText() const override;
+    void startTimer2() override;
+    bool autoUpdateOn() const override;
+    void setAutoUpdate(bool on) override;
+    QString currentFlowText() const override;
+    void setMenusLocked(bool locked) override;
+    void refreshStatusBar() override;
+    QString programFolder() const override { return m_programFolder; }
+
+    // The port. setPort takes ownership and keeps the line settings and the
+    // handshaking of the port it replaces.
+    static const QString SimulatedPortName; // "Simulated transmitter"
+    void setPort(SerialPort *port);
+    SerialPort *port() const;
+    QString portName() const;
+    // "Simulated transmitter" gives the built-in simulated transmitter with its
+    // clock running; any other name a serial port.
+    static SerialPort *makePort(const QString &name);
+    void setPortByName(const QString &name) { setPort(makePort(name)); }
+    // The settings dialog's change of port: an open port is closed and the
+    // new one opened in its place. On an error the old port stays, and
+    // *error says why.
+    bool choosePort(const QString &name, QString *error);
+
+    // The folder default file names are proposed in, and where setup.dat goes.
+    void setProgramFolder(const QString &folder);
+    QString setupFolder() const { return m_setupFolder; }
+
+    // Handlers.
+    void Form_Load();
+    void mnuFileExit_Click();
+    void Form_Unload();
+    bool mnuOpen_Click(); // the port toggle; true when the port is open afterwards
+    void MSComm1_OnComm(int code);
+    void Timer2_Timer();
+    void Timer4_Timer();
+    void Timer5_Timer();
+    void TimerM_Timer();
+    void tbrToolBar_ButtonClick(const QString &key);
+
+    void mnuOpenLog_Click();
+    void mnuCloseLog_Click();
+    void mnuFileALogO_Click();
+    void mnuFileALogC_Click();
+    void mnuOALF_Click();
+    void mnuCommandsFlow_Click();
+    void mnuAutoS_Click();
+    void mnuMonitor_Click();
+    void mnuStart_Click();
+    void mnuStop_Click();
+    void mnuProperties_Click();
+    void mnuDeviceSinhronize_Click();
+    void mnuDRecStart_Click();
+    void mnuDRecStop_Click();
+    void mnuDProperties_Click();
+    void mnuOptionsBackDoor_Click();
+    void mnuOptionsMemExport_Click();
+    void mnuOptionsMemImport_Click();
+    void mnuOptionsCalibrate_Click();
+    void mnuOptionsView_Click();
+    void mnuOptionRescale_Click();
+    void mnuHelpA_Click();
+
+    // Controls by name: menu items (and submenus) by control name, toolbar
+    // buttons by key, status panels by key.
+    QAction *menuItem(const QString &name) const;
+    QAction *button(const QString &key) const;
+    QLabel *panel(const QString &key) const;
+    void setPanelText(const QString &key, const QString &text);
+
+    // What the settings dialog changes.
+    void setUpdateRateIndex(int index);     // from 1; Timer4 and the "UpdateRate" panel
+    void setRecordIntervalIndex(int index); // from 1; Timer5
+    int updateRateIndex() const { return m_timeSs; }
+    int recordIntervalIndex() const { return m_timeSr; }
+    void setInterfaceFlag(bool rs232);
+    bool echoOn() const { return m_echo; }
+    void setEcho(bool on) { m_echo = on; }
+    // Mark and picture of the port state; "Settings" panel.
+    void showPortState();
+
+    bool recording() const { return m_recording; }
+    bool monitorOn() const { return m_monitor; }
+    bool menusLocked() const { return m_locked; }
+    const CommLog &commLog() const { return *m_commLog; }
+    const DataLog &dataLog() const { return *m_dataLog; }
+    const LineEvents &lineEvents() const { return *m_lineEvents; }
+
+    // Set to 1 by Device Properties before its window opens.
+    qint16 DevicePropertiesOpen = 0;
+    qint16 PropertiesEdit = 0;
+
+    // How a modal window is shown; tests replace it.
+    std::function<int(QDialog &)> execDialog;
+
+    QTimer *Timer2 = nullptr; // clears the status text
+    QTimer *Timer4 = nullptr; // display poll
+    QTimer *Timer5 = nullptr; // recorder
+    QTimer *TimerM = nullptr; // monitor and connect-time refresh
+
+protected:
+    void closeEvent(QCloseEvent *event) override;
+    bool eventFilter(QObject *watched, QEvent *event) override;
+
+private:
+    void buildWindow();
+    void buildMenus();
+    void buildToolBar();
+    void buildStatusBar();
+    QWidget *buildDisplay();
+    QAction *addItem(QMenu *menu, const char *name, const QString &caption, const QKeySequence &key,
+                     bool enabled, void (frmTerminal::*handler)());
+    void addSeparator(QMenu *menu, const char *name);
+    void setEnabledPair(const QStringList &items, const QStringList &buttons, bool enabled);
+    void applyStoredSettings();
+    void closePort();
+    void onPortLost();
+    void showDisplay();
+    void showFlowLabels();
+    void sendTerminalLine();
+    void appendTerminal(const QString &text);
+    bool writeSetupFile();
+    void saveExitSettings();
+    void closeLogs();
+    bool confirm(const QString &text);
+    int runDialog(QDialog &dialog);
+
+    Prompter *m_prompter = nullptr;
+    std::unique_ptr<WidgetPrompter> m_ownPrompter;
+    DeviceLink *m_link = nullptr;
+    std::unique_ptr<TerminalState> m_state;
+    std::unique_ptr<LineEvents> m_lineEvents;
+    std::unique_ptr<CommLog> m_commLog;
+    std::unique_ptr<DataLog> m_dataLog;
+
+    QHash<QString, QAction *> m_items;
+    QHash<QString, QAction *> m_buttons;
+    QHash<QString, QLabel *> m_panels;
+    QHash<QString, bool> m_kept; // enabled states kept while the menus are locked
+    QToolBar *tbrToolBar = nullptr;
+    QLabel *imgConnected = nullptr;
+    QLabel *imgNotConnected = nullptr;
+    QLabel *lblConnectTime = nullptr;
+    QFrame *fraSendR = nullptr;
+    QLabel *lblTr = nullptr;
+    QLineEdit *txtRs = nullptr;
+    QFrame *fraMulti = nullptr;
+    QLabel *lblMDRe = nullptr;
+    QLabel *lblMDEU = nullptr;
+    QLabel *Label7 = nullptr;
+    QLabel *Label12 = nullptr;
+    QProgressBar *PrgBar1 = nullptr;
+    QPlainTextEdit *txtTerm = nullptr;
+    RescaleFrame *m_rescale = nullptr;
+    CalibrateFrame *m_calibrate = nullptr;
+    MemWriteFrame *m_memWrite = nullptr;
+
+    QString m_programFolder;
+    QString m_setupFolder;
+    qint64 m_connectedSince = 0;
+    int m_termInputStart = 0;
+    int m_timeSs = 1;
+    int m_timeSr = 4;
+    int m_comMonitor = 0;
+    int m_devInfo = 0;
+    bool m_monitor = false;
+    bool m_echo = false;
+    bool m_recording = false;
+    bool m_recordDue = false;
+    bool m_locked = false;
+    bool m_inTick = false;
+    bool m_syncing = false;
+    bool m_asking = false;
+    bool m_unloaded = false;
+};

@@ -1,0 +1,388 @@
+// Device Properties driven through its controls against the simulated
+// transmitter: loading from the terminal's copy, keys and Enter, the combos
+// and option pairs, cmdOK with edits typed without Enter, and the totalizer
+// reset, checked by the frames the device received and the texts shown.
+#include "config/frmdprop.h"
+#include "config/parametercommit.h"
+#include "link/devicelink.h"
+#include "sim/simdevice.h"
+#include "sim/simserialport.h"
+#include "support/scriptedprompter.h"
+#include "terminal/terminalsession.h"
+
+#include <QComboBox>
+#include <QFrame>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QRadioButton>
+#include <QStackedWidget>
+#include <QTabBar>
+#include <QtTest>
+
+namespace {
+
+struct Rig {
+    explicit Rig(const QString &preset = QStringLiteral("standard"))
+        : device(new SimDevice(preset)), port(new SimSerialPort(device)), session(&prompter, port)
+    {
+        device->setParent(port);
+        session.link().setStorePauseOverride(0);
+        session.link().setReplyTimeout(200);
+    }
+    // The readout the main window runs before it opens the form (unless the
+    // test ran it already), then the form.
+    bool open(bool readOut = true)
+    {
+        if (readOut && !session.synchronize())
+            return false;
+        device->clearReceivedFrames();
+        prompter.clear();
+        form = std::make_unique<frmDProp>(session);
+        form->show();
+        return QTest::qWaitForWindowExposed(form.get());
+    }
+    template <typename T = QLineEdit>
+    T *child(const QString &name) const
+    {
+        return form->findChild<T *>(name);
+    }
+    // Brings the frame that holds w to the front, as a click on its tab does.
+    void showFrameOf(QWidget *w) const
+    {
+        auto *frames = child<QStackedWidget>(QStringLiteral("fraSettings"));
+        for (int i = 0; i < frames->count(); ++i)
+            if (frames->widget(i)->isAncestorOf(w))
+                child<QTabBar>(QStringLiteral("tabSettings"))->setCurrentIndex(i);
+        QVERIFY(w->isVisible());
+    }
+    void click(const QString &name) const
+    {
+        auto *w = child<QWidget>(name);
+        showFrameOf(w);
+        QTest::mouseClick(w, Qt::LeftButton);
+    }
+    // Clears a field and types keys into it as the operator would.
+    void type(const QString &field, const QString &keys, bool enter)
+    {
+        QLineEdit *f = child(field);
+        showFrameOf(f);
+        f->setFocus();
+        f->clear();
+        QTest::keyClicks(f, keys);
+        if (enter)
+            QTest::keyClick(f, Qt::Key_Return);
+    }
+    QStringList writeFrames() const
+    {
+        QStringList w;
+        for (const QString &f : device->receivedFrames())
+            if (f.startsWith(QLatin1String("R5200:")))
+                w << f;
+        return w;
+    }
+    void corruptReadbacks()
+    {
+        SimFaults f;
+        f.corruptReadback = true;
+        port->setFaults(f);
+    }
+
+    ScriptedPrompter prompter;
+    SimDevice *device;
+    SimSerialPort *port;
+    TerminalSession session;
+    std::unique_ptr<frmDProp> form;
+};
+
+QString writeFrame(const QString &address, const QString &count, const QString &data)
+{
+    return QStringLiteral("R5200:") + count + address + QStringLiteral("00") + data;
+}
+
+} // namespace
+
+class TestFrmDProp : public QObject
+{
+    Q_OBJECT
+private slots:
+    void loadsFromTheReadoutAlone_data();
+    void loadsFromTheReadoutAlone();
+    void typingAndEnter_data();
+    void typingAndEnter();
+    void coefficientASwitchesTenths();
+    void failedVerificationRestoresControls();
+    void comboChoiceWritesItsIndex();
+    void okCommitsEditsTypedWithoutEnter();
+    void okStaysOnARefusedEdit();
+    void totalizerReset_data();
+    void totalizerReset();
+};
+
+void TestFrmDProp::loadsFromTheReadoutAlone_data()
+{
+    QTest::addColumn<QString>("preset");
+    QTest::addColumn<int>("multiplier");
+    QTest::addColumn<QString>("maxFlow");
+    QTest::addColumn<int>("unit");
+    QTest::addColumn<int>("timeBase");
+    QTest::addColumn<int>("enableElement");
+    QTest::addColumn<int>("pulseElement");
+    QTest::addColumn<QString>("total");
+    QTest::addColumn<QString>("totalUnit");
+
+    QTest::newRow("standard") << "standard" << 0 << "5000" << 5 << 1 << 0 << 0 << "1234567" << "LTR";
+    QTest::newRow("tenths, thousands") << "tenths" << 1 << "1234.5" << 5 << 1 << 0 << 0 << "1234567" << " K  LTR";
+    QTest::newRow("second, millions") << "second" << 2 << "1200" << 1 << 2 << 1 << 1 << "98765" << " M  KG";
+}
+
+void TestFrmDProp::loadsFromTheReadoutAlone()
+{
+    QFETCH(QString, preset);
+    QFETCH(int, multiplier);
+    QFETCH(QString, maxFlow);
+    QFETCH(int, unit);
+    QFETCH(int, timeBase);
+    QFETCH(int, enableElement);
+    QFETCH(int, pulseElement);
+    QFETCH(QString, total);
+    QFETCH(QString, totalUnit);
+
+    Rig rig(preset);
+    QVERIFY(rig.session.synchronize());
+    rig.session.state().TotalMultiplier = multiplier;
+    QVERIFY(rig.open(false));
+
+    QCOMPARE(rig.form->windowTitle(), QStringLiteral("Device Properties"));
+    QCOMPARE(rig.device->framesReceived(), 0);
+    QCOMPARE(rig.child("txtMaxFlow")->text(), maxFlow);
+    QCOMPARE(rig.child<QComboBox>("cboEUnit")->currentIndex(), unit);
+    QCOMPARE(rig.child<QComboBox>("cboEUnit")->count(), 9);
+    QCOMPARE(rig.child<QComboBox>("cboEUTimeBase")->currentIndex(), timeBase);
+    QCOMPARE(rig.child<QComboBox>("cboEUTimeBase")->itemText(2), QStringLiteral("Hour"));
+    QVERIFY(rig.child<QRadioButton>(QStringLiteral("optEnable_%1").arg(enableElement))->isChecked());
+    QVERIFY(rig.child<QRadioButton>(QStringLiteral("optPulse_%1").arg(pulseElement))->isChecked());
+    QCOMPARE(rig.child<QLabel>("lblTotal")->text(), total);
+    QCOMPARE(rig.child<QLabel>("lblTotalEU")->text(), totalUnit);
+
+    // Every field shows the device's value and sits on one of the frames.
+    ParameterCommit commit(rig.session);
+    const auto frames = rig.form->findChild<QStackedWidget *>("fraSettings");
+    QVERIFY(rig.child<QTabBar>("tabSettings"));
+    QCOMPARE(rig.child<QTabBar>("tabSettings")->count(), frames->count());
+    for (const QString &control : ParameterCommit::textFields()) {
+        QLineEdit *field = rig.child(control);
+        QVERIFY2(field, qPrintable(control));
+        QCOMPARE(field->text(), commit.displayText(control));
+        QVERIFY(!field->text().isEmpty());
+        bool onFrame = false;
+        for (int i = 0; i < frames->count(); ++i)
+            onFrame |= frames->widget(i)->objectName() == QStringLiteral("fraSettings_%1").arg(i)
+                && frames->widget(i)->isAncestorOf(field);
+        QVERIFY2(onFrame, qPrintable(control));
+    }
+}
+
+void TestFrmDProp::typingAndEnter_data()
+{
+    QTest::addColumn<QString>("preset");
+    QTest::addColumn<QString>("field");
+    QTest::addColumn<QString>("keys");
+    QTest::addColumn<QString>("shown");      // the field's text before Enter
+    QTest::addColumn<int>("beeps");
+    QTest::addColumn<QStringList>("messages");
+    QTest::addColumn<QStringList>("writes");
+
+    QTest::newRow("letters swallowed") << "standard" << "txt1Percent" << "3a0" << "30" << 0 << QStringList()
+                                       << QStringList{writeFrame("010C", "01", "1E")};
+    QTest::newRow("Backspace passes") << "standard" << "txt2Percent" << "45\b6" << "46" << 0 << QStringList()
+                                      << QStringList{writeFrame("0111", "01", "2E")};
+    QTest::newRow("empty field commits 0") << "standard" << "txt1Percent" << "" << "" << 0 << QStringList()
+                                           << QStringList{writeFrame("010C", "01", "00")};
+    QTest::newRow("refused value stays as typed")
+        << "standard" << "txt1Percent" << "101" << "101" << 0
+        << QStringList{"The value of the parameter is out of\r permissible range [0-100] Try again!"} << QStringList();
+    QTest::newRow("stored value sends nothing") << "standard" << "txtTimeOut" << "30" << "30" << 0 << QStringList()
+                                                << QStringList();
+    QTest::newRow("pointer beeps at other keys") << "standard" << "txtDataPointer" << "2a0G0" << "200" << 2
+                                                 << QStringList() << QStringList{writeFrame("01FE", "02", "0200")};
+    QTest::newRow("whole units: point swallowed") << "standard" << "txtMaxFlow" << "12.5" << "125" << 0 << QStringList()
+                                                  << QStringList{writeFrame("0105", "04", "0000007D")};
+    QTest::newRow("tenths: point taken") << "tenths" << "txtMaxFlow" << "12.5" << "12.5" << 0 << QStringList()
+                                         << QStringList{writeFrame("0105", "04", "0000007D")};
+    QTest::newRow("unit name takes any key") << "standard" << "txtUDEUString" << "m3" << "m3" << 0 << QStringList()
+                                             << QStringList{writeFrame("01E5", "03", "6D3300")};
+    QTest::newRow("low cut-off equal to the high cut-off")
+        << "standard" << "txtLowFcut" << "1000" << "1000" << 0
+        << QStringList{"The value of the parameter is out of\r permissible range [0-9999] Try again!"} << QStringList();
+}
+
+void TestFrmDProp::typingAndEnter()
+{
+    QFETCH(QString, preset);
+    QFETCH(QString, field);
+    QFETCH(QString, keys);
+    QFETCH(QString, shown);
+    QFETCH(int, beeps);
+    QFETCH(QStringList, messages);
+    QFETCH(QStringList, writes);
+
+    Rig rig(preset);
+    QVERIFY(rig.open());
+    rig.type(field, keys, false);
+    QCOMPARE(rig.child(field)->text(), shown);
+    QCOMPARE(rig.prompter.beeps, beeps);
+    QCOMPARE(rig.device->framesReceived(), 0);
+
+    QTest::keyClick(rig.child(field), Qt::Key_Return);
+    QCOMPARE(rig.prompter.texts(), messages);
+    QCOMPARE(rig.writeFrames(), writes);
+    QCOMPARE(rig.child(field)->text(), shown);
+    QVERIFY(rig.form->isVisible()); // Enter never closes the form
+}
+
+// Coefficient A at 202 puts the full-scale flow in tenths: the field shows
+// the stored number / 10 and takes a point from then on.
+void TestFrmDProp::coefficientASwitchesTenths()
+{
+    Rig rig;
+    QVERIFY(rig.open());
+    rig.type(QStringLiteral("txtAFCor"), QStringLiteral("202"), true);
+    QCOMPARE(rig.writeFrames(), QStringList{writeFrame("012D", "02", "00CA")});
+    QCOMPARE(rig.child("txtMaxFlow")->text(), QStringLiteral("500.0"));
+
+    rig.type(QStringLiteral("txtMaxFlow"), QStringLiteral("750.5"), true);
+    QCOMPARE(rig.writeFrames().last(), writeFrame("0105", "04", "00001D51"));
+    QCOMPARE(rig.device->value(0x0105, 4), 7505u);
+
+    rig.type(QStringLiteral("txtAFCor"), QStringLiteral("1000"), true);
+    QCOMPARE(rig.child("txtMaxFlow")->text(), QStringLiteral("7505"));
+}
+
+// A corrupted read-back leaves every kind of control showing what the
+// terminal knows the device held.
+void TestFrmDProp::failedVerificationRestoresControls()
+{
+    Rig rig;
+    QVERIFY(rig.open());
+    rig.corruptReadbacks();
+
+    rig.type(QStringLiteral("txt1Percent"), QStringLiteral("30"), true);
+    QCOMPARE(rig.child("txt1Percent")->text(), QStringLiteral("20"));
+
+    auto *unit = rig.child<QComboBox>("cboEUnit");
+    rig.showFrameOf(unit);
+    unit->setFocus();
+    QTest::keyClick(unit, Qt::Key_Down);
+    QCOMPARE(unit->currentIndex(), 5);
+
+    rig.click(QStringLiteral("optEnable_1"));
+    QVERIFY(rig.child<QRadioButton>("optEnable_0")->isChecked());
+
+    QCOMPARE(rig.writeFrames(), (QStringList{writeFrame("010C", "01", "1E"), writeFrame("01E4", "01", "06"),
+                                             writeFrame("01EA", "01", "00")}));
+    QCOMPARE(rig.prompter.texts().size(), 3);
+    for (const QString &t : rig.prompter.texts())
+        QVERIFY2(t.startsWith(QLatin1String("Verify data is failed!\r data recieved: ")), qPrintable(t));
+}
+
+void TestFrmDProp::comboChoiceWritesItsIndex()
+{
+    Rig rig;
+    QVERIFY(rig.open());
+    auto *unit = rig.child<QComboBox>("cboEUnit");
+    rig.showFrameOf(unit);
+    unit->setFocus();
+    QTest::keyClick(unit, Qt::Key_Down);
+    auto *timeBase = rig.child<QComboBox>("cboEUTimeBase");
+    rig.showFrameOf(timeBase);
+    timeBase->setFocus();
+    QTest::keyClick(timeBase, Qt::Key_Up);
+
+    QCOMPARE(rig.writeFrames(), (QStringList{writeFrame("01E4", "01", "06"), writeFrame("0104", "01", "00")}));
+    QCOMPARE(unit->currentText(), QStringLiteral("CUM"));
+    QCOMPARE(rig.session.state().EngUnit, 6);
+    QCOMPARE(rig.session.state().unitText(), QStringLiteral("CUM/Sec"));
+    QCOMPARE(rig.child<QLabel>("lblTotalEU")->text(), QStringLiteral("CUM"));
+}
+
+// cmdOK commits what was typed without Enter, in the form's order (so the
+// new high cut-off is the low cut-off's limit), and closes.
+void TestFrmDProp::okCommitsEditsTypedWithoutEnter()
+{
+    Rig rig;
+    QVERIFY(rig.open());
+    rig.type(QStringLiteral("txt1Percent"), QStringLiteral("30"), false);
+    rig.type(QStringLiteral("txtLowFcut"), QStringLiteral("1200"), false);
+    rig.type(QStringLiteral("txtHighFcut"), QStringLiteral("1500"), false);
+    rig.type(QStringLiteral("txtTimeOut"), QStringLiteral("030"), false); // the stored value
+    QCOMPARE(rig.device->framesReceived(), 0);
+
+    rig.click(QStringLiteral("cmdOK"));
+    QCOMPARE(rig.writeFrames(), (QStringList{writeFrame("0134", "02", "05DC"), writeFrame("014D", "02", "04B0"),
+                                             writeFrame("010C", "01", "1E")}));
+    QCOMPARE(rig.prompter.texts(), QStringList());
+    QVERIFY(!rig.form->isVisible());
+    QCOMPARE(rig.form->result(), int(QDialog::Accepted));
+}
+
+// A refused edit gets its message and keeps the form open on its field; the
+// other pending edits are written.
+void TestFrmDProp::okStaysOnARefusedEdit()
+{
+    Rig rig;
+    QVERIFY(rig.open());
+    rig.type(QStringLiteral("txt1Percent"), QStringLiteral("101"), false);
+    rig.type(QStringLiteral("txtTurbWindow"), QStringLiteral("40"), false);
+    rig.child<QTabBar>("tabSettings")->setCurrentIndex(0);
+
+    rig.click(QStringLiteral("cmdOK"));
+    QCOMPARE(rig.writeFrames(), QStringList{writeFrame("014C", "01", "28")});
+    QCOMPARE(rig.prompter.texts(),
+             QStringList{"The value of the parameter is out of\r permissible range [0-100] Try again!"});
+    QVERIFY(rig.form->isVisible());
+    auto *frames = rig.form->findChild<QStackedWidget *>("fraSettings");
+    QVERIFY(frames->currentWidget()->isAncestorOf(rig.child("txt1Percent")));
+    QCOMPARE(rig.child<QTabBar>("tabSettings")->currentIndex(), frames->currentIndex());
+    QCOMPARE(rig.child("txt1Percent")->text(), QStringLiteral("101"));
+}
+
+void TestFrmDProp::totalizerReset_data()
+{
+    QTest::addColumn<QString>("flow");
+    QTest::addColumn<int>("writes");
+    QTest::addColumn<QStringList>("messages");
+    QTest::addColumn<QString>("total");
+    QTest::addColumn<QString>("totalUnit");
+
+    QTest::newRow("flow 0.00") << "0.00" << 2 << QStringList() << "00000000" << "LTR";
+    QTest::newRow("flow 3.25") << "3.25" << 0
+                               << QStringList{"WARNING: Flow reading is not zero!\r Please make sure flow reading is zero!"}
+                               << "1234567" << " K  LTR";
+}
+
+void TestFrmDProp::totalizerReset()
+{
+    QFETCH(QString, flow);
+    QFETCH(int, writes);
+    QFETCH(QStringList, messages);
+    QFETCH(QString, total);
+    QFETCH(QString, totalUnit);
+
+    Rig rig;
+    QVERIFY(rig.session.synchronize());
+    rig.session.state().TotalMultiplier = 1;
+    rig.session.state().FlowText = flow;
+    QVERIFY(rig.open(false));
+    rig.prompter.answers = {true};
+    rig.click(QStringLiteral("cmdTSetZero"));
+
+    QCOMPARE(rig.prompter.texts(QStringLiteral("yesno")).size(), 1);
+    QCOMPARE(rig.prompter.texts(), messages);
+    QCOMPARE(rig.writeFrames().size(), writes);
+    QCOMPARE(rig.child<QLabel>("lblTotal")->text(), total);
+    QCOMPARE(rig.child<QLabel>("lblTotalEU")->text(), totalUnit);
+}
+
+QTEST_MAIN(TestFrmDProp)
+#include "tst_frmdprop.moc"

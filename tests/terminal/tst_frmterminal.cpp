@@ -1,0 +1,659 @@
+// The main window against the simulated transmitter: start-up from the
+// settings store, the configuration readout, the menus and the toolbar's
+// crosswise keys, the logs and the recorder, line events, a port that goes
+// away, terminal typing and the exit with setup.dat.
+#include "config/commsettings.h"
+#include "link/devicelink.h"
+#include "sim/simdevice.h"
+#include "sim/simserialport.h"
+#include "support/scriptedprompter.h"
+#include "terminal/frmterminal.h"
+#include "terminal/terminallogs.h"
+#include "terminal/terminalstate.h"
+#include "terminal/widgetservice.h"
+
+#include <QAction>
+#include <QDialog>
+#include <QFile>
+#include <QFrame>
+#include <QLabel>
+#include <QPlainTextEdit>
+#include <QProgressBar>
+#include <QRegularExpression>
+#include <QSettings>
+#include <QSignalSpy>
+#include <QStandardPaths>
+#include <QTemporaryDir>
+#include <QTimer>
+#include <QtTest>
+
+namespace {
+
+void storeSettings(const QMap<QString, QString> &values)
+{
+    const auto store = CommSettings::store();
+    for (auto it = values.begin(); it != values.end(); ++it)
+        store->setValue(QStringLiteral("Properties/") + it.key(), it.value());
+}
+
+QByteArray contents(const QString &path)
+{
+    QFile f(path);
+    return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray("<missing>");
+}
+
+struct Rig {
+    // withSim false keeps the port the settings gave.
+    explicit Rig(bool withSim = true)
+    {
+        window = std::make_unique<frmTerminal>(&prompter);
+        window->setProgramFolder(dir.path());
+        window->execDialog = [this](QDialog &d) {
+            dialogs << QString::fromLatin1(d.metaObject()->className());
+            return int(QDialog::Rejected);
+        };
+        if (withSim) {
+            device = new SimDevice;
+            port = new SimSerialPort(device);
+            device->setParent(port);
+            window->setPort(port);
+        }
+        window->link().setStorePauseOverride(0);
+        window->link().setReplyTimeout(200);
+        window->show();
+    }
+    template <typename T = QWidget>
+    T *child(const QString &name) const { return window->findChild<T *>(name); }
+    QString panel(const QString &key) const { return window->panel(key)->text(); }
+    bool enabled(const QString &item) const { return window->menuItem(item)->isEnabled(); }
+    bool buttonEnabled(const QString &key) const { return window->button(key)->isEnabled(); }
+    bool shown(const char *name) const { return child(QLatin1String(name))->isVisible(); }
+    QStringList frames() const { return device ? device->receivedFrames() : QStringList(); }
+
+    QTemporaryDir dir;
+    ScriptedPrompter prompter;
+    SimDevice *device = nullptr;
+    SimSerialPort *port = nullptr;
+    std::unique_ptr<frmTerminal> window;
+    QStringList dialogs;
+};
+
+const QStringList kReadoutFrames = {"R5202:50010000", "R5202:0101E400", "R5202:04017000", "R5202:02010900",
+                                    "R5202:08017400", "R5202:04017C00", "R5202:0601E500", "R5202:0201FE00"};
+
+} // namespace
+
+class TestFrmTerminal : public QObject
+{
+    Q_OBJECT
+private slots:
+    void initTestCase();
+    void init();
+
+    void startUpWithEmptySettings();
+    void startUpWithFilledSettings();
+    void rejectedSettingsAreReportedAndStartUpGoesOn();
+    void readoutFillsStateAndStatusBar();
+    void readoutWithoutAnswerReadsTwiceThenReports();
+    void toolbarKeys_data();
+    void toolbarKeys();
+    void monitorPressedTwice_data();
+    void monitorPressedTwice();
+    void confirmationAnsweredNoSendsNothing_data();
+    void confirmationAnsweredNoSendsNothing();
+    void commLogRecordsTrafficAndCaption();
+    void recorderLogsOncePerIntervalAndStopsWithTheLog();
+    void liveDisplayShowsTheDevice();
+    void lineEventsInTheWindow();
+    void portLostDuringAutoUpdateCanBeReopened();
+    void menusLockedAndRestored();
+    void terminalTypingSendsAndShowsReply();
+    void setPointCommand();
+    void exitWritesSetupFileAndSettings_data();
+    void exitWritesSetupFileAndSettings();
+};
+
+void TestFrmTerminal::initTestCase()
+{
+    QStandardPaths::setTestModeEnabled(true);
+}
+
+void TestFrmTerminal::init()
+{
+    CommSettings::store()->clear();
+}
+
+void TestFrmTerminal::startUpWithEmptySettings()
+{
+    Rig rig(false);
+    QCOMPARE(rig.window->windowTitle(), QStringLiteral("Quorin Terminal"));
+    QCOMPARE(rig.window->portName(), QStringLiteral("Com1"));
+    QCOMPARE(rig.window->port()->settings(), QStringLiteral("9600,n,8,1")); // untouched
+    QVERIFY(!rig.window->port()->isOpen());
+    QVERIFY(rig.window->link().Rs232Mode);
+    QCOMPARE(rig.window->Timer4->interval(), 1000);
+    QCOMPARE(rig.window->Timer5->interval(), 750);
+    QVERIFY(!rig.window->Timer4->isActive());
+    QVERIFY(rig.window->TimerM->isActive());
+    QVERIFY(!rig.shown("fraSendR"));
+    QVERIFY(!rig.window->menuItem(QStringLiteral("mnuMonitor"))->isChecked());
+    QVERIFY(rig.shown("imgNotConnected"));
+    QVERIFY(!rig.shown("imgConnected"));
+    QVERIFY(!rig.shown("txtTerm"));
+    QCOMPARE(rig.panel(QStringLiteral("Interface")), QStringLiteral("Interface: RS232"));
+    QCOMPARE(rig.panel(QStringLiteral("Comport")), QStringLiteral("COM Port: Com1"));
+    QCOMPARE(rig.panel(QStringLiteral("Device")), QStringLiteral("Device: R52   "));
+    QCOMPARE(rig.panel(QStringLiteral("Settings")), QStringLiteral("Settings: "));
+    QCOMPARE(rig.window->state().TotUnit, 1);
+    // Menus and toolbar at start: closers and recorder disabled, and the
+    // terminal's Close (the stored device-information flag is 0); the
+    // monitor button waits for an open port.
+    for (QAction *a : rig.window->findChildren<QAction *>()) {
+        const bool off = QStringList{"mnuCloseLog", "mnuFileALogC", "mnuDRecStart", "mnuDRecStop", "mnuStop"}
+                             .contains(a->objectName());
+        if (a->objectName().startsWith(QLatin1String("mnu")))
+            QVERIFY2(a->isEnabled() == !off, qPrintable(a->objectName()));
+    }
+    QCOMPARE(rig.window->menuItem(QStringLiteral("mnuOptionRescale"))->shortcut(), QKeySequence(QStringLiteral("Shift+Ctrl+F1")));
+    for (const char *key : {"CloseLogFile", "ALogC", "RStart", "RStop", "TransmitTextFile"})
+        QVERIFY2(!rig.buttonEnabled(QLatin1String(key)), key);
+    for (const char *key : {"OpenLogFile", "ALogO", "StartAS", "StartAM", "DialPhoneNumber", "HangUpPhone", "Properties"})
+        QVERIFY2(rig.buttonEnabled(QLatin1String(key)), key);
+    QVERIFY(rig.prompter.entries.isEmpty());
+    // Every panel is a label named after its key.
+    for (const char *key : {"Status", "Settings", "Interface", "Comport", "Device", "SampleTime", "MaxFlow",
+                            "EngUnit", "UpdateRate"})
+        QVERIFY2(rig.window->findChild<QLabel *>(QLatin1String(key)), key);
+}
+
+void TestFrmTerminal::startUpWithFilledSettings()
+{
+    storeSettings({{"Settings", "19200,e,7,1.5"}, {"CommPort", "Simulated transmitter"}, {"Handshaking", "2"},
+                   {"Echo", "True"}, {"Tot_unit", "3"}, {"Time_ss", "3"}, {"Time_sr", "2"}, {"Interface", "False"},
+                   {"Com_monitor", "1"}, {"Dev_info", "1"}});
+    Rig rig(false);
+    QVERIFY(qobject_cast<SimSerialPort *>(rig.window->port()));
+    QCOMPARE(rig.window->port()->settings(), QStringLiteral("19200,e,7,1.5"));
+    QCOMPARE(rig.window->port()->handshaking(), 2);
+    QVERIFY(rig.window->echoOn());
+    QCOMPARE(rig.window->state().TotUnit, 3);
+    QCOMPARE(rig.window->Timer4->interval(), 3000);
+    QCOMPARE(rig.window->Timer5->interval(), 2000);
+    QCOMPARE(rig.panel(QStringLiteral("UpdateRate")), QStringLiteral("Update Rate: 3000 ms"));
+    QVERIFY(!rig.window->link().Rs232Mode);
+    QCOMPARE(rig.panel(QStringLiteral("Interface")), QStringLiteral("Interface: RS485"));
+    QCOMPARE(rig.panel(QStringLiteral("Comport")), QStringLiteral("COM Port: Simulated transmitter"));
+    QVERIFY(rig.shown("fraSendR"));
+    QVERIFY(rig.window->menuItem(QStringLiteral("mnuMonitor"))->isChecked());
+    QVERIFY(rig.shown("txtTerm"));
+    QVERIFY(rig.enabled(QStringLiteral("mnuStop")));
+    QVERIFY(!rig.enabled(QStringLiteral("mnuStart")));
+    QVERIFY(rig.prompter.entries.isEmpty());
+    // RS485 on the built-in transmitter: its replies carry the bus tag, and
+    // the readout still works.
+    rig.window->link().setReplyTimeout(500);
+    QVERIFY(rig.window->synchronize());
+}
+
+void TestFrmTerminal::rejectedSettingsAreReportedAndStartUpGoesOn()
+{
+    storeSettings({{"Settings", "9600,x,8,1"}, {"CommPort", "/dev/no-such-port"}, {"Handshaking", "7"},
+                   {"Interface", "False"}, {"Time_ss", "2"}});
+    Rig rig(false);
+    QCOMPARE(rig.prompter.texts(), QStringList({"Invalid property value",
+                                                "Invalid port number (/dev/no-such-port does not exist)",
+                                                "Invalid property value"}));
+    for (const ScriptedPrompter::Entry &e : rig.prompter.entries) {
+        QCOMPARE(e.title, QStringLiteral("System Monitor"));
+        QCOMPARE(e.icon, Prompter::Exclamation);
+    }
+    QCOMPARE(rig.window->portName(), QStringLiteral("Com1"));
+    QCOMPARE(rig.window->port()->settings(), QStringLiteral("9600,n,8,1"));
+    QCOMPARE(rig.panel(QStringLiteral("Interface")), QStringLiteral("Interface: RS485"));
+    QCOMPARE(rig.window->Timer4->interval(), 2000);
+}
+
+void TestFrmTerminal::readoutFillsStateAndStatusBar()
+{
+    Rig rig;
+    QSignalSpy progress(rig.child<QProgressBar>(QStringLiteral("PrgBar1")), &QProgressBar::valueChanged);
+    QVERIFY(rig.window->synchronize());
+    QCOMPARE(rig.frames(), kReadoutFrames);
+    QList<int> values;
+    for (const QList<QVariant> &v : progress)
+        values << v.first().toInt();
+    QCOMPARE(values, QList<int>({0, 1, 5, 10, 15, 17, 20}));
+    QVERIFY(!rig.shown("PrgBar1"));
+    // The port was opened through the toggle.
+    QVERIFY(rig.shown("imgConnected"));
+    QVERIFY(rig.window->menuItem(QStringLiteral("mnuOpen"))->isChecked());
+    QVERIFY(rig.buttonEnabled(QStringLiteral("TransmitTextFile")));
+    QCOMPARE(rig.panel(QStringLiteral("Settings")), QStringLiteral("Settings: 9600,n,8,1"));
+    QCOMPARE(rig.panel(QStringLiteral("SampleTime")), QStringLiteral("Sample time: 50 x 20 ms"));
+    QCOMPARE(rig.panel(QStringLiteral("MaxFlow")), QStringLiteral("Max Flow: 5000 L/s"));
+    QCOMPARE(rig.panel(QStringLiteral("EngUnit")), QStringLiteral("Enginnering Unit: LTR/Min"));
+    const TerminalState &s = rig.window->state();
+    QCOMPARE(s.MemoryImage0100.size(), 160);
+    QCOMPARE(s.MemoryImage0100Export, s.MemoryImage0100);
+    QCOMPARE(s.MemoryImage01E5.size(), 12);
+    QCOMPARE(s.cellValue(QStringLiteral("0118")), qint64(500000));
+    QVERIFY(rig.prompter.entries.isEmpty());
+}
+
+void TestFrmTerminal::readoutWithoutAnswerReadsTwiceThenReports()
+{
+    Rig rig;
+    SimFaults faults;
+    faults.noAnswer = true;
+    rig.port->setFaults(faults);
+    QVERIFY(!rig.window->synchronize());
+    QCOMPARE(rig.frames(), QStringList({"R5202:50010000", "R5202:50010000"}));
+    const QStringList messages = rig.prompter.texts();
+    QCOMPARE(messages.count(QStringLiteral("Communication ERROR. Transmission is terminated!\r"
+                                           " Can not get device configuration data!")),
+             1);
+    QCOMPARE(messages.last(), QStringLiteral("Communication ERROR. Transmission is terminated!\r"
+                                             " Can not get device configuration data!"));
+    // Before it, only the two time-outs.
+    QCOMPARE(messages.count(QStringLiteral("No connection!")), messages.size() - 1);
+    QVERIFY(rig.panel(QStringLiteral("SampleTime")).isEmpty());
+    QVERIFY(!rig.shown("PrgBar1"));
+}
+
+void TestFrmTerminal::toolbarKeys_data()
+{
+    QTest::addColumn<QString>("key");
+    QTest::addColumn<QString>("reaches");
+    QTest::newRow("DialPhoneNumber") << "DialPhoneNumber" << "synchronize";
+    QTest::newRow("HangUpPhone") << "HangUpPhone" << "backdoor";
+    QTest::newRow("TransmitTextFile") << "TransmitTextFile" << "monitor";
+    QTest::newRow("StartAS") << "StartAS" << "update";
+    QTest::newRow("Properties") << "Properties" << "dialog:frmProperties";
+    QTest::newRow("OpenLogFile") << "OpenLogFile" << "save:Open Communications Log File";
+    QTest::newRow("ALogO") << "ALogO" << "save:Open Auto Log File";
+    QTest::newRow("StartAM") << "StartAM" << "nothing";
+    QTest::newRow("case matters") << "startas" << "nothing";
+    QTest::newRow("unknown") << "Connect" << "nothing";
+    QTest::newRow("empty") << "" << "nothing";
+}
+
+void TestFrmTerminal::toolbarKeys()
+{
+    QFETCH(QString, key);
+    QFETCH(QString, reaches);
+    Rig rig;
+    bool backDoor = false;
+    auto *memWrite = rig.child<MemWriteFrame>(QStringLiteral("FraMemWrite"));
+    QVERIFY(memWrite);
+    memWrite->runAccessPrompt = [&] {
+        backDoor = true;
+        rig.window->state().BackDoorCancelled = true;
+    };
+    rig.window->tbrToolBar_ButtonClick(key);
+
+    QCOMPARE(!rig.frames().isEmpty(), reaches == QLatin1String("synchronize"));
+    QCOMPARE(backDoor, reaches == QLatin1String("backdoor"));
+    QCOMPARE(rig.window->monitorOn(), reaches == QLatin1String("monitor"));
+    QCOMPARE(rig.shown("fraSendR"), reaches == QLatin1String("monitor"));
+    QCOMPARE(rig.window->autoUpdateOn(), reaches == QLatin1String("update"));
+    QCOMPARE(rig.window->Timer4->isActive(), reaches == QLatin1String("update"));
+    QCOMPARE(rig.window->button(QStringLiteral("StartAS"))->isChecked(), reaches == QLatin1String("update"));
+    rig.window->setAutoUpdate(false);
+    if (reaches.startsWith(QLatin1String("dialog:")))
+        QCOMPARE(rig.dialogs, QStringList{reaches.mid(7)});
+    else
+        QVERIFY(rig.dialogs.isEmpty());
+    if (reaches.startsWith(QLatin1String("save:"))) {
+        QCOMPARE(rig.prompter.entries.size(), 1);
+        QCOMPARE(rig.prompter.entries.first().kind, QStringLiteral("save"));
+        QCOMPARE(rig.prompter.entries.first().title, reaches.mid(5));
+    } else {
+        QVERIFY(rig.prompter.entries.isEmpty());
+    }
+}
+
+void TestFrmTerminal::monitorPressedTwice_data()
+{
+    QTest::addColumn<QString>("stored");
+    QTest::newRow("hidden at start") << "0";
+    QTest::newRow("shown at start") << "1";
+}
+
+void TestFrmTerminal::monitorPressedTwice()
+{
+    QFETCH(QString, stored);
+    storeSettings({{"Com_monitor", stored}});
+    Rig rig;
+    const bool initially = stored == QLatin1String("1");
+    QAction *item = rig.window->menuItem(QStringLiteral("mnuMonitor"));
+    QCOMPARE(rig.shown("fraSendR"), initially);
+    item->trigger();
+    QCOMPARE(rig.shown("fraSendR"), !initially);
+    QCOMPARE(item->isChecked(), !initially);
+    item->trigger();
+    QCOMPARE(rig.shown("fraSendR"), initially);
+    QCOMPARE(item->isChecked(), initially);
+    QCOMPARE(rig.window->monitorOn(), initially);
+    // The flag is what exit stores.
+    rig.window->close();
+    QCOMPARE(CommSettings::value(QStringLiteral("Com_monitor")), stored);
+}
+
+void TestFrmTerminal::confirmationAnsweredNoSendsNothing_data()
+{
+    QTest::addColumn<QString>("item");
+    QTest::addColumn<QString>("question");
+    QTest::newRow("flow log") << "mnuOALF" << "  Do you want to Save Flow Memory Log into the File?  ";
+    QTest::newRow("export") << "mnuOptionsMemExport" << "  Do you want to Save Configuration Table into the File?  ";
+    QTest::newRow("import") << "mnuOptionsMemImport"
+                            << "WARNING: Proceeding with this may cause loosing of the Calibration Data!\r"
+                               "   Do you want to Import Configuration Table into the Unit?   ";
+}
+
+void TestFrmTerminal::confirmationAnsweredNoSendsNothing()
+{
+    QFETCH(QString, item);
+    QFETCH(QString, question);
+    Rig rig;
+    rig.prompter.answers = {false};
+    rig.window->menuItem(item)->trigger();
+    // An empty answer queue is the box closed without an answer.
+    rig.window->menuItem(item)->trigger();
+    QCOMPARE(rig.prompter.entries.size(), 2);
+    for (const ScriptedPrompter::Entry &e : rig.prompter.entries) {
+        QCOMPARE(e.kind, QStringLiteral("yesno"));
+        QCOMPARE(e.text, question);
+        QCOMPARE(e.title, QStringLiteral("System Monitor"));
+        QCOMPARE(e.icon, Prompter::Warning);
+    }
+    QVERIFY(rig.dialogs.isEmpty());
+    QCOMPARE(rig.device->framesReceived(), 0);
+    QVERIFY(!rig.window->port()->isOpen());
+}
+
+void TestFrmTerminal::commLogRecordsTrafficAndCaption()
+{
+    Rig rig;
+    const QString path = rig.dir.filePath(QStringLiteral("comm.tlg"));
+    rig.prompter.fileNames = {path};
+    rig.window->menuItem(QStringLiteral("mnuOpenLog"))->trigger();
+    QCOMPARE(rig.prompter.entries.first().text, rig.dir.filePath(QStringLiteral("My_TLog1.tlg")));
+    QCOMPARE(rig.window->windowTitle(), QStringLiteral("ZENTIR Control Terminal - ") + path);
+    QVERIFY(rig.enabled(QStringLiteral("mnuCloseLog")) && rig.buttonEnabled(QStringLiteral("CloseLogFile")));
+    QVERIFY(!rig.enabled(QStringLiteral("mnuOpenLog")) && !rig.buttonEnabled(QStringLiteral("OpenLogFile")));
+
+    QVERIFY(rig.window->synchronize());
+    rig.window->tbrToolBar_ButtonClick(QStringLiteral("CloseLogFile"));
+    QCOMPARE(rig.window->windowTitle(), QStringLiteral("ZENTIR Control Terminal"));
+    QVERIFY(!rig.enabled(QStringLiteral("mnuCloseLog")) && !rig.buttonEnabled(QStringLiteral("CloseLogFile")));
+    QVERIFY(rig.enabled(QStringLiteral("mnuOpenLog")) && rig.buttonEnabled(QStringLiteral("OpenLogFile")));
+
+    const QList<QByteArray> lines = contents(path).split('\n');
+    QCOMPARE(lines.size(), 2 * kReadoutFrames.size() + 1); // TX and RX per frame, then the last line end
+    QVERIFY(lines[0].endsWith("  TX  R5202:50010000\r"));
+    QVERIFY(lines[1].contains("  RX  "));
+    QCOMPARE(lines[1].size(), QByteArray("2024-05-01 14:03:07.125  RX  ").size() + 160 + 1);
+}
+
+void TestFrmTerminal::recorderLogsOncePerIntervalAndStopsWithTheLog()
+{
+    Rig rig;
+    const QString path = rig.dir.filePath(QStringLiteral("data.log"));
+    rig.prompter.fileNames = {path};
+    rig.window->tbrToolBar_ButtonClick(QStringLiteral("ALogO"));
+    QCOMPARE(rig.window->windowTitle(), QStringLiteral("I/O Terminal - ") + path);
+    QVERIFY(rig.enabled(QStringLiteral("mnuFileALogC")) && rig.buttonEnabled(QStringLiteral("ALogC")));
+    QVERIFY(rig.enabled(QStringLiteral("mnuDRecStart")) && rig.buttonEnabled(QStringLiteral("RStart")));
+    QVERIFY(!rig.enabled(QStringLiteral("mnuFileALogO")) && !rig.buttonEnabled(QStringLiteral("ALogO")));
+    QVERIFY(!rig.buttonEnabled(QStringLiteral("RStop")) && !rig.enabled(QStringLiteral("mnuDRecStop")));
+
+    rig.window->tbrToolBar_ButtonClick(QStringLiteral("RStart"));
+    QVERIFY(rig.window->recording());
+    QCOMPARE(rig.prompter.beeps, 1);
+    QVERIFY(!rig.buttonEnabled(QStringLiteral("RStart")) && !rig.enabled(QStringLiteral("mnuDRecStart")));
+    QVERIFY(rig.buttonEnabled(QStringLiteral("RStop")) && rig.enabled(QStringLiteral("mnuDRecStop")));
+
+    // Polls every 20 ms, a record due every 100 ms: most polls write none.
+    rig.window->Timer4->setInterval(20);
+    rig.window->Timer5->setInterval(100);
+    rig.window->Timer5->start();
+    QElapsedTimer clock;
+    clock.start();
+    rig.window->setAutoUpdate(true);
+    QTRY_VERIFY_WITH_TIMEOUT(rig.window->dataLog().linesWritten() >= 3, 5000);
+    const int polls = rig.frames().count(QStringLiteral("R5202:01014F00"));
+    const int records = rig.window->dataLog().linesWritten();
+    QVERIFY2(records <= clock.elapsed() / 100, qPrintable(QStringLiteral("%1 records in %2 ms").arg(records).arg(clock.elapsed())));
+    // Never more than one record per poll, however slow the polls run.
+    QVERIFY2(records <= polls, qPrintable(QStringLiteral("%1 records in %2 polls").arg(records).arg(polls)));
+
+    rig.window->menuItem(QStringLiteral("mnuFileALogC"))->trigger();
+    QVERIFY(!rig.window->recording());
+    for (const char *item : {"mnuDRecStart", "mnuDRecStop", "mnuFileALogC"})
+        QVERIFY2(!rig.enabled(QLatin1String(item)), item);
+    for (const char *key : {"RStart", "RStop", "ALogC"})
+        QVERIFY2(!rig.buttonEnabled(QLatin1String(key)), key);
+    QVERIFY(rig.enabled(QStringLiteral("mnuFileALogO")));
+    QCOMPARE(rig.window->windowTitle(), QStringLiteral("ZENTIR Control Terminal"));
+    const QByteArray written = contents(path);
+    QTest::qWait(300);
+    QCOMPARE(contents(path), written);
+    rig.window->setAutoUpdate(false);
+
+    const QList<QByteArray> lines = written.split('\n');
+    QCOMPARE(lines.first(), QByteArray("\"Date Time\",\"Flow\",\"Unit\"\r"));
+    QCOMPARE(lines.size(), records + 2);
+    // "2024-05-01 14:03:07",1234.5,"LTR": the flow as the display shows it.
+    const QRegularExpression record(QStringLiteral("^\"\\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d\",\\d+(\\.\\d+)?,\"LTR\"\r$"));
+    for (int i = 1; i <= records; ++i)
+        QVERIFY2(record.match(QString::fromLatin1(lines[i])).hasMatch(), lines[i].constData());
+}
+
+void TestFrmTerminal::liveDisplayShowsTheDevice()
+{
+    Rig rig;
+    QVERIFY(rig.window->synchronize());
+    rig.device->setValue(0x14F, 1, 2);
+    const int digits[5][2] = {{0x133, 9}, {0x132, 8}, {0x12F, 7}, {0x12B, 6}, {0x12A, 5}};
+    for (const auto &d : digits)
+        rig.device->setValue(d[0], 1, quint32(d[1]));
+    rig.device->setBytes(0x174, QByteArray::fromHex("0000000102030405"));
+    rig.device->setValue(0x109, 1, 2);
+    rig.window->Timer4->setInterval(10);
+    rig.window->mnuAutoS_Click();
+    QTRY_COMPARE(rig.child<QLabel>(QStringLiteral("lblMDRe"))->text(), QStringLiteral("987.65"));
+    QCOMPARE(rig.window->currentFlowText(), QStringLiteral("987.65"));
+    QCOMPARE(rig.child<QLabel>(QStringLiteral("lblMDEU"))->text(), QStringLiteral("LTR/Min"));
+    QCOMPARE(rig.child<QLabel>(QStringLiteral("Label7"))->text(), QStringLiteral("12345"));
+    QCOMPARE(rig.child<QLabel>(QStringLiteral("Label12"))->text(), QStringLiteral("LTR M  "));
+    rig.window->mnuAutoS_Click();
+    QVERIFY(!rig.window->autoUpdateOn());
+    QVERIFY(!rig.window->Timer4->isActive());
+    QVERIFY(rig.prompter.entries.isEmpty());
+}
+
+void TestFrmTerminal::lineEventsInTheWindow()
+{
+    Rig rig;
+    rig.window->Timer2->setInterval(50);
+    QVERIFY(rig.window->mnuOpen_Click());
+
+    // Break: nothing. A line change: the status text, cleared by Timer2.
+    rig.port->raiseEvent(CommEvent::Break);
+    QTest::qWait(20);
+    QCOMPARE(rig.panel(QStringLiteral("Status")), QStringLiteral("Status: "));
+    rig.port->raiseEvent(CommEvent::CTS);
+    QTRY_COMPARE(rig.panel(QStringLiteral("Status")), QStringLiteral("Status: Change in CTS Detected"));
+    QVERIFY(rig.window->Timer2->isActive());
+    QTRY_COMPARE(rig.panel(QStringLiteral("Status")), QStringLiteral("Status: "));
+    QVERIFY(!rig.window->Timer2->isActive());
+    QVERIFY(rig.prompter.entries.isEmpty());
+
+    // Reopening the port starts the texts afresh; ring is an error with the
+    // question, OK keeps the port open.
+    rig.window->mnuOpen_Click();
+    rig.window->mnuOpen_Click();
+    rig.prompter.answers = {true, false};
+    rig.port->raiseEvent(CommEvent::Ring);
+    QTRY_COMPARE(rig.prompter.texts(QStringLiteral("okcancel")).size(), 1);
+    QCOMPARE(rig.prompter.entries.first().kind, QStringLiteral("beep"));
+    const ScriptedPrompter::Entry question = rig.prompter.entries.at(1);
+    QCOMPARE(question.text, QStringLiteral("Unknown error or event"));
+    QCOMPARE(question.title, QStringLiteral("Click Cancel to quit, OK to ignore."));
+    QCOMPARE(rig.panel(QStringLiteral("Status")), QStringLiteral("Status: Unknown error or event"));
+    QVERIFY(rig.window->port()->isOpen());
+
+    // The kept error comes back with the next traffic event; Cancel closes the port.
+    rig.port->raiseEvent(CommEvent::Receive);
+    QTRY_COMPARE(rig.prompter.texts(QStringLiteral("okcancel")).size(), 2);
+    QVERIFY(!rig.window->port()->isOpen());
+    QVERIFY(rig.shown("imgNotConnected"));
+    QCOMPARE(rig.prompter.beeps, 2);
+}
+
+void TestFrmTerminal::portLostDuringAutoUpdateCanBeReopened()
+{
+    Rig rig;
+    SimFaults faults;
+    faults.hangupAfterFrames = 4;
+    rig.port->setFaults(faults);
+    rig.window->Timer4->setInterval(10);
+    rig.window->tbrToolBar_ButtonClick(QStringLiteral("StartAS"));
+    QTRY_VERIFY(!rig.window->autoUpdateOn());
+    QCOMPARE(rig.prompter.texts(), QStringList{"The simulated transmitter hung up"});
+    QVERIFY(!rig.window->Timer4->isActive());
+    QVERIFY(!rig.window->port()->isOpen());
+    QVERIFY(rig.shown("imgNotConnected"));
+    QVERIFY(!rig.window->button(QStringLiteral("StartAS"))->isChecked());
+    QTest::qWait(100);
+    QCOMPARE(rig.device->framesReceived(), 4); // nothing reopened the port on its own
+
+    rig.port->setFaults(SimFaults());
+    QVERIFY(rig.window->mnuOpen_Click());
+    QVERIFY(rig.window->synchronize());
+}
+
+void TestFrmTerminal::menusLockedAndRestored()
+{
+    Rig rig;
+    rig.prompter.fileNames = {rig.dir.filePath(QStringLiteral("a.tlg"))};
+    rig.window->mnuOpenLog_Click();
+    rig.window->setMenusLocked(true);
+    for (const char *item : {"mnuOpen", "mnuMSComm", "mnuProperties", "mnuDeviceSinhronize", "mnuOptionsBackDoor",
+                             "mnuOptionsMemExport", "mnuOptionsMemImport", "mnuOptionsCalibrate", "mnuOptionsView",
+                             "mnuOptionRescale", "mnuDProperties", "mnuOpenLog", "mnuCloseLog", "mnuFileALogO",
+                             "mnuFileALogC", "mnuOALF"})
+        QVERIFY2(!rig.enabled(QLatin1String(item)), item);
+    for (const char *key : {"DialPhoneNumber", "HangUpPhone", "OpenLogFile", "CloseLogFile", "ALogO", "ALogC",
+                            "Properties", "StartAM"})
+        QVERIFY2(!rig.buttonEnabled(QLatin1String(key)), key);
+    QVERIFY(!rig.child(QStringLiteral("imgNotConnected"))->isEnabled());
+    QVERIFY(rig.enabled(QStringLiteral("mnuAutoS")) && rig.enabled(QStringLiteral("mnuFileExit")));
+
+    rig.window->setAutoUpdate(true);
+    rig.window->setMenusLocked(false);
+    rig.window->setAutoUpdate(false);
+    for (const char *item : {"mnuOpen", "mnuMSComm", "mnuProperties", "mnuOptionRescale", "mnuDProperties",
+                             "mnuCloseLog", "mnuFileALogO", "mnuOALF"})
+        QVERIFY2(rig.enabled(QLatin1String(item)), item);
+    // The log items get back their own states; "StartAM" stays off while
+    // the update runs.
+    QVERIFY(!rig.enabled(QStringLiteral("mnuOpenLog")) && !rig.buttonEnabled(QStringLiteral("OpenLogFile")));
+    QVERIFY(!rig.enabled(QStringLiteral("mnuFileALogC")) && !rig.buttonEnabled(QStringLiteral("ALogC")));
+    QVERIFY(rig.buttonEnabled(QStringLiteral("CloseLogFile")));
+    QVERIFY(!rig.buttonEnabled(QStringLiteral("StartAM")));
+    QVERIFY(rig.child(QStringLiteral("imgNotConnected"))->isEnabled());
+}
+
+void TestFrmTerminal::terminalTypingSendsAndShowsReply()
+{
+    Rig rig;
+    rig.window->menuItem(QStringLiteral("mnuStart"))->trigger();
+    auto *term = rig.child<QPlainTextEdit>(QStringLiteral("txtTerm"));
+    QVERIFY(term->isVisible());
+    QVERIFY(!rig.enabled(QStringLiteral("mnuStart")) && rig.enabled(QStringLiteral("mnuStop")));
+    rig.device->setValue(0x1E4, 1, 7);
+    term->setFocus();
+    QTest::keyClicks(term, QStringLiteral("R5202:0101E400"));
+    QTest::keyClick(term, Qt::Key_Return);
+    QCOMPARE(rig.frames(), QStringList{"R5202:0101E400"});
+    // Echo is off: the pane shows what came back, not what was typed.
+    QTRY_COMPARE(term->toPlainText(), QStringLiteral(":07"));
+    rig.window->setEcho(true);
+    QTest::keyClicks(term, QStringLiteral("R5202:0101E400"));
+    QTest::keyClick(term, Qt::Key_Return);
+    QTRY_COMPARE(term->toPlainText(), QStringLiteral(":07\nR5202:0101E400\n:07"));
+    rig.window->menuItem(QStringLiteral("mnuStop"))->trigger();
+    QVERIFY(!term->isVisible());
+    QVERIFY(rig.window->link().SuppressTerminal);
+}
+
+void TestFrmTerminal::setPointCommand()
+{
+    Rig rig;
+    QSignalSpy written(rig.device, &SimDevice::frameReceived);
+    rig.prompter.inputs = {QStringLiteral("150"), QStringLiteral("37.5")};
+    rig.window->mnuCommandsFlow_Click();
+    QCOMPARE(rig.prompter.texts(), QStringList{"The value of the parameter is out of\r permissible range [0-100] Try again!"});
+    QVERIFY(!rig.window->port()->isOpen());
+    rig.window->mnuCommandsFlow_Click();
+    const QList<ScriptedPrompter::Entry> inputs = [&] {
+        QList<ScriptedPrompter::Entry> l;
+        for (const auto &e : rig.prompter.entries)
+            if (e.kind == QLatin1String("input"))
+                l << e;
+        return l;
+    }();
+    QCOMPARE(inputs.size(), 2);
+    QCOMPARE(inputs[0].text, QStringLiteral("Enter New Value of Set Point"));
+    QCOMPARE(inputs[0].title, QStringLiteral("Recieve Global Set Point"));
+    QCOMPARE(rig.child<QLabel>(QStringLiteral("lblTr"))->text(), QStringLiteral("SD=37.5%"));
+    QVERIFY(rig.window->port()->isOpen());
+    // Not a memory frame: the transmitter takes no frame from it.
+    QTest::qWait(50);
+    QCOMPARE(written.size(), 0);
+}
+
+void TestFrmTerminal::exitWritesSetupFileAndSettings_data()
+{
+    QTest::addColumn<QString>("totUnit");
+    QTest::addColumn<QByteArray>("setup");
+    QTest::newRow("one record, name fixed up") << "1" << QByteArray("\"1\",\"\",0,0,0,1\r\n");
+    QTest::newRow("three records") << "3"
+                                   << QByteArray("\"1\",\"\",0,0,0,1\r\n\"Line B\",\"north\",4,3,2,9\r\n"
+                                                 "\"3\",\"\",0,0,7,1\r\n");
+    QTest::newRow("none") << "0" << QByteArray("<missing>");
+}
+
+void TestFrmTerminal::exitWritesSetupFileAndSettings()
+{
+    QFETCH(QString, totUnit);
+    QFETCH(QByteArray, setup);
+    storeSettings({{"Tot_unit", totUnit}});
+    Rig rig;
+    TerminalState &s = rig.window->state();
+    s.DeviceRecords[1].name = QStringLiteral("Line B");
+    s.DeviceRecords[1].text = QStringLiteral("north");
+    const qint16 values[4] = {4, 3, 2, 9};
+    std::copy(values, values + 4, s.DeviceRecords[1].values);
+    s.DeviceRecords[2].values[2] = 7;
+    QVERIFY(rig.window->synchronize());
+    rig.prompter.fileNames = {rig.dir.filePath(QStringLiteral("x.tlg"))};
+    rig.window->mnuOpenLog_Click();
+    rig.window->mnuMonitor_Click();
+    rig.window->mnuStart_Click();
+
+    rig.window->menuItem(QStringLiteral("mnuFileExit"))->trigger();
+    QVERIFY(!rig.window->isVisible());
+    QVERIFY(!rig.window->port()->isOpen());
+    QVERIFY(!rig.window->commLog().isOpen());
+    QVERIFY(QFile::exists(rig.dir.filePath(QStringLiteral("x.tlg"))));
+    QCOMPARE(contents(rig.dir.filePath(QStringLiteral("setup.dat"))), setup);
+    QCOMPARE(CommSettings::value(QStringLiteral("Com_monitor")), QStringLiteral("1"));
+    QCOMPARE(CommSettings::value(QStringLiteral("Dev_info")), QStringLiteral("1"));
+    QCOMPARE(CommSettings::value(QStringLiteral("Cur_unit")), QStringLiteral("5"));
+    QVERIFY(rig.prompter.texts().isEmpty());
+}
+
+QTEST_MAIN(TestFrmTerminal)
+#include "tst_frmterminal.moc"

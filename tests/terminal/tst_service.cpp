@@ -1,0 +1,388 @@
+// The service frames of the main window driven through their controls: the
+// access prompts, the menu locking, the key filters, the focus after a
+// refused write, and what reaches the simulated transmitter.
+#include "link/devicelink.h"
+#include "sim/simdevice.h"
+#include "sim/simserialport.h"
+#include "support/scriptedprompter.h"
+#include "terminal/rescale.h"
+#include "terminal/terminalsession.h"
+#include "terminal/widgetservice.h"
+
+#include <QApplication>
+#include <QDialog>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QVBoxLayout>
+#include <QtTest>
+
+namespace {
+
+struct Rig {
+    explicit Rig(const QString &preset = QStringLiteral("standard"))
+        : device(new SimDevice(preset)), port(new SimSerialPort(device)), session(&prompter, port)
+    {
+        device->setParent(port);
+        session.link().setStorePauseOverride(0);
+        session.link().setReplyTimeout(200);
+        rescale = new RescaleFrame(session, &window);
+        calibrate = new CalibrateFrame(session, &window);
+        memWrite = new MemWriteFrame(session, &window);
+        auto *layout = new QVBoxLayout(&window);
+        layout->addWidget(rescale);
+        layout->addWidget(calibrate);
+        layout->addWidget(memWrite);
+    }
+    bool showAndReadOut()
+    {
+        window.show();
+        if (!QTest::qWaitForWindowActive(&window))
+            return false;
+        const bool ok = session.synchronize();
+        device->clearReceivedFrames();
+        prompter.clear();
+        session.statusHistory.clear();
+        return ok;
+    }
+    template <typename T = QLineEdit>
+    T *child(const char *name) const
+    {
+        return window.findChild<T *>(QLatin1String(name));
+    }
+
+    ScriptedPrompter prompter;
+    SimDevice *device;
+    SimSerialPort *port;
+    TerminalSession session;
+    QWidget window;
+    RescaleFrame *rescale;
+    CalibrateFrame *calibrate;
+    MemWriteFrame *memWrite;
+};
+
+// Answers the next modal prompt: types into its password box, then presses
+// the named button, or Enter in the box when button is empty. Looks again
+// every 20 ms until the prompt is up.
+struct PromptAnswer {
+    QString typed;
+    QString button;
+    bool answered = false;
+    QLineEdit::EchoMode echo = QLineEdit::Normal;
+    int tries = 0;
+
+    void arm()
+    {
+        QTimer::singleShot(0, [this] { tryAnswer(); });
+    }
+    void tryAnswer()
+    {
+        auto *dialog = qobject_cast<QDialog *>(QApplication::activeModalWidget());
+        if (!dialog) {
+            if (++tries < 250)
+                QTimer::singleShot(20, [this] { tryAnswer(); });
+            return;
+        }
+        auto *box = dialog->findChild<QLineEdit *>(QStringLiteral("txtPassword"));
+        if (!box)
+            return;
+        echo = box->echoMode();
+        QTest::keyClicks(box, typed);
+        answered = true;
+        if (button.isEmpty())
+            QTest::keyClick(box, Qt::Key_Return);
+        else if (auto *b = dialog->findChild<QPushButton *>(button))
+            QTest::mouseClick(b, Qt::LeftButton);
+    }
+};
+
+const QString kRescaleRefused = QStringLiteral("Password is not correct. Can not open\r Access to Rescale! Try again.");
+const QString kBackDoorRefused = QStringLiteral("Password is not correct. Can not open\r Back Door! Try again");
+
+} // namespace
+
+class TestService : public QObject
+{
+    Q_OBJECT
+private slots:
+    void rescaleFromTheFrame_data();
+    void rescaleFromTheFrame();
+    void accessPrompts_data();
+    void accessPrompts();
+    void rescaleFrameStaysOnRefusalAndLeavesOnCancel();
+
+    void calibrateFrame();
+
+    void hexBoxesTakeUpperCaseHexOnly();
+    void memWriteRefusalsReturnTheFocus_data();
+    void memWriteRefusalsReturnTheFocus();
+};
+
+void TestService::rescaleFromTheFrame_data()
+{
+    QTest::addColumn<QString>("preset");
+    QTest::addColumn<QString>("newMax");
+    QTest::addColumn<QString>("maxFlowOld");
+    QTest::addColumn<quint32>("factorAfter");
+    QTest::addColumn<quint32>("maxAfter");
+    QTest::newRow("standard") << "standard" << "10000" << "5000" << 1000000u << 10000u;
+    // Full scale 1234.5 stored as 12345.
+    QTest::newRow("tenths") << "tenths" << "1500" << "1234.5" << 607533u << 15000u;
+}
+
+void TestService::rescaleFromTheFrame()
+{
+    QFETCH(QString, preset);
+    QFETCH(QString, newMax);
+    QFETCH(QString, maxFlowOld);
+    QFETCH(quint32, factorAfter);
+    QFETCH(quint32, maxAfter);
+
+    Rig rig(preset);
+    QVERIFY(rig.showAndReadOut());
+    rig.prompter.answers = {true, true};
+    PromptAnswer answer{QStringLiteral("123"), QStringLiteral("cmdSave")};
+    answer.arm();
+    rig.rescale->start();
+
+    QVERIFY(answer.answered);
+    QCOMPARE(rig.prompter.texts(QStringLiteral("yesno")),
+             QStringList{"WARNING: Proceeding with this may change the Calibration Data!\r"
+                         " Do you want to Change Scaling Factor?   "});
+    QVERIFY(rig.rescale->isVisible());
+    QVERIFY(rig.session.menusLocked);
+    QCOMPARE(rig.child<QLabel>("lblMaxFlowOld")->text(), maxFlowOld);
+    QCOMPARE(rig.child<QLabel>("lblScaleFactorOld")->text(), QStringLiteral("500000"));
+    QVERIFY(!rig.child<QLabel>("lblSFNew")->isVisible());
+
+    QTest::keyClicks(rig.child("txtMaxFlowNew"), newMax);
+    QTest::mouseClick(rig.child<QPushButton>("cmdRescale"), Qt::LeftButton);
+
+    QCOMPARE(rig.device->value(0x0118, 4), factorAfter);
+    QCOMPARE(rig.device->value(0x0105, 4), maxAfter);
+    QCOMPARE(rig.prompter.texts(), QStringList{"New Scaling Factor was Successfully Updated!"});
+    QVERIFY(!rig.rescale->isVisible());
+    QVERIFY(!rig.session.menusLocked);
+    QCOMPARE(rig.child<QLabel>("lblMaxFlowOld")->text(), QString());
+    QCOMPARE(rig.child("txtMaxFlowNew")->text(), QString());
+}
+
+void TestService::rescaleFrameStaysOnRefusalAndLeavesOnCancel()
+{
+    Rig rig;
+    QVERIFY(rig.showAndReadOut());
+    rig.prompter.answers = {true};
+    rig.rescale->runAccessPrompt = [&rig] { Rescale::accept(rig.session.state(), QStringLiteral("123")); };
+    rig.rescale->start();
+    QVERIFY(rig.rescale->isVisible());
+
+    QTest::keyClicks(rig.child("txtMaxFlowNew"), QStringLiteral("10006"));
+    QTest::mouseClick(rig.child<QPushButton>("cmdRescale"), Qt::LeftButton);
+    QCOMPARE(rig.prompter.texts(),
+             QStringList{"New value of the Frequency: 1001 is more than High Frequency Cut off: 1000 Hz\r"
+                         " Decrease New Flow Rate value and try again."});
+    QVERIFY(rig.rescale->isVisible());
+    QVERIFY(rig.session.menusLocked);
+    QVERIFY(rig.child<QLabel>("lblSFNew")->isVisible());
+    QCOMPARE(rig.child<QLabel>("lblSFNew")->text(), QStringLiteral("1000600"));
+    QCOMPARE(rig.rescale->newSF(), 1000600.0);
+
+    QTest::mouseClick(rig.child<QPushButton>("cmdCancelRescale"), Qt::LeftButton);
+    QVERIFY(!rig.rescale->isVisible());
+    QVERIFY(!rig.session.menusLocked);
+    QVERIFY(!rig.child<QLabel>("lblSFNew")->isVisible());
+    QCOMPARE(rig.child<QLabel>("lblScaleFactorOld")->text(), QString());
+    QCOMPARE(rig.device->framesReceived(), 0);
+}
+
+void TestService::calibrateFrame()
+{
+    Rig rig;
+    QVERIFY(rig.showAndReadOut());
+    rig.session.setAutoUpdate(true);
+    rig.prompter.answers = {true};
+    rig.calibrate->start();
+    QCOMPARE(rig.prompter.texts(QStringLiteral("yesno")),
+             QStringList{"WARNING: Proceeding with this may cause loosing of the Calibration Data!\r"
+                         "   Do you want to Calibrate Scale Factor?   "});
+    QVERIFY(rig.calibrate->isVisible());
+    QVERIFY(!rig.session.autoUpdateOn()); // polling paused while typing
+
+    QLineEdit *box = rig.child("txtScaleFactor");
+    QCOMPARE(box->text(), QStringLiteral("500000"));
+    box->clear();
+    QTest::keyClicks(box, QStringLiteral("12a/3.4-6 "));
+    QCOMPARE(box->text(), QStringLiteral("12346"));
+
+    // The bound the range text names is refused, on the panel, with nothing sent.
+    box->clear();
+    QTest::keyClicks(box, QStringLiteral("999999000"));
+    QTest::keyClick(box, Qt::Key_Return);
+    QCOMPARE(rig.session.statusText(),
+             QStringLiteral("Status: The value of the parameter is out of permissible range [1-999999000] Try again!"));
+    QCOMPARE(rig.prompter.texts(), QStringList());
+    QCOMPARE(rig.device->framesReceived(), 0);
+    QVERIFY(rig.calibrate->isVisible());
+
+    box->clear();
+    QTest::keyClicks(box, QStringLiteral("12346"));
+    QTest::mouseClick(rig.child<QPushButton>("cmdWOK"), Qt::LeftButton);
+    QCOMPARE(rig.session.statusText(), QStringLiteral("Status: 04 0118 0000303A   12346"));
+    QCOMPARE(rig.device->value(0x0118, 4), 12346u);
+    QVERIFY(!rig.calibrate->isVisible());
+    QVERIFY(rig.session.autoUpdateOn());
+}
+
+void TestService::accessPrompts_data()
+{
+    QTest::addColumn<bool>("backDoor");
+    QTest::addColumn<bool>("confirm");
+    QTest::addColumn<QString>("typed");
+    QTest::addColumn<QString>("button"); // empty: Enter in the box
+    QTest::addColumn<QStringList>("messages");
+    QTest::addColumn<bool>("shown");
+    QTest::newRow("rescale: No to the warning") << false << false << QString() << QString() << QStringList() << false;
+    QTest::newRow("rescale: cancel") << false << true << "123" << "cmdCancel" << QStringList() << false;
+    QTest::newRow("rescale: wrong code") << false << true << "124" << QString() << QStringList{kRescaleRefused} << false;
+    QTest::newRow("rescale: right value, wrong length") << false << true << "0123" << "cmdSave" << QStringList{kRescaleRefused} << false;
+    QTest::newRow("rescale: code, Enter") << false << true << "123" << QString() << QStringList() << true;
+    QTest::newRow("back door: code, Enter") << true << true << "47318" << QString() << QStringList() << true;
+    QTest::newRow("back door: code, button") << true << true << "47318" << "cmdSave" << QStringList() << true;
+    QTest::newRow("back door: four characters") << true << true << "4731" << "cmdSave" << QStringList{kBackDoorRefused} << false;
+    QTest::newRow("back door: cancel") << true << true << "47318" << "cmdCancel" << QStringList() << false;
+}
+
+void TestService::accessPrompts()
+{
+    QFETCH(bool, backDoor);
+    QFETCH(bool, confirm);
+    QFETCH(QString, typed);
+    QFETCH(QString, button);
+    QFETCH(QStringList, messages);
+    QFETCH(bool, shown);
+
+    Rig rig;
+    QVERIFY(rig.showAndReadOut());
+    rig.prompter.answers = {confirm};
+    int prompts = 0;
+    PromptAnswer answer{typed, button};
+    if (confirm)
+        answer.arm();
+    else
+        rig.rescale->runAccessPrompt = [&prompts] { ++prompts; };
+    QFrame *frame = backDoor ? static_cast<QFrame *>(rig.memWrite) : rig.rescale;
+    backDoor ? rig.memWrite->start() : rig.rescale->start();
+
+    QCOMPARE(answer.answered, confirm);
+    QCOMPARE(prompts, 0);
+    if (confirm)
+        QCOMPARE(answer.echo, QLineEdit::Password);
+    QCOMPARE(rig.prompter.texts(), messages);
+    QCOMPARE(frame->isVisible(), shown);
+    QCOMPARE(rig.session.menusLocked, shown && !backDoor);
+    QCOMPARE(rig.device->framesReceived(), 0);
+    if (shown) {
+        // The offscreen platform does not hand activation back after a modal prompt.
+        rig.window.activateWindow();
+        QVERIFY(QTest::qWaitForWindowActive(&rig.window));
+        QCOMPARE(QApplication::focusWidget(), rig.child(backDoor ? "txtNumByte" : "txtMaxFlowNew"));
+    }
+}
+
+void TestService::hexBoxesTakeUpperCaseHexOnly()
+{
+    Rig rig;
+    QVERIFY(rig.showAndReadOut());
+    rig.memWrite->runAccessPrompt = [&rig] { MemWrite::accept(rig.session.state(), QStringLiteral("47318")); };
+    rig.memWrite->start();
+    QLineEdit *count = rig.child("txtNumByte");
+    QLineEdit *address = rig.child("txtSAddress");
+    QLineEdit *data = rig.child("txtWData");
+    QTRY_COMPARE(QApplication::focusWidget(), count);
+
+    QTest::keyClicks(count, QStringLiteral("0g"));
+    QCOMPARE(count->text(), QStringLiteral("0"));
+    QCOMPARE(rig.prompter.beeps, 1);
+    QTest::keyClick(count, Qt::Key_Return); // one digit: stays, beeps
+    QCOMPARE(rig.prompter.beeps, 2);
+    QCOMPARE(QApplication::focusWidget(), count);
+    QTest::keyClicks(count, QStringLiteral("2"));
+    QTest::keyClick(count, Qt::Key_Return);
+    QCOMPARE(QApplication::focusWidget(), address);
+
+    QTest::keyClicks(address, QStringLiteral("03a0"));
+    QCOMPARE(address->text(), QStringLiteral("030"));
+    QCOMPARE(rig.prompter.beeps, 3);
+    QTest::keyClicks(address, QStringLiteral("0"));
+    QTest::keyClick(address, Qt::Key_Return);
+    QCOMPARE(QApplication::focusWidget(), data);
+
+    QTest::keyClicks(data, QStringLiteral("AbC"));
+    QCOMPARE(data->text(), QStringLiteral("AC"));
+    QTest::keyClick(data, Qt::Key_Backspace);
+    QCOMPARE(data->text(), QStringLiteral("A"));
+    QTest::keyClick(data, Qt::Key_Return); // fewer than two characters
+    QCOMPARE(rig.prompter.beeps, 5);
+    QTest::keyClicks(data, QStringLiteral("B1F"));
+    QCOMPARE(data->text(), QStringLiteral("AB1F"));
+    QTest::keyClick(data, Qt::Key_Return);
+    QCOMPARE(QApplication::focusWidget(), rig.child<QPushButton>("cmdMWrite"));
+    QCOMPARE(rig.device->framesReceived(), 0);
+    QCOMPARE(rig.prompter.texts(), QStringList());
+
+    QTest::mouseClick(rig.child<QPushButton>("cmdMWCancel"), Qt::LeftButton);
+    QVERIFY(!rig.memWrite->isVisible());
+    QCOMPARE(count->text() + address->text() + data->text(), QString());
+}
+
+void TestService::memWriteRefusalsReturnTheFocus_data()
+{
+    QTest::addColumn<QString>("numByte");
+    QTest::addColumn<QString>("address");
+    QTest::addColumn<QString>("data");
+    QTest::addColumn<QString>("message");
+    QTest::addColumn<QString>("focus");
+    const QString countText = QStringLiteral("The number of the bytes to be sent\r is not correct! Try again!");
+    const QString addressText = QStringLiteral("The destination address of the data to be sent\r is not correct! Try again!");
+    const QString dataText = QStringLiteral("The data field\r is not correct! Try again!");
+    QTest::newRow("count one digit") << "1" << "7FFF" << "AB" << countText << "txtNumByte";
+    QTest::newRow("count checked first") << "" << "8000" << "A" << countText << "txtNumByte";
+    QTest::newRow("address 8000") << "01" << "8000" << "AB" << addressText << "txtSAddress";
+    QTest::newRow("address FFFF") << "01" << "FFFF" << "AB" << addressText << "txtSAddress";
+    QTest::newRow("address three digits, before data") << "01" << "7FF" << "ABC" << addressText << "txtSAddress";
+    QTest::newRow("data too short") << "02" << "7FF0" << "AB" << dataText << "txtWData";
+    QTest::newRow("address 7FFF written") << "01" << "7FFF" << "AB" << QString() << "txtNumByte";
+}
+
+void TestService::memWriteRefusalsReturnTheFocus()
+{
+    QFETCH(QString, numByte);
+    QFETCH(QString, address);
+    QFETCH(QString, data);
+    QFETCH(QString, message);
+    QFETCH(QString, focus);
+
+    Rig rig;
+    QVERIFY(rig.showAndReadOut());
+    rig.memWrite->runAccessPrompt = [&rig] { MemWrite::accept(rig.session.state(), QStringLiteral("47318")); };
+    rig.memWrite->start();
+    QTest::keyClicks(rig.child("txtNumByte"), numByte);
+    QTest::keyClicks(rig.child("txtSAddress"), address);
+    QTest::keyClicks(rig.child("txtWData"), data);
+    QTest::mouseClick(rig.child<QPushButton>("cmdMWrite"), Qt::LeftButton);
+
+    QCOMPARE(QApplication::focusWidget(), rig.child(qPrintable(focus)));
+    if (message.isEmpty()) {
+        QCOMPARE(rig.prompter.texts(), QStringList());
+        QCOMPARE(rig.device->byte(0x7FFF), quint8(0xAB));
+        QCOMPARE(rig.child("txtNumByte")->text() + rig.child("txtSAddress")->text() + rig.child("txtWData")->text(),
+                 QString());
+    } else {
+        QCOMPARE(rig.prompter.texts(), QStringList{message});
+        QCOMPARE(rig.device->framesReceived(), 0);
+        QCOMPARE(rig.child("txtSAddress")->text(), address); // the boxes keep what was typed
+    }
+}
+
+QTEST_MAIN(TestService)
+#include "tst_service.moc"
