@@ -1,0 +1,56 @@
+// The communication settings without the dialog: cutting a settings text into
+// its fields by position, and the port names as stored.
+#include "config/commsettings.h"
+
+#include <QtTest>
+
+class TestCommSettings : public QObject
+{
+    Q_OBJECT
+private slots:
+    void splitSettings_data();
+    void splitSettings();
+    void storedPortNames_data();
+    void storedPortNames();
+};
+
+void TestCommSettings::splitSettings_data()
+{
+    QTest::addColumn<QString>("text");
+    QTest::addColumn<QStringList>("fields"); // speed, parity entry, data bits, stop bits
+    QTest::newRow("9600,n,8,1") << "9600,n,8,1" << QStringList{"9600", "None", "8", "1"};
+    QTest::newRow("1.5 stop bits") << "19200,e,7,1.5" << QStringList{"19200", "Even", "7", "1.5"};
+    QTest::newRow("as OK stores it") << "115200,O,8,2" << QStringList{"115200", "Odd", "8", "2"};
+    QTest::newRow("unknown letter") << "9600,x,8,1" << QStringList{"9600", "", "8", "1"};
+    QTest::newRow("empty") << "" << QStringList{"", "", "", ""};
+    QTest::newRow("too short") << "1.5" << QStringList{"", "", "", "1.5"};
+}
+
+void TestCommSettings::splitSettings()
+{
+    QFETCH(QString, text);
+    QFETCH(QStringList, fields);
+    const CommSettings::LineText t = CommSettings::splitSettings(text);
+    QCOMPARE(QStringList({t.speed, CommSettings::parityEntry(t.parityLetter), t.dataBits, t.stopBits}), fields);
+}
+
+void TestCommSettings::storedPortNames_data()
+{
+    QTest::addColumn<QString>("name");
+    QTest::addColumn<QString>("stored");
+    QTest::newRow("Com16") << "Com16" << "16";
+    QTest::newRow("device path") << "/dev/ttyUSB0" << "/dev/ttyUSB0";
+    QTest::newRow("simulator") << "Simulated transmitter" << "Simulated transmitter";
+    QTest::newRow("not a Com number") << "Com1a" << "Com1a";
+}
+
+void TestCommSettings::storedPortNames()
+{
+    QFETCH(QString, name);
+    QFETCH(QString, stored);
+    QCOMPARE(CommSettings::storedFromPortName(name), stored);
+    QCOMPARE(CommSettings::portNameFromStored(stored), name);
+}
+
+QTEST_GUILESS_MAIN(TestCommSettings)
+#include "tst_commsettings.moc"
