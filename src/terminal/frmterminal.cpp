@@ -17,24 +17,14 @@
 #include "widgetprompter.h"
 #include "widgetservice.h"
 
-// TEMPORARY while the file windows are being written: remove the guards
-// once src/files holds them.
+// TEMPORARY while the chart viewer is being written.
 #if __has_include("files/frmautotune.h")
 #include "files/frmautotune.h"
 #define HAVE_FRMAUTOTUNE 1
 #endif
-#if __has_include("files/frmexporte.h")
 #include "files/frmexporte.h"
-#define HAVE_FRMEXPORTE 1
-#endif
-#if __has_include("files/frmimporte.h")
 #include "files/frmimporte.h"
-#define HAVE_FRMIMPORTE 1
-#endif
-#if __has_include("files/frmmemlog.h")
 #include "files/frmmemlog.h"
-#define HAVE_FRMMEMLOG 1
-#endif
 
 #include <QApplication>
 #include <QCloseEvent>
@@ -1120,12 +1110,8 @@ void frmTerminal::mnuOALF_Click()
 {
     if (!confirm(QStringLiteral("  Do you want to Save Flow Memory Log into the File?  ")))
         return;
-#ifdef HAVE_FRMMEMLOG
     frmMemLog dialog(*this, this);
     runDialog(dialog);
-#else
-    m_prompter->message(QStringLiteral("frmMemLog is not in this build"), kSystemMonitor, Prompter::Information);
-#endif
 }
 
 void frmTerminal::mnuCommandsFlow_Click()
@@ -1235,12 +1221,8 @@ void frmTerminal::mnuOptionsMemExport_Click()
     if (!confirm(QStringLiteral("  Do you want to Save Configuration Table into the File?  ")))
         return;
     synchronize();
-#ifdef HAVE_FRMEXPORTE
     frmExportE dialog(*this, this);
     runDialog(dialog);
-#else
-    m_prompter->message(QStringLiteral("frmExportE is not in this build"), kSystemMonitor, Prompter::Information);
-#endif
 }
 
 void frmTerminal::mnuOptionsMemImport_Click()
@@ -1248,12 +1230,8 @@ void frmTerminal::mnuOptionsMemImport_Click()
     if (!confirm(QStringLiteral("WARNING: Proceeding with this may cause loosing of the Calibration Data!\r"
                                 "   Do you want to Import Configuration Table into the Unit?   ")))
         return;
-#ifdef HAVE_FRMIMPORTE
     frmImportE dialog(*this, this);
     runDialog(dialog);
-#else
-    m_prompter->message(QStringLiteral("frmImportE is not in this build"), kSystemMonitor, Prompter::Information);
-#endif
 }
 
 void frmTerminal::mnuOptionsCalibrate_Click()

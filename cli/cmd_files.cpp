@@ -1,0 +1,112 @@
+// Configuration table files and the flow memory log.
+#include "cli.h"
+
+#include "files/configimport.h"
+#include "files/configtable.h"
+#include "files/flowlogreadout.h"
+#include "files/mlgfile.h"
+#include "terminal/terminalhost.h"
+#include "terminal/terminalstate.h"
+
+#include <QFileInfo>
+
+namespace {
+
+// Replacing a file the technician already has needs --yes, as the windows
+// ask before they replace one.
+bool mayWrite(CliContext &c, const QString &path)
+{
+    if (QFileInfo::exists(path) && !c.flag(QStringLiteral("yes"))) {
+        c.usage(QStringLiteral("%1 exists; give --yes to replace it").arg(path));
+        return false;
+    }
+    return true;
+}
+
+} // namespace
+
+static CliCommand exportCommand("export", "export FILE.epr        read the configuration and save its table to FILE",
+    [](CliContext &c) -> int {
+        if (c.args.size() != 1)
+            return c.usage(QStringLiteral("export needs FILE.epr"));
+        const QString path = c.args[0];
+        if (!mayWrite(c, path))
+            return ExitUsage;
+        TerminalHost *host = c.host();
+        if (!host)
+            return ExitUsage;
+        if (!host->synchronize())
+            return ExitDevice;
+        QString error;
+        if (!ConfigTable::fromTerminal(host->state()).writeFile(path, &error)) {
+            *c.err << "quorin-cli: " << path << ": " << error << "\n";
+            return ExitUsage;
+        }
+        *c.out << "Configuration Table has been Saved. Click OK." << "\n";
+        return ExitOk;
+    });
+
+static CliCommand importCommand("import", "import FILE.epr --yes  write a saved table into the device, each row verified",
+    [](CliContext &c) -> int {
+        if (c.args.size() != 1)
+            return c.usage(QStringLiteral("import needs FILE.epr"));
+        if (!c.flag(QStringLiteral("yes")))
+            return c.usage(QStringLiteral("import overwrites the device's configuration; give --yes to go on"));
+        ConfigTable table;
+        QString error;
+        if (!table.readFile(c.args[0], &error))
+            return c.usage(error);
+        TerminalHost *host = c.host();
+        if (!host)
+            return ExitUsage;
+        if (!host->synchronize())
+            return ExitDevice;
+        ConfigImport import(*host);
+        QObject::connect(&import, &ConfigImport::rowDone, [&](int entry) {
+            *c.out << table.displayLine(entry, QStringLiteral("   ")) << "\n";
+            c.out->flush();
+        });
+        return import.upload(table) ? ExitOk : ExitDevice;
+    });
+
+static CliCommand flowlogCommand("flowlog", "flowlog ENDADDR FILE.mlg  read the flow log up to ENDADDR (200-7FFF) into FILE",
+    [](CliContext &c) -> int {
+        if (c.args.size() != 2)
+            return c.usage(QStringLiteral("flowlog needs ENDADDR FILE.mlg"));
+        if (!isHexText(c.args[0], 4))
+            return c.usage(QStringLiteral("ENDADDR is four hexadecimal digits, not \"%1\"").arg(c.args[0]));
+        const int end = c.args[0].toInt(nullptr, 16);
+        const QString path = c.args[1];
+        if (!mayWrite(c, path))
+            return ExitUsage;
+        TerminalHost *host = c.host();
+        if (!host)
+            return ExitUsage;
+        if (!FlowLogReadout::checkEndAddress(end, *host))
+            return ExitUsage;
+        if (!host->synchronize())
+            return ExitDevice;
+        FlowLogReadout readout(*host);
+        QObject::connect(&readout, &FlowLogReadout::blockRead, [&](int done, int total, const QStringList &) {
+            *c.err << "flowlog: block " << done << " of " << total << "\n";
+            c.err->flush();
+        });
+        if (readout.read(end) != FlowLogReadout::Completed)
+            return ExitDevice;
+        const TerminalState &s = host->state();
+        if (s.FlowPointCount == 0) {
+            c.prompter->message(QStringLiteral("Flow array is ampty! Please first Reed data. Click OK."),
+                                QStringLiteral("System Monitor"), Prompter::Information);
+            return ExitUsage;
+        }
+        const QByteArray bytes = mlgfile::bytes(qint32(s.cellValue(QStringLiteral("0105"))),
+                                                qint32(s.cellValue(QStringLiteral("0118"))), s.Density, s.FlowArray,
+                                                s.FlowPointCount);
+        QString error;
+        if (!mlgfile::write(path, bytes, &error)) {
+            *c.err << "quorin-cli: " << path << ": " << error << "\n";
+            return ExitUsage;
+        }
+        *c.out << s.FlowPointCount << " points saved to " << path << "\n";
+        return ExitOk;
+    });

@@ -1,0 +1,63 @@
+#include "configimport.h"
+
+#include "common/prompter.h"
+#include "configtable.h"
+#include "link/devicelink.h"
+#include "terminal/terminalhost.h"
+#include "terminal/terminalstate.h"
+
+#include <QEventLoop>
+#include <QTimer>
+
+ConfigImport::ConfigImport(TerminalHost &host, QObject *parent) : QObject(parent), m_host(host), Timer1(new QTimer(this))
+{
+    Timer1->setInterval(250);
+    Timer1->setSingleShot(true);
+    connect(Timer1, &QTimer::timeout, this, [this] { RowWritten = true; });
+}
+
+void ConfigImport::setRowPause(int msecs)
+{
+    Timer1->setInterval(msecs);
+}
+
+bool ConfigImport::upload(const ConfigTable &table)
+{
+    if (m_running)
+        return false;
+    m_running = true;
+    struct Guard {
+        bool &flag;
+        ~Guard() { flag = false; }
+    } guard{m_running};
+
+    emit progress(0);
+    const bool tenths = m_host.state().cellValue(QStringLiteral("012D")) == DeviceCodeTenths;
+    int written = 0;
+    for (int r = 1; r <= RowsWritten; ++r) {
+        const ConfigRow &row = table.row(r - 1);
+        if (r == 25 && tenths)
+            continue;
+        const QString readBack = m_host.link().WriteRamData(row.Width, row.Address, row.Data);
+        if (readBack != row.Data) {
+            m_host.prompter().message(QStringLiteral("Communication Error! EEPROM Table Writing is terminated!\r"
+                                                     "Check connection and try again!   [")
+                                          + readBack + QStringLiteral("]"),
+                                      QStringLiteral("System Monitor"), Prompter::Information);
+            emit progress(0);
+            return false;
+        }
+        emit rowDone(r - 1);
+        emit progress(++written);
+
+        RowWritten = false;
+        QEventLoop loop;
+        connect(Timer1, &QTimer::timeout, &loop, &QEventLoop::quit);
+        Timer1->start();
+        loop.exec();
+    }
+    m_host.prompter().message(QStringLiteral("EEPROM Table has been Saved. Click OK."), QStringLiteral("System Monitor"),
+                              Prompter::Information);
+    emit progress(0);
+    return true;
+}

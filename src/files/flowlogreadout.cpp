@@ -1,0 +1,93 @@
+#include "flowlogreadout.h"
+
+#include "common/numtext.h"
+#include "common/prompter.h"
+#include "link/devicelink.h"
+#include "terminal/terminalhost.h"
+#include "terminal/terminalstate.h"
+
+FlowLogReadout::FlowLogReadout(TerminalHost &host, QObject *parent) : QObject(parent), m_host(host) {}
+
+int FlowLogReadout::blockCount(int endAddress)
+{
+    const int bytes = qBound(0, endAddress - FirstAddress, MaxBytes);
+    return (bytes + 253) / 254;
+}
+
+bool FlowLogReadout::checkEndAddress(int endAddress, TerminalHost &host)
+{
+    if (endAddress >= FirstAddress && endAddress <= LastEndAddress)
+        return true;
+    host.prompter().message(QStringLiteral("The value of the parameter is out of\r permissible range [200h-7FFFh] Try again!"),
+                            QStringLiteral("System Monitor"), Prompter::Information);
+    return false;
+}
+
+QString FlowLogReadout::pointerText(const TerminalHost &host)
+{
+    const QString h = numtext::hex(quint32(const_cast<TerminalHost &>(host).state().cellValue(QStringLiteral("01FE"))));
+    return h.size() < 4 ? QLatin1Char('0') + h : h;
+}
+
+QString FlowLogReadout::sampleLine(int n, const QString &hex4)
+{
+    QString address = numtext::hex(quint32(FirstAddress + 2 * (n - 1)));
+    if (address.size() == 2)
+        address.prepend(QStringLiteral("00"));
+    else if (address.size() == 3)
+        address.prepend(QLatin1Char('0'));
+    const QString gap = QStringLiteral("    ");
+    return numtext::format(n, QStringLiteral("0####")) + gap + address + gap + hex4 + gap
+           + QString::number(numtext::hexValue(hex4));
+}
+
+FlowLogReadout::Outcome FlowLogReadout::read(int endAddress)
+{
+    if (m_running)
+        return Failed;
+    m_running = true;
+    m_cancel = false;
+    TerminalState &state = m_host.state();
+    if (state.FlowArray.size() < TerminalState::FlowArrayRows)
+        state.FlowArray.resize(TerminalState::FlowArrayRows);
+
+    const int total = blockCount(endAddress);
+    const int bytes = qBound(0, endAddress - FirstAddress, MaxBytes);
+    int current = FirstAddress;
+    int step = 0;
+    int done = 0;
+    int n = 1;
+    int blocks = 0;
+    Outcome outcome = Completed;
+    while (done < bytes) {
+        if (m_cancel) {
+            outcome = Cancelled;
+            break;
+        }
+        current = qMin(current + step, LastBlockAddress);
+        QString address = numtext::hex(quint32(current));
+        if (address.size() < 4)
+            address.prepend(QLatin1Char('0'));
+        const QString reply = m_host.link().ReadMemory(address, QStringLiteral("FF"));
+        if (reply.size() != 510) {
+            m_host.prompter().message(QStringLiteral("Read data is failed!\r data recieved: ") + reply,
+                                      QStringLiteral("System Monitor"), Prompter::Information);
+            outcome = Failed;
+            break;
+        }
+        QStringList lines;
+        lines.reserve(SamplesPerBlock);
+        for (int k = 0; k < SamplesPerBlock; ++k) {
+            const QString hex4 = reply.mid(4 * k, 4);
+            state.FlowArray[n - 1] = qint16(numtext::hexValue(hex4));
+            lines.append(sampleLine(n, hex4));
+            ++n;
+        }
+        done += 254;
+        step = 254;
+        emit blockRead(++blocks, total, lines);
+    }
+    state.FlowPointCount = n - 1;
+    m_running = false;
+    return outcome;
+}

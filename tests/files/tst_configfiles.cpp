@@ -1,0 +1,296 @@
+// The configuration table file: its exact bytes, the reader's refusals, and
+// the export and import windows between two simulated transmitters.
+#include "files/configimport.h"
+#include "files/configtable.h"
+#include "files/frmexporte.h"
+#include "files/frmimporte.h"
+#include "support/simrig.h"
+#include "terminal/terminalstate.h"
+
+#include <QDir>
+#include <QFile>
+#include <QProgressBar>
+#include <QTemporaryDir>
+#include <QtTest>
+
+namespace {
+
+TerminalState fixedState()
+{
+    TerminalState s;
+    QByteArray image;
+    for (int i = 0; i < 0x50; ++i)
+        image.append(char(i));
+    s.MemoryImage0100 = s.MemoryImage0100Export = QString::fromLatin1(image.toHex().toUpper());
+    s.MemoryImage01E5 = QStringLiteral("4142430A1E05");
+    s.DensityHex = QStringLiteral("000003E6");
+    s.Density = 998;
+    s.UDFactorHex = QStringLiteral("FFFFFFFF");
+    s.EngUnitHex = QStringLiteral("05");
+    s.EngUnit = 5;
+    s.DataPointerHex = QStringLiteral("01FF");
+    s.fillCellsFromImages();
+    return s;
+}
+
+const char kFixedFile[] =
+    "\"0   \",\"0100\",\"01\",\"00\",\"0\"\r\n"
+    "\"1   \",\"0105\",\"04\",\"05060708\",\"84281096\"\r\n"
+    "\"2   \",\"010D\",\"04\",\"0D0E0F10\",\"219025168\"\r\n"
+    "\"3   \",\"0134\",\"02\",\"3435\",\"13365\"\r\n"
+    "\"4   \",\"014D\",\"02\",\"4D4E\",\"19790\"\r\n"
+    "\"5   \",\"0118\",\"04\",\"18191A1B\",\"404298267\"\r\n"
+    "\"6   \",\"0103\",\"01\",\"03\",\"3\"\r\n"
+    "\"7   \",\"014C\",\"01\",\"4C\",\"76\"\r\n"
+    "\"8   \",\"0170\",\"04\",\"000003E6\",\"998\"\r\n"
+    "\"9   \",\"01E9\",\"01\",\"1E\",\"30\"\r\n"
+    "\"10  \",\"0138\",\"02\",\"3839\",\"14393\"\r\n"
+    "\"11  \",\"01E4\",\"01\",\"05\",\"5\"\r\n"
+    "\"12  \",\"0104\",\"01\",\"04\",\"4\"\r\n"
+    "\"13  \",\"013A\",\"02\",\"3A3B\",\"14907\"\r\n"
+    "\"14  \",\"0101\",\"02\",\"0102\",\"258\"\r\n"
+    "\"15  \",\"01E5\",\"03\",\"414243\",\"AB\"\r\n"
+    "\"16  \",\"017C\",\"04\",\"FFFFFFFF\",\"-1\"\r\n"
+    "\"17  \",\"01E8\",\"01\",\"0A\",\"10\"\r\n"
+    "\"18  \",\"01FE\",\"02\",\"01FF\",\"01FF\"\r\n"
+    "\"19  \",\"01EA\",\"01\",\"05\",\"05\"\r\n"
+    "\"20  \",\"0109\",\"02\",\"090A\",\"2314\"\r\n"
+    "\"21  \",\"010C\",\"01\",\"0C\",\"12\"\r\n"
+    "\"22  \",\"0111\",\"01\",\"11\",\"17\"\r\n"
+    "\"23  \",\"0116\",\"01\",\"16\",\"22\"\r\n"
+    "\"24  \",\"012D\",\"02\",\"2D2E\",\"11566\"\r\n"
+    "\"25  \",\"0130\",\"02\",\"3031\",\"12337\"\r\n";
+
+QByteArray readAll(const QString &path)
+{
+    QFile f(path);
+    return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
+}
+
+} // namespace
+
+class TestConfigFiles : public QObject
+{
+    Q_OBJECT
+private slots:
+    void exportedBytesAndReadBack();
+    void pointerAndOptionColumns_data();
+    void pointerAndOptionColumns();
+    void readerRefusals_data();
+    void readerRefusals();
+    void exportWindowSaveDialog();
+    void importBetweenPresets();
+    void importSkipsDeviceCodeRowAndStopsAtBadReadBack();
+};
+
+void TestConfigFiles::exportedBytesAndReadBack()
+{
+    const ConfigTable table = ConfigTable::fromTerminal(fixedState());
+    QCOMPARE(table.fileBytes(), QByteArray(kFixedFile));
+
+    QTemporaryDir dir;
+    const QString path = dir.filePath(QStringLiteral("t.epr"));
+    QString error;
+    QVERIFY2(table.writeFile(path, &error), qPrintable(error));
+    QCOMPARE(readAll(path), QByteArray(kFixedFile));
+
+    ConfigTable back;
+    QVERIFY2(back.readFile(path, &error), qPrintable(error));
+    QCOMPARE(back.recordsRead(), 26);
+    for (int r = 0; r < ConfigTable::RowCount; ++r)
+        QCOMPARE(back.row(r), table.row(r));
+    QCOMPARE(back.row(9).Index, QStringLiteral("9   "));
+    QCOMPARE(back.row(10).Index, QStringLiteral("10  "));
+    // A file that ends without its last line end, or with LF alone, reads the same.
+    QByteArray loose = QByteArray(kFixedFile).replace("\r\n", "\n");
+    loose.chop(1);
+    ConfigTable again;
+    QVERIFY(again.read(loose, &error));
+    QCOMPARE(again.row(25), table.row(25));
+}
+
+void TestConfigFiles::pointerAndOptionColumns_data()
+{
+    QTest::addColumn<QString>("pointer");
+    QTest::addColumn<QString>("options");
+    QTest::addColumn<QString>("row18");
+    QTest::addColumn<QString>("row19");
+    QTest::newRow("pointer 1FF, options 5") << "01FF" << "05" << "01FF" << "05";
+    QTest::newRow("pointer FF keeps 3 digits") << "00FF" << "A5" << "0FF" << "A5";
+    QTest::newRow("pointer 7FFE") << "7FFE" << "00" << "7FFE" << "00";
+}
+
+void TestConfigFiles::pointerAndOptionColumns()
+{
+    QFETCH(QString, pointer);
+    QFETCH(QString, options);
+    TerminalState s = fixedState();
+    s.DataPointerHex = pointer;
+    s.MemoryImage01E5 = QStringLiteral("4142430A1E") + options;
+    s.fillCellsFromImages();
+    const ConfigTable t = ConfigTable::fromTerminal(s);
+    QTEST(t.row(18).Data, "row18");
+    QTEST(t.row(18).Value, "row18");
+    QTEST(t.row(19).Value, "row19");
+    QTEST(t.row(19).Data, "row19");
+}
+
+void TestConfigFiles::readerRefusals_data()
+{
+    QTest::addColumn<QByteArray>("bytes");
+    QTest::addColumn<QString>("error");
+    QByteArray many;
+    for (int i = 0; i < 100; ++i)
+        many += "\"0   \",\"0100\",\"01\",\"05\",\"5\"\r\n";
+    QTest::newRow("100 records") << many << "t.epr, line 100: more than 99 records; a configuration table has 26";
+    QTest::newRow("four fields") << QByteArray(kFixedFile).replace(",\"12337\"", "")
+                                 << "t.epr, line 26: the record has 4 fields, 5 expected";
+    QTest::newRow("binary") << QByteArray("\x7f" "ELF\x02\x01\x01\x00\x00", 9)
+                            << "t.epr, line 1: the file holds binary data, not a configuration table";
+    QTest::newRow("open quote") << QByteArray("\"0   \",\"0100\",\"01\",\"05\",\"5\r\n")
+                                << "t.epr, line 1: a quoted field is not closed";
+}
+
+void TestConfigFiles::readerRefusals()
+{
+    QFETCH(QByteArray, bytes);
+    QTemporaryDir dir;
+    const QString path = dir.filePath(QStringLiteral("t.epr"));
+    QFile f(path);
+    QVERIFY(f.open(QIODevice::WriteOnly));
+    f.write(bytes);
+    f.close();
+
+    ConfigTable table = ConfigTable::fromTerminal(fixedState());
+    const ConfigTable before = table;
+    QString error;
+    QVERIFY(!table.readFile(path, &error));
+    QTEST(error, "error");
+    for (int r = 0; r < ConfigTable::RowCount; ++r)
+        QCOMPARE(table.row(r), before.row(r));
+
+    QVERIFY(!table.readFile(dir.filePath(QStringLiteral("missing.epr")), &error));
+    QVERIFY2(error.startsWith(QStringLiteral("missing.epr: ")), qPrintable(error));
+}
+
+void TestConfigFiles::exportWindowSaveDialog()
+{
+    SimRig rig;
+    QVERIFY(rig.readOut());
+    QTemporaryDir dir;
+    rig.session.folder = dir.path();
+    frmExportE window(rig.session);
+    QVERIFY(window.text().startsWith(QStringLiteral("0       0100    01    32    50\n")));
+
+    // Cancelled dialog: nothing written, nothing said.
+    window.cmdSave_Click();
+    QCOMPARE(rig.prompter.texts(QStringLiteral("save")).size(), 1);
+    QVERIFY(rig.prompter.texts().isEmpty());
+
+    const QString path = dir.filePath(QStringLiteral("qrn000001.epr"));
+    QFile old(path);
+    QVERIFY(old.open(QIODevice::WriteOnly));
+    old.write("keep me");
+    old.close();
+    // Declining the replace question goes back to the dialog; cancelling it keeps the old file.
+    rig.prompter.clear();
+    rig.prompter.fileNames = {path};
+    rig.prompter.answers = {false};
+    window.cmdSave_Click();
+    QCOMPARE(rig.prompter.texts(QStringLiteral("okcancel")), QStringList{"Replace existing file - " + path + "?"});
+    QCOMPARE(rig.prompter.texts(QStringLiteral("save")).size(), 2);
+    QCOMPARE(readAll(path), QByteArray("keep me"));
+
+    rig.prompter.clear();
+    rig.prompter.fileNames = {path};
+    rig.prompter.answers = {true};
+    window.cmdSave_Click();
+    QCOMPARE(rig.prompter.texts(), QStringList{"Configuration Table has been Saved. Click OK."});
+    QCOMPARE(readAll(path), window.table().fileBytes());
+
+    // A folder that is not there: the reason is shown, nothing is left behind.
+    rig.prompter.clear();
+    rig.prompter.fileNames = {dir.filePath(QStringLiteral("no/such/t.epr"))};
+    window.cmdSave_Click();
+    QCOMPARE(rig.prompter.entries.size(), 2);
+    QCOMPARE(rig.prompter.entries.last().icon, Prompter::Exclamation);
+    QVERIFY(!QFile::exists(dir.filePath(QStringLiteral("no"))));
+}
+
+void TestConfigFiles::importBetweenPresets()
+{
+    SimRig source(QStringLiteral("second"));
+    SimRig target(QStringLiteral("standard"));
+    QVERIFY(source.readOut());
+    QVERIFY(target.readOut());
+    QTemporaryDir dir;
+    const QString path = dir.filePath(QStringLiteral("second.epr"));
+    QString error;
+    QVERIFY(ConfigTable::fromTerminal(source.session.state()).writeFile(path, &error));
+
+    frmImportE window(target.session);
+    window.importer().setRowPause(0);
+    target.prompter.fileNames = {path};
+    window.cmdOpen_Click();
+    QCOMPARE(window.fileLabel(), QStringLiteral(" ...") + path.right(25));
+    QVERIFY(window.text().contains(QStringLiteral("\n25     0130   02   ")));
+    window.cmdUpload_Click();
+    QCOMPARE(target.prompter.texts(), QStringList{"EEPROM Table has been Saved. Click OK."});
+    QCOMPARE(window.progressPeak(), 25);
+    QCOMPARE(window.progressBar()->value(), 0);
+    QCOMPARE(window.result(), int(QDialog::Accepted));
+    QCOMPARE(target.device->framesReceived(), 50);  // a write and a read-back per row
+
+    QVERIFY(target.readOut());
+    const ConfigTable a = ConfigTable::fromTerminal(source.session.state());
+    const ConfigTable b = ConfigTable::fromTerminal(target.session.state());
+    for (int r = 0; r < 25; ++r)
+        QCOMPARE(b.row(r).Data, a.row(r).Data);
+}
+
+void TestConfigFiles::importSkipsDeviceCodeRowAndStopsAtBadReadBack()
+{
+    SimRig source;
+    QVERIFY(source.readOut());
+    const ConfigTable table = ConfigTable::fromTerminal(source.session.state());
+
+    SimRig tenths(QStringLiteral("tenths"));
+    QVERIFY(tenths.readOut());
+    const QByteArray coefficient = tenths.device->memory().mid(0x12D, 2);
+    ConfigImport import(tenths.session);
+    import.setRowPause(0);
+    QList<int> counts;
+    connect(&import, &ConfigImport::progress, this, [&](int n) { counts << n; });
+    QVERIFY(import.upload(table));
+    QCOMPARE(counts.size(), 26);  // reset, 24 rows, reset
+    QCOMPARE(counts[24], 24);
+    QCOMPARE(tenths.device->memory().mid(0x12D, 2), coefficient);
+
+    // Lower-case data is written but does not match the device's upper-case echo.
+    ConfigTable bad = table;
+    bad.row(3).Data = bad.row(3).Data.toLower().replace(QLatin1Char('3'), QLatin1Char('a'));
+    SimRig target(QStringLiteral("second"));
+    QVERIFY(target.readOut());
+    ConfigImport second(target.session);
+    second.setRowPause(0);
+    int reentered = -1;
+    connect(&second, &ConfigImport::rowDone, this, [&](int entry) {
+        if (entry == 0)
+            reentered = second.upload(table);  // a second click while the first runs
+    });
+    QVERIFY(!second.upload(bad));
+    QCOMPARE(reentered, 0);
+    const QStringList said = target.prompter.texts();
+    // The verified write reports the mismatch, then the import says it stopped.
+    QCOMPARE(said.size(), 2);
+    QVERIFY2(said[0].startsWith(QStringLiteral("Verify data is failed!")), qPrintable(said[0]));
+    QVERIFY2(said[1].startsWith(QStringLiteral("Communication Error! EEPROM Table Writing is terminated!\r"
+                                               "Check connection and try again!   [")),
+             qPrintable(said[1]));
+    // Rows 0 to 2 stay written; row 3 on is as it was.
+    QCOMPARE(target.device->memory().mid(0x105, 4).toHex().toUpper(), table.row(1).Data.toLatin1());
+    QCOMPARE(target.device->framesReceived(), 8);
+}
+
+QTEST_MAIN(TestConfigFiles)
+#include "tst_configfiles.moc"

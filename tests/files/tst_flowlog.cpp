@@ -1,0 +1,177 @@
+// The flow memory log: block readout against the simulated transmitter, the
+// sample list, the .mlg file, and the window's address box and messages.
+#include "files/flowlogreadout.h"
+#include "files/frmmemlog.h"
+#include "files/mlgfile.h"
+#include "sim/simfaults.h"
+#include "support/simrig.h"
+#include "terminal/terminalstate.h"
+
+#include <QFile>
+#include <QLineEdit>
+#include <QProgressBar>
+#include <QTemporaryDir>
+#include <QtTest>
+
+namespace {
+
+// Block start addresses the device was asked for, in order.
+QStringList blockAddresses(const SimDevice &device)
+{
+    QStringList out;
+    for (const QString &frame : device.receivedFrames())
+        out << frame.mid(frame.indexOf(QLatin1String("FF")) + 2, 4);
+    return out;
+}
+
+} // namespace
+
+class TestFlowLog : public QObject
+{
+    Q_OBJECT
+private slots:
+    void readoutBlocks_data();
+    void readoutBlocks();
+    void samplesSignAndFile();
+    void failedAndCancelledReadouts();
+    void windowAddressBoxAndSave();
+};
+
+void TestFlowLog::readoutBlocks_data()
+{
+    QTest::addColumn<int>("end");
+    QTest::addColumn<int>("blocks");
+    QTest::addColumn<int>("points");
+    QTest::addColumn<QString>("lastBlock");
+    QTest::newRow("0200 reads nothing") << 0x200 << 0 << 0 << "";
+    QTest::newRow("02FE one block") << 0x2FE << 1 << 127 << "0200";
+    QTest::newRow("02FF two blocks") << 0x2FF << 2 << 254 << "02FE";
+    QTest::newRow("7FFF moves the last block") << 0x7FFF << 127 << 16129 << "7EFF";
+}
+
+void TestFlowLog::readoutBlocks()
+{
+    QFETCH(int, end);
+    SimRig rig;
+    QVERIFY(rig.readOut());
+    rig.session.state().FlowPointCount = 99;
+    FlowLogReadout readout(rig.session);
+    int progressCalls = 0;
+    connect(&readout, &FlowLogReadout::blockRead, this, [&](int done, int total, const QStringList &lines) {
+        ++progressCalls;
+        QCOMPARE(done, progressCalls);
+        QCOMPARE(total, FlowLogReadout::blockCount(end));
+        QCOMPARE(lines.size(), 127);
+    });
+    QCOMPARE(readout.read(end), FlowLogReadout::Completed);
+    QTEST(rig.session.state().FlowPointCount, "points");
+    QTEST(progressCalls, "blocks");
+    const QStringList addresses = blockAddresses(*rig.device);
+    QTEST(int(addresses.size()), "blocks");
+    QTEST(addresses.isEmpty() ? QString() : addresses.last(), "lastBlock");
+    QVERIFY(rig.prompter.entries.isEmpty());
+}
+
+void TestFlowLog::samplesSignAndFile()
+{
+    SimRig rig;
+    QVERIFY(rig.readOut());
+    rig.device->setBytes(0x200, QByteArray::fromHex("0213FFFF8000"));
+    FlowLogReadout readout(rig.session);
+    QStringList lines;
+    connect(&readout, &FlowLogReadout::blockRead, this,
+            [&](int, int, const QStringList &l) { lines += l; });
+    QCOMPARE(readout.read(0x2FE), FlowLogReadout::Completed);
+    const TerminalState &s = rig.session.state();
+    QCOMPARE(s.FlowArray[0], qint16(531));
+    QCOMPARE(s.FlowArray[1], qint16(-1));
+    QCOMPARE(s.FlowArray[2], qint16(-32768));
+    QCOMPARE(lines[0], QStringLiteral("00001    0200    0213    531"));
+    QCOMPARE(lines[1], QStringLiteral("00002    0202    FFFF    -1"));
+    QCOMPARE(FlowLogReadout::sampleLine(16129, QStringLiteral("7FFF")), QStringLiteral("16129    8000    7FFF    32767"));
+
+    const QByteArray bytes = mlgfile::bytes(5000, 1000, 998, s.FlowArray, 3);
+    QCOMPARE(bytes, QByteArray("5000,1000,998\r\n1,531\r\n2,-1\r\n3,-32768\r\n"));
+    MlgData d;
+    QString error;
+    QVERIFY(mlgfile::parse(bytes, &d, &error));
+    QCOMPARE(d.values, (QVector<qint32>{531, -1, -32768}));
+    QCOMPARE(d.density, 998);
+    QVERIFY(!mlgfile::parse("5000,1000\r\n", &d, &error));
+    QCOMPARE(error, QStringLiteral("line 1: expected full-scale flow, scaling factor and density"));
+    QVERIFY(!mlgfile::parse("5000,1000,998\r\n1,531\r\n2;7\r\n", &d, &error));
+    QCOMPARE(error, QStringLiteral("line 3: expected a point number and a sample value"));
+    QCOMPARE(d.values.size(), 3);  // left as it was
+}
+
+void TestFlowLog::failedAndCancelledReadouts()
+{
+    SimRig rig;
+    QVERIFY(rig.readOut());
+    FlowLogReadout readout(rig.session);
+    // The device goes quiet after the second block.
+    connect(&readout, &FlowLogReadout::blockRead, this, [&](int done, int, const QStringList &) {
+        if (done == 2) {
+            SimFaults f;
+            f.noAnswer = true;
+            rig.port->setFaults(f);
+        }
+    });
+    QCOMPARE(readout.read(0x7FFF), FlowLogReadout::Failed);
+    QCOMPARE(rig.session.state().FlowPointCount, 254);
+    QCOMPARE(rig.prompter.texts().last(), QStringLiteral("Read data is failed!\r data recieved: "));
+
+    SimRig again;
+    QVERIFY(again.readOut());
+    FlowLogReadout second(again.session);
+    connect(&second, &FlowLogReadout::blockRead, this, [&](int done, int, const QStringList &) {
+        if (done == 3)
+            second.cancel();
+    });
+    QCOMPARE(second.read(0x7FFF), FlowLogReadout::Cancelled);
+    QCOMPARE(again.session.state().FlowPointCount, 381);
+    QVERIFY(again.prompter.entries.isEmpty());
+}
+
+void TestFlowLog::windowAddressBoxAndSave()
+{
+    SimRig rig;
+    QVERIFY(rig.readOut());
+    QTemporaryDir dir;
+    rig.session.folder = dir.path();
+    rig.session.state().setCell(QStringLiteral("01FE"), QStringLiteral("0FF"), 0xFF);
+    frmMemLog window(rig.session);
+    QLineEdit *box = window.endAddressBox();
+    QCOMPARE(box->text(), QStringLiteral("0FF"));
+
+    window.cmdSave_Click();
+    QCOMPARE(rig.prompter.texts(), QStringList{"Flow array is ampty! Please first Reed data. Click OK."});
+
+    // Only upper-case hex digits get in; a full address out of range is refused and the pointer put back.
+    box->clear();
+    QTest::keyClicks(box, QStringLiteral("8g0a00"));
+    QCOMPARE(box->text(), QStringLiteral("0FF"));
+    QCOMPARE(rig.prompter.texts().last(),
+             QStringLiteral("The value of the parameter is out of\r permissible range [200h-7FFFh] Try again!"));
+
+    box->clear();
+    QTest::keyClicks(box, QStringLiteral("02FE"));
+    rig.prompter.clear();
+    QTest::keyClick(box, Qt::Key_Return);
+    QCOMPARE(rig.session.state().FlowPointCount, 127);
+    QCOMPARE(window.progressBar()->value(), 1);
+    QCOMPARE(window.text().count(QLatin1Char('\n')), 126);
+
+    const QString path = dir.filePath(QStringLiteral("My_Flow1.mlg"));
+    rig.prompter.fileNames = {path};
+    window.cmdSave_Click();
+    QCOMPARE(rig.prompter.texts(), QStringList{"Flow Data have been Saved. Click OK."});
+    QFile f(path);
+    QVERIFY(f.open(QIODevice::ReadOnly));
+    const QList<QByteArray> saved = f.readAll().split('\n');
+    QCOMPARE(saved.size(), 129);  // header, 127 samples, nothing after the last CR LF
+    QCOMPARE(saved[0], QByteArray("5000,500000,998\r"));
+}
+
+QTEST_MAIN(TestFlowLog)
+#include "tst_flowlog.moc"

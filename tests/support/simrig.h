@@ -1,0 +1,31 @@
+#pragma once
+// A terminal session on an in-process simulated transmitter, with the
+// store pause and the reply time-out shortened so tests stay fast.
+#include "link/devicelink.h"
+#include "sim/simdevice.h"
+#include "sim/simserialport.h"
+#include "support/scriptedprompter.h"
+#include "terminal/terminalsession.h"
+
+struct SimRig {
+    explicit SimRig(const QString &preset = QStringLiteral("standard"))
+        : device(new SimDevice(preset)), port(new SimSerialPort(device)), session(&prompter, port)
+    {
+        device->setParent(port);
+        session.link().setStorePauseOverride(0);
+        session.link().setReplyTimeout(200);
+    }
+    // The configuration readout, then a clean record of messages and frames.
+    bool readOut()
+    {
+        const bool ok = session.synchronize();
+        device->clearReceivedFrames();
+        prompter.clear();
+        return ok;
+    }
+
+    ScriptedPrompter prompter;
+    SimDevice *device;
+    SimSerialPort *port;
+    TerminalSession session;
+};
