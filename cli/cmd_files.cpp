@@ -8,6 +8,7 @@
 #include "terminal/terminalhost.h"
 #include "terminal/terminalstate.h"
 
+#include <QDir>
 #include <QFileInfo>
 
 namespace {
@@ -18,6 +19,13 @@ bool mayWrite(CliContext &c, const QString &path)
 {
     if (QFileInfo::exists(path) && !c.flag(QStringLiteral("yes"))) {
         c.usage(QStringLiteral("%1 exists; give --yes to replace it").arg(path));
+        return false;
+    }
+    // Refuse a folder that cannot take the file before a long readout, not after.
+    const QFileInfo folder(QFileInfo(path).absolutePath());
+    if (!folder.isDir() || !folder.isWritable()) {
+        *c.err << "quorin-cli: " << path << ": "
+               << (folder.isDir() ? "the folder cannot be written" : "the folder does not exist") << "\n";
         return false;
     }
     return true;

@@ -2,50 +2,10 @@
 // transmitter for refusals, and quorin-sim on a pseudo-terminal where a later
 // run must see what an earlier one wrote. The simulator answers at line
 // speed, as a transmitter does.
+#include "support/clirun.h"
 #include "support/simprocess.h"
 
-#include <QEventLoop>
-#include <QProcess>
-#include <QTimer>
 #include <QtTest>
-
-namespace {
-
-struct CliRun {
-    int code = -1;
-    QString out;
-    QString err;
-};
-
-CliRun runCli(const QStringList &args, int timeoutMs = 30000)
-{
-    QProcess p;
-    p.setProgram(QStringLiteral(QUORIN_CLI_EXE));
-    p.setArguments(args);
-    QEventLoop loop;
-    QTimer timer;
-    timer.setSingleShot(true);
-    QObject::connect(&timer, &QTimer::timeout, &loop, &QEventLoop::quit);
-    QObject::connect(&p, &QProcess::finished, &loop, &QEventLoop::quit);
-    QObject::connect(&p, &QProcess::errorOccurred, &loop, &QEventLoop::quit);
-    p.start();
-    timer.start(timeoutMs);
-    if (p.state() != QProcess::NotRunning)
-        loop.exec();
-    CliRun r;
-    if (p.state() != QProcess::NotRunning) {
-        p.kill();
-        p.waitForFinished(1000);
-        r.err = QStringLiteral("quorin-cli did not finish");
-        return r;
-    }
-    r.code = p.exitStatus() == QProcess::NormalExit ? p.exitCode() : -2;
-    r.out = QString::fromLocal8Bit(p.readAllStandardOutput());
-    r.err = QString::fromLocal8Bit(p.readAllStandardError());
-    return r;
-}
-
-} // namespace
 
 class TestParamsCli : public QObject
 {

@@ -1,48 +1,12 @@
 // quorin-cli's service commands end to end: quorin-sim serves a pseudo-
 // terminal, the command line writes to it, and a later read shows what the
 // device holds. The simulator answers at line speed, as a transmitter does.
+#include "support/clirun.h"
 #include "support/simprocess.h"
 
-#include <QEventLoop>
-#include <QProcess>
-#include <QTimer>
 #include <QtTest>
 
 namespace {
-
-struct CliRun {
-    int code = -1;
-    QString out;
-    QString err;
-};
-
-CliRun runCli(const QString &port, const QStringList &args, int timeoutMs = 20000)
-{
-    QProcess p;
-    p.setProgram(QStringLiteral(QUORIN_CLI_EXE));
-    p.setArguments(QStringList{QStringLiteral("--port"), port} + args);
-    QEventLoop loop;
-    QTimer timer;
-    timer.setSingleShot(true);
-    QObject::connect(&timer, &QTimer::timeout, &loop, &QEventLoop::quit);
-    QObject::connect(&p, &QProcess::finished, &loop, &QEventLoop::quit);
-    QObject::connect(&p, &QProcess::errorOccurred, &loop, &QEventLoop::quit);
-    p.start();
-    timer.start(timeoutMs);
-    if (p.state() != QProcess::NotRunning)
-        loop.exec();
-    CliRun r;
-    if (p.state() != QProcess::NotRunning) {
-        p.kill();
-        p.waitForFinished(1000);
-        r.err = QStringLiteral("quorin-cli did not finish: ") + QString::fromLocal8Bit(p.readAllStandardError());
-        return r;
-    }
-    r.code = p.exitStatus() == QProcess::NormalExit ? p.exitCode() : -2;
-    r.out = QString::fromLocal8Bit(p.readAllStandardOutput());
-    r.err = QString::fromLocal8Bit(p.readAllStandardError());
-    return r;
-}
 
 QString readHex(const QString &port, const QString &address, const QString &count)
 {

@@ -1,0 +1,38 @@
+#include "clirun.h"
+
+#include <QEventLoop>
+#include <QProcess>
+#include <QTimer>
+
+CliRun runCli(const QStringList &args, int timeoutMs)
+{
+    QProcess p;
+    p.setProgram(QStringLiteral(QUORIN_CLI_EXE));
+    p.setArguments(args);
+    QEventLoop loop;
+    QTimer timer;
+    timer.setSingleShot(true);
+    QObject::connect(&timer, &QTimer::timeout, &loop, &QEventLoop::quit);
+    QObject::connect(&p, &QProcess::finished, &loop, &QEventLoop::quit);
+    QObject::connect(&p, &QProcess::errorOccurred, &loop, &QEventLoop::quit);
+    p.start();
+    timer.start(timeoutMs);
+    if (p.state() != QProcess::NotRunning)
+        loop.exec();
+    CliRun r;
+    if (p.state() != QProcess::NotRunning) {
+        p.kill();
+        p.waitForFinished(1000);
+        r.err = QStringLiteral("quorin-cli did not finish: ") + QString::fromLocal8Bit(p.readAllStandardError());
+        return r;
+    }
+    r.code = p.exitStatus() == QProcess::NormalExit ? p.exitCode() : -2;
+    r.out = QString::fromLocal8Bit(p.readAllStandardOutput());
+    r.err = QString::fromLocal8Bit(p.readAllStandardError());
+    return r;
+}
+
+CliRun runCli(const QString &port, const QStringList &args, int timeoutMs)
+{
+    return runCli(QStringList{QStringLiteral("--port"), port} + args, timeoutMs);
+}

@@ -1,0 +1,16 @@
+#pragma once
+// Runs quorin-cli as a technician's script would and collects what it said.
+// The wait is a nested event loop, so a simulator in the same test keeps
+// answering.
+#include <QString>
+#include <QStringList>
+
+struct CliRun {
+    int code = -1;   // exit code; -1 did not finish, -2 crashed
+    QString out;
+    QString err;
+};
+
+CliRun runCli(const QStringList &args, int timeoutMs = 30000);
+// Same on a named port: "--port PATH" in front of args.
+CliRun runCli(const QString &port, const QStringList &args, int timeoutMs = 30000);
