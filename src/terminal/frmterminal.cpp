@@ -18,10 +18,7 @@
 #include "widgetservice.h"
 
 // TEMPORARY while the chart viewer is being written.
-#if __has_include("files/frmautotune.h")
 #include "files/frmautotune.h"
-#define HAVE_FRMAUTOTUNE 1
-#endif
 #include "files/frmexporte.h"
 #include "files/frmimporte.h"
 #include "files/frmmemlog.h"
@@ -1241,12 +1238,8 @@ void frmTerminal::mnuOptionsCalibrate_Click()
 
 void frmTerminal::mnuOptionsView_Click()
 {
-#ifdef HAVE_FRMAUTOTUNE
     frmAutoTune dialog(*this, this);
     runDialog(dialog);
-#else
-    m_prompter->message(QStringLiteral("frmAutoTune is not in this build"), kSystemMonitor, Prompter::Information);
-#endif
 }
 
 void frmTerminal::mnuOptionRescale_Click()
