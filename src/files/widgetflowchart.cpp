@@ -8,9 +8,11 @@
 #include <algorithm>
 
 FlowChartView::FlowChartView(QWidget *parent)
-    : QChartView(parent), m_series(new QLineSeries), m_x(new QValueAxis), m_y(new QValueAxis)
+    // The chart is handed to the base at once: a view made without one makes
+    // its own, and setChart() later only lets go of it, never deletes it.
+    : QChartView(new QChart, parent), m_series(new QLineSeries), m_x(new QValueAxis), m_y(new QValueAxis)
 {
-    auto *c = new QChart;
+    QChart *c = chart();
     c->legend()->hide();
     c->addSeries(m_series);
     m_x->setTitleText(QStringLiteral("Point"));
@@ -21,7 +23,6 @@ FlowChartView::FlowChartView(QWidget *parent)
     c->addAxis(m_y, Qt::AlignLeft);
     m_series->attachAxis(m_x);
     m_series->attachAxis(m_y);
-    setChart(c);
     setRenderHint(QPainter::Antialiasing, false);
     setRubberBand(QChartView::RectangleRubberBand);
     resetZoom();

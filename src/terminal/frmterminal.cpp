@@ -153,11 +153,11 @@ frmTerminal::frmTerminal(Prompter *prompter, QWidget *parent)
 
     connect(m_link, &DeviceLink::frameSent, this, [this](const QString &frame) {
         lblTr->setText(frame);
-        m_commLog->frameSent(frame, QDateTime::currentDateTime());
+        commLogWritten(m_commLog->frameSent(frame, QDateTime::currentDateTime()));
     });
     connect(m_link, &DeviceLink::replyReceived, this, [this](const QString &raw) {
         txtRs->setText(raw);
-        m_commLog->replyReceived(raw, QDateTime::currentDateTime());
+        commLogWritten(m_commLog->replyReceived(raw, QDateTime::currentDateTime()));
     });
     connect(m_link, &DeviceLink::terminalText, this, &frmTerminal::appendTerminal);
     connect(m_link, &DeviceLink::statusText, this, &frmTerminal::setStatusText);
@@ -958,9 +958,11 @@ void frmTerminal::Timer4_Timer()
     showFlowLabels();
     if (!r.stopped && m_recording && m_recordDue) {
         Timer5->stop();
-        m_dataLog->record(QDateTime::currentDateTime(), m_state->FlowText, lblMDEU->text());
         m_recordDue = false;
-        Timer5->start();
+        if (m_dataLog->record(QDateTime::currentDateTime(), m_state->FlowText, lblMDEU->text()))
+            Timer5->start();
+        else
+            mnuFileALogC_Click();  // stops recording and reports why the log could not be saved
     }
     m_inTick = false;
     if (m_link->AutoUpdateOn && !Timer4->isActive())
@@ -1132,7 +1134,22 @@ void frmTerminal::mnuCommandsFlow_Click()
     port()->write(command.toLatin1() + '\r');
     m_link->lblTr = command;
     lblTr->setText(command);
-    m_commLog->frameSent(command, QDateTime::currentDateTime());
+    commLogWritten(m_commLog->frameSent(command, QDateTime::currentDateTime()));
+}
+
+void frmTerminal::commLogWritten(bool ok)
+{
+    // A log that cannot be written (a full disk) is closed with its reason,
+    // once, after the exchange in progress: a message box must not open in
+    // the middle of a wait for a reply.
+    if (ok || !m_commLog->isOpen() || m_commLogCloseQueued)
+        return;
+    m_commLogCloseQueued = true;
+    QMetaObject::invokeMethod(this, [this] {
+        m_commLogCloseQueued = false;
+        if (m_commLog->isOpen())
+            mnuCloseLog_Click();
+    }, Qt::QueuedConnection);
 }
 
 void frmTerminal::mnuMonitor_Click()

@@ -158,6 +158,7 @@ private:
                      bool enabled, void (frmTerminal::*handler)());
     void addSeparator(QMenu *menu, const char *name);
     void setEnabledPair(const QStringList &items, const QStringList &buttons, bool enabled);
+    void commLogWritten(bool ok);
     void applyStoredSettings();
     void closePort();
     void onPortLost();
@@ -213,6 +214,7 @@ private:
     bool m_echo = false;
     bool m_recording = false;
     bool m_recordDue = false;
+    bool m_commLogCloseQueued = false;
     bool m_locked = false;
     bool m_inTick = false;
     bool m_syncing = false;

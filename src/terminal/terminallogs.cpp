@@ -51,8 +51,10 @@ bool TextLog::open(const QString &path, bool append, QString *error)
     }
     if (!previous.isEmpty() && !previous.endsWith('\n'))
         previous += kLineEnd;
-    file->write(previous);
+    m_writeError.clear();
     m_file = std::move(file);
+    if (!previous.isEmpty() && m_file->write(previous) != previous.size())
+        m_writeError = m_file->errorString();
     m_name = path;
     m_lines = 0;
     const QString head = header();
@@ -66,10 +68,15 @@ bool TextLog::close(QString *error)
 {
     if (!m_file)
         return true;
-    const bool ok = m_file->commit();
+    // A write that failed on the way (a full disk) must not let commit()
+    // replace the old file with a cut-off one: the temporary is dropped.
+    if (!m_writeError.isEmpty())
+        m_file->cancelWriting();
+    const bool ok = m_writeError.isEmpty() && m_file->commit();
     if (!ok && error)
-        *error = m_name + QStringLiteral(": ") + m_file->errorString();
+        *error = m_name + QStringLiteral(": ") + (m_writeError.isEmpty() ? m_file->errorString() : m_writeError);
     m_file.reset();
+    m_writeError.clear();
     return ok;
 }
 
@@ -78,11 +85,12 @@ bool TextLog::writeLine(const QString &line)
     if (!m_file)
         return false;
     const QByteArray bytes = line.toUtf8() + kLineEnd;
-    const bool ok = m_file->write(bytes) == bytes.size();
     // Pushed to the temporary file at once, so a crash leaves the records there.
-    m_file->flush();
+    const bool ok = m_file->write(bytes) == bytes.size() && m_file->flush();
     if (ok)
         ++m_lines;
+    else if (m_writeError.isEmpty())
+        m_writeError = m_file->errorString();
     return ok;
 }
 

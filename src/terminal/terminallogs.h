@@ -38,6 +38,7 @@ protected:
 private:
     std::unique_ptr<QSaveFile> m_file;
     QString m_name;
+    QString m_writeError;  // the first failed write; the file is then not saved
     int m_lines = 0;
 };
 

@@ -6,6 +6,7 @@
 #include "link/devicelink.h"
 #include "sim/simdevice.h"
 #include "sim/simserialport.h"
+#include "support/fulldisk.h"
 #include "support/scriptedprompter.h"
 #include "terminal/frmterminal.h"
 #include "terminal/terminallogs.h"
@@ -103,6 +104,7 @@ private slots:
     void confirmationAnsweredNoSendsNothing();
     void commLogRecordsTrafficAndCaption();
     void recorderLogsOncePerIntervalAndStopsWithTheLog();
+    void recordingStopsWhenTheDiskIsFull();
     void liveDisplayShowsTheDevice();
     void lineEventsInTheWindow();
     void portLostDuringAutoUpdateCanBeReopened();
@@ -447,6 +449,32 @@ void TestFrmTerminal::recorderLogsOncePerIntervalAndStopsWithTheLog()
     const QRegularExpression record(QStringLiteral("^\"\\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d\",\\d+(\\.\\d+)?,\"LTR\"\r$"));
     for (int i = 1; i <= records; ++i)
         QVERIFY2(record.match(QString::fromLatin1(lines[i])).hasMatch(), lines[i].constData());
+}
+
+void TestFrmTerminal::recordingStopsWhenTheDiskIsFull()
+{
+    Rig rig;
+    const QString path = rig.dir.filePath(QStringLiteral("full.log"));
+    rig.prompter.fileNames = {path};
+    rig.window->tbrToolBar_ButtonClick(QStringLiteral("ALogO"));
+    rig.window->tbrToolBar_ButtonClick(QStringLiteral("RStart"));
+    rig.prompter.clear();
+    rig.window->Timer4->setInterval(20);
+    rig.window->Timer5->setInterval(20);
+    {
+        // Room for the header and a record or two.
+        FullDisk full(100);
+        rig.window->setAutoUpdate(true);
+        QTRY_VERIFY_WITH_TIMEOUT(!rig.window->recording(), 5000);
+    }
+    rig.window->setAutoUpdate(false);
+    // Told once, why; the log is closed and no cut-off file is left.
+    QCOMPARE(rig.prompter.texts().size(), 1);
+    QVERIFY2(rig.prompter.texts().first().startsWith(path + QStringLiteral(": ")), qPrintable(rig.prompter.texts().first()));
+    QCOMPARE(rig.prompter.entries.first().icon, Prompter::Exclamation);
+    QVERIFY(!rig.window->dataLog().isOpen());
+    QVERIFY(rig.enabled(QStringLiteral("mnuFileALogO")) && !rig.enabled(QStringLiteral("mnuFileALogC")));
+    QVERIFY(!QFile::exists(path));
 }
 
 void TestFrmTerminal::liveDisplayShowsTheDevice()
