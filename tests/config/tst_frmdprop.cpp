@@ -4,11 +4,7 @@
 // reset, checked by the frames the device received and the texts shown.
 #include "config/frmdprop.h"
 #include "config/parametercommit.h"
-#include "link/devicelink.h"
-#include "sim/simdevice.h"
-#include "sim/simserialport.h"
-#include "support/scriptedprompter.h"
-#include "terminal/terminalsession.h"
+#include "support/simrig.h"
 
 #include <QComboBox>
 #include <QFrame>
@@ -22,14 +18,8 @@
 
 namespace {
 
-struct Rig {
-    explicit Rig(const QString &preset = QStringLiteral("standard"))
-        : device(new SimDevice(preset)), port(new SimSerialPort(device)), session(&prompter, port)
-    {
-        device->setParent(port);
-        session.link().setStorePauseOverride(0);
-        session.link().setReplyTimeout(200);
-    }
+struct Rig : SimRig {
+    using SimRig::SimRig;
     // The readout the main window runs before it opens the form (unless the
     // test ran it already), then the form.
     bool open(bool readOut = true)
@@ -73,32 +63,11 @@ struct Rig {
         if (enter)
             QTest::keyClick(f, Qt::Key_Return);
     }
-    QStringList writeFrames() const
-    {
-        QStringList w;
-        for (const QString &f : device->receivedFrames())
-            if (f.startsWith(QLatin1String("R5200:")))
-                w << f;
-        return w;
-    }
-    void corruptReadbacks()
-    {
-        SimFaults f;
-        f.corruptReadback = true;
-        port->setFaults(f);
-    }
 
-    ScriptedPrompter prompter;
-    SimDevice *device;
-    SimSerialPort *port;
-    TerminalSession session;
     std::unique_ptr<frmDProp> form;
 };
 
-QString writeFrame(const QString &address, const QString &count, const QString &data)
-{
-    return QStringLiteral("R5200:") + count + address + QStringLiteral("00") + data;
-}
+const auto writeFrame = &SimRig::writeFrame;
 
 } // namespace
 

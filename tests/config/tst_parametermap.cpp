@@ -5,58 +5,22 @@
 #include "config/parametercommit.h"
 #include "common/numtext.h"
 #include "config/parametermap.h"
-#include "link/devicelink.h"
-#include "sim/simdevice.h"
-#include "sim/simserialport.h"
-#include "support/scriptedprompter.h"
+#include "support/simrig.h"
 #include "terminal/livedisplay.h"
-#include "terminal/terminalsession.h"
 
 #include <QtTest>
 
 namespace {
 
 // A session over a simulated transmitter, read out as it is when the editor opens.
-struct Rig {
-    explicit Rig(const QString &preset = QStringLiteral("standard"))
-        : device(new SimDevice(preset)), port(new SimSerialPort(device)), session(&prompter, port),
-          commit(session)
-    {
-        device->setParent(port);
-        session.link().setStorePauseOverride(0);
-        session.link().setReplyTimeout(200);
-    }
-    bool readOut()
-    {
-        const bool ok = session.synchronize();
-        device->clearReceivedFrames();
-        prompter.clear();
-        return ok;
-    }
-    QStringList writeFrames() const
-    {
-        QStringList w;
-        for (const QString &f : device->receivedFrames())
-            if (f.startsWith(QLatin1String("R5200:")))
-                w << f;
-        return w;
-    }
-    void corruptReadbacks()
-    {
-        SimFaults f;
-        f.corruptReadback = true;
-        port->setFaults(f);
-    }
+struct Rig : SimRig {
+    explicit Rig(const QString &preset = QStringLiteral("standard")) : SimRig(preset), commit(session) {}
     // The shown text of the other fields as the editor filled them.
     ParameterCommit::ShownText shownAsLoaded() const
     {
         return [this](const QString &control) { return commit.displayText(control); };
     }
 
-    ScriptedPrompter prompter;
-    SimDevice *device;
-    SimSerialPort *port;
-    TerminalSession session;
     ParameterCommit commit;
 };
 
@@ -65,10 +29,7 @@ QString range(const QString &text)
     return ParameterMap::rangeMessage(QStringLiteral(" permissible range ") + text);
 }
 
-QString writeFrame(const QString &address, const QString &count, const QString &data)
-{
-    return QStringLiteral("R5200:") + count + address + QStringLiteral("00") + data;
-}
+const auto writeFrame = &SimRig::writeFrame;
 
 } // namespace
 

@@ -9,6 +9,8 @@ struct CliRun {
     int code = -1;   // exit code; -1 did not finish, -2 crashed
     QString out;
     QString err;
+    // The lines of out, blank ones left out.
+    QStringList lines() const { return out.split(QLatin1Char('\n'), Qt::SkipEmptyParts); }
 };
 
 CliRun runCli(const QStringList &args, int timeoutMs = 30000);

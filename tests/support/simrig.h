@@ -21,7 +21,29 @@ struct SimRig {
         const bool ok = session.synchronize();
         device->clearReceivedFrames();
         prompter.clear();
+        session.statusHistory.clear();
+        session.timer2Starts = 0;
         return ok;
+    }
+    // The memory writes the device received, in order.
+    QStringList writeFrames() const
+    {
+        QStringList w;
+        for (const QString &f : device->receivedFrames())
+            if (f.startsWith(QLatin1String("R5200:")))
+                w << f;
+        return w;
+    }
+    // Every read-back after a write comes back spoilt.
+    void corruptReadbacks()
+    {
+        SimFaults f;
+        f.corruptReadback = true;
+        port->setFaults(f);
+    }
+    static QString writeFrame(const QString &address, const QString &count, const QString &data)
+    {
+        return QStringLiteral("R5200:") + count + address + QStringLiteral("00") + data;
     }
 
     ScriptedPrompter prompter;

@@ -1,12 +1,8 @@
 // Rescale, calibration entry and the access checks, without windows, against
 // the simulated transmitter: the checks, the exact texts, and what reaches
 // the device (and what never does).
-#include "link/devicelink.h"
-#include "sim/simdevice.h"
-#include "sim/simserialport.h"
-#include "support/scriptedprompter.h"
+#include "support/simrig.h"
 #include "terminal/rescale.h"
-#include "terminal/terminalsession.h"
 
 #include <QtTest>
 
@@ -14,43 +10,7 @@ namespace {
 
 // A session over a simulated transmitter, read out as the main window would
 // have it before a service tool starts.
-struct Rig {
-    explicit Rig(const QString &preset = QStringLiteral("standard"))
-        : device(new SimDevice(preset)), port(new SimSerialPort(device)), session(&prompter, port)
-    {
-        device->setParent(port);
-        session.link().setStorePauseOverride(0);
-        session.link().setReplyTimeout(200);
-    }
-    bool readOut()
-    {
-        const bool ok = session.synchronize();
-        device->clearReceivedFrames();
-        prompter.clear();
-        session.statusHistory.clear();
-        session.timer2Starts = 0;
-        return ok;
-    }
-    QStringList writeFrames() const
-    {
-        QStringList w;
-        for (const QString &f : device->receivedFrames())
-            if (f.startsWith(QLatin1String("R5200:")))
-                w << f;
-        return w;
-    }
-    void corruptReadbacks()
-    {
-        SimFaults f;
-        f.corruptReadback = true;
-        port->setFaults(f);
-    }
-
-    ScriptedPrompter prompter;
-    SimDevice *device;
-    SimSerialPort *port;
-    TerminalSession session;
-};
+using Rig = SimRig;
 
 const QString kSuccess = QStringLiteral("New Scaling Factor was Successfully Updated!");
 const QString kNewZero = QStringLiteral(

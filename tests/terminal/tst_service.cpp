@@ -1,12 +1,8 @@
 // The service frames of the main window driven through their controls: the
 // access prompts, the menu locking, the key filters, the focus after a
 // refused write, and what reaches the simulated transmitter.
-#include "link/devicelink.h"
-#include "sim/simdevice.h"
-#include "sim/simserialport.h"
-#include "support/scriptedprompter.h"
+#include "support/simrig.h"
 #include "terminal/rescale.h"
-#include "terminal/terminalsession.h"
 #include "terminal/widgetservice.h"
 
 #include <QApplication>
@@ -19,13 +15,9 @@
 
 namespace {
 
-struct Rig {
-    explicit Rig(const QString &preset = QStringLiteral("standard"))
-        : device(new SimDevice(preset)), port(new SimSerialPort(device)), session(&prompter, port)
+struct Rig : SimRig {
+    explicit Rig(const QString &preset = QStringLiteral("standard")) : SimRig(preset)
     {
-        device->setParent(port);
-        session.link().setStorePauseOverride(0);
-        session.link().setReplyTimeout(200);
         rescale = new RescaleFrame(session, &window);
         calibrate = new CalibrateFrame(session, &window);
         memWrite = new MemWriteFrame(session, &window);
@@ -39,11 +31,7 @@ struct Rig {
         window.show();
         if (!QTest::qWaitForWindowActive(&window))
             return false;
-        const bool ok = session.synchronize();
-        device->clearReceivedFrames();
-        prompter.clear();
-        session.statusHistory.clear();
-        return ok;
+        return readOut();
     }
     template <typename T = QLineEdit>
     T *child(const char *name) const
@@ -51,10 +39,6 @@ struct Rig {
         return window.findChild<T *>(QLatin1String(name));
     }
 
-    ScriptedPrompter prompter;
-    SimDevice *device;
-    SimSerialPort *port;
-    TerminalSession session;
     QWidget window;
     RescaleFrame *rescale;
     CalibrateFrame *calibrate;

@@ -2,50 +2,10 @@
 // what they print, and their exit status when the device stays silent or the
 // options are wrong.
 #include "config/parametermap.h"
+#include "support/clirun.h"
 
-#include <QEventLoop>
-#include <QProcess>
 #include <QRegularExpression>
-#include <QTimer>
 #include <QtTest>
-
-namespace {
-
-struct CliRun {
-    int code = -1;
-    QStringList out;
-    QString err;
-};
-
-CliRun runCli(const QStringList &args, int timeoutMs = 30000)
-{
-    QProcess p;
-    p.setProgram(QStringLiteral(QUORIN_CLI_EXE));
-    p.setArguments(args);
-    QEventLoop loop;
-    QTimer timer;
-    timer.setSingleShot(true);
-    QObject::connect(&timer, &QTimer::timeout, &loop, &QEventLoop::quit);
-    QObject::connect(&p, &QProcess::finished, &loop, &QEventLoop::quit);
-    QObject::connect(&p, &QProcess::errorOccurred, &loop, &QEventLoop::quit);
-    p.start();
-    timer.start(timeoutMs);
-    if (p.state() != QProcess::NotRunning)
-        loop.exec();
-    CliRun r;
-    if (p.state() != QProcess::NotRunning) {
-        p.kill();
-        p.waitForFinished(1000);
-        r.err = QStringLiteral("quorin-cli did not finish");
-        return r;
-    }
-    r.code = p.exitStatus() == QProcess::NormalExit ? p.exitCode() : -2;
-    r.out = QString::fromLocal8Bit(p.readAllStandardOutput()).split(QLatin1Char('\n'), Qt::SkipEmptyParts);
-    r.err = QString::fromLocal8Bit(p.readAllStandardError());
-    return r;
-}
-
-} // namespace
 
 class TestTerminalCli : public QObject
 {
@@ -65,12 +25,12 @@ void TestTerminalCli::infoListsEveryParameter()
     QCOMPARE(r.code, 0);
     QVERIFY2(r.err.isEmpty(), qPrintable(r.err));
     // One line per parameter of the map, then the unit and total.
-    QCOMPARE(r.out.size(), ParameterMap::all().size() + 1);
+    QCOMPARE(r.lines().size(), ParameterMap::all().size() + 1);
     const QRegularExpression maxFlow(QStringLiteral("^0105  txtMaxFlow/max-flow +5000$"));
-    QVERIFY2(r.out.filter(maxFlow).size() == 1, qPrintable(r.out.join(QLatin1Char('\n'))));
-    QVERIFY(r.out.filter(QRegularExpression(QStringLiteral("^0118  txtScaleFactor/scale-factor +500000$"))).size() == 1);
-    QVERIFY(r.out.filter(QRegularExpression(QStringLiteral("^015C  total +"))).size() == 1);
-    QVERIFY(r.out.last().startsWith(QLatin1String("unit LTR/Min, total ")));
+    QVERIFY2(r.lines().filter(maxFlow).size() == 1, qPrintable(r.lines().join(QLatin1Char('\n'))));
+    QVERIFY(r.lines().filter(QRegularExpression(QStringLiteral("^0118  txtScaleFactor/scale-factor +500000$"))).size() == 1);
+    QVERIFY(r.lines().filter(QRegularExpression(QStringLiteral("^015C  total +"))).size() == 1);
+    QVERIFY(r.lines().last().startsWith(QLatin1String("unit LTR/Min, total ")));
 }
 
 void TestTerminalCli::monitorPrintsOneLinePerPoll()
@@ -81,10 +41,10 @@ void TestTerminalCli::monitorPrintsOneLinePerPoll()
                              QStringLiteral("3"), QStringLiteral("--interval"), QStringLiteral("300")});
     QCOMPARE(r.code, 0);
     QVERIFY2(r.err.isEmpty(), qPrintable(r.err));
-    QCOMPARE(r.out.size(), 3);
+    QCOMPARE(r.lines().size(), 3);
     // Time, the display with its point, the unit with its time base, the total.
     const QRegularExpression line(QStringLiteral("^\\d\\d:\\d\\d:\\d\\d +\\d+\\.\\d LTR/Min +total \\d+ LTR$"));
-    for (const QString &l : r.out)
+    for (const QString &l : r.lines())
         QVERIFY2(line.match(l).hasMatch(), qPrintable(l));
     QVERIFY(clock.elapsed() >= 600); // two pauses between three polls
 }
@@ -106,10 +66,10 @@ void TestTerminalCli::silentDevice()
     QCOMPARE(r.code, 1);
     QVERIFY2(r.err.contains(message), qPrintable(r.err));
     if (args.first() == QLatin1String("monitor")) {
-        QCOMPARE(r.out.size(), 2);
-        QVERIFY(r.out.first().contains(QLatin1String("total")));
+        QCOMPARE(r.lines().size(), 2);
+        QVERIFY(r.lines().first().contains(QLatin1String("total")));
     } else {
-        QVERIFY(r.out.isEmpty());
+        QVERIFY(r.lines().isEmpty());
     }
 }
 
@@ -127,7 +87,7 @@ void TestTerminalCli::badOptions()
     const CliRun r = runCli(args);
     QCOMPARE(r.code, 2);
     QVERIFY(r.err.startsWith(QLatin1String("quorin-cli: ")));
-    QVERIFY(r.out.isEmpty());
+    QVERIFY(r.lines().isEmpty());
 }
 
 QTEST_GUILESS_MAIN(TestTerminalCli)
