@@ -3,53 +3,24 @@
 #include "rescale.h"
 #include "terminalhost.h"
 #include "terminalstate.h"
+#include "widgetpassword.h"
 
-#include <QHBoxLayout>
 #include <QLineEdit>
-#include <QPushButton>
-#include <QVBoxLayout>
 
 frmRescale::frmRescale(TerminalHost &host, QWidget *parent)
     : QDialog(parent), m_host(host)
 {
-    setObjectName(QStringLiteral("frmRescale"));
-    setWindowTitle(QStringLiteral("Password"));
-    setModal(true);
-
-    txtPassword = new QLineEdit(this);
-    txtPassword->setObjectName(QStringLiteral("txtPassword"));
-    maskPassword();
-    cmdSave = new QPushButton(QStringLiteral("OK"), this);
-    cmdSave->setObjectName(QStringLiteral("cmdSave"));
-    cmdCancel = new QPushButton(QStringLiteral("Cancel"), this);
-    cmdCancel->setObjectName(QStringLiteral("cmdCancel"));
-    // Enter in the box accepts through returnPressed alone, not twice.
-    cmdSave->setAutoDefault(false);
-    cmdCancel->setAutoDefault(false);
-
-    auto *buttons = new QHBoxLayout;
-    buttons->addWidget(cmdSave);
-    buttons->addWidget(cmdCancel);
-    auto *layout = new QVBoxLayout(this);
-    layout->addWidget(txtPassword);
-    layout->addLayout(buttons);
-
-    connect(cmdSave, &QPushButton::clicked, this, &frmRescale::cmdSave_Click);
-    connect(cmdCancel, &QPushButton::clicked, this, &frmRescale::cmdCancel_Click);
-    connect(txtPassword, &QLineEdit::returnPressed, this, &frmRescale::cmdSave_Click);
+    const PasswordLayout w = buildPasswordLayout(this, "frmRescale", [this] { cmdSave_Click(); }, [this] { cmdCancel_Click(); });
+    txtPassword = w.txtPassword;
+    cmdSave = w.cmdSave;
+    cmdCancel = w.cmdCancel;
 
     Rescale::clearFlags(m_host.state());
 }
 
-void frmRescale::maskPassword()
-{
-    txtPassword->setEchoMode(QLineEdit::Password);
-    txtPassword->setStyleSheet(QStringLiteral("lineedit-password-character: 42"));
-}
-
 void frmRescale::mousePressEvent(QMouseEvent *event)
 {
-    maskPassword();
+    maskPassword(txtPassword);
     QDialog::mousePressEvent(event);
 }
 

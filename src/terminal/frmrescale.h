@@ -23,7 +23,6 @@ protected:
     void mousePressEvent(QMouseEvent *event) override;
 
 private:
-    void maskPassword();
 
     TerminalHost &m_host;
     QLineEdit *txtPassword;
