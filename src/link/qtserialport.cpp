@@ -221,6 +221,11 @@ void QtSerialPort::pollLines()
         m_linePoll->start();
 }
 
+QString QtSerialPort::lostText(const QString &portName)
+{
+    return QStringLiteral("The connection on %1 was lost: the device or its cable went away.").arg(portName);
+}
+
 void QtSerialPort::onError(int error)
 {
     switch (QSerialPort::SerialPortError(error)) {
@@ -232,12 +237,15 @@ void QtSerialPort::onError(int error)
         if (m_lost)
             return;
         m_lost = true;
-        const QString reason = m_port->errorString();
+        // On a hang-up Qt reports the errno left by an earlier call (often
+        // the modem-line poll's "Inappropriate ioctl for device"), which
+        // would send the technician the wrong way: say what happened.
+        const QString reason = lostText(m_name);
         m_error = reason;
         m_port->clearError();
         close();
         QTimer::singleShot(0, this, [this, reason] {
-            emit portLost(reason.isEmpty() ? QStringLiteral("The port was closed") : reason);
+            emit portLost(reason);
         });
         break;
     }

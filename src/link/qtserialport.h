@@ -13,6 +13,8 @@ public:
     ~QtSerialPort() override;
 
     QString portName() const override { return m_name; }
+    // What the operator is told when the line goes away under an open port.
+    static QString lostText(const QString &portName);
     void setPortName(const QString &name) override;
     bool open() override;
     void close() override;
