@@ -54,7 +54,7 @@ bool TextLog::open(const QString &path, bool append, QString *error)
     m_writeError.clear();
     m_file = std::move(file);
     if (!previous.isEmpty() && m_file->write(previous) != previous.size())
-        m_writeError = m_file->errorString();
+        noteWriteError();
     m_name = path;
     m_lines = 0;
     const QString head = header();
@@ -89,9 +89,16 @@ bool TextLog::writeLine(const QString &line)
     const bool ok = m_file->write(bytes) == bytes.size() && m_file->flush();
     if (ok)
         ++m_lines;
-    else if (m_writeError.isEmpty())
-        m_writeError = m_file->errorString();
+    else
+        noteWriteError();
     return ok;
+}
+
+void TextLog::noteWriteError()
+{
+    if (m_writeError.isEmpty())
+        m_writeError = m_file->errorString().isEmpty() ? QStringLiteral("the file could not be written")
+                                                       : m_file->errorString();
 }
 
 QString CommLog::line(const QDateTime &when, const QString &direction, const QString &text)

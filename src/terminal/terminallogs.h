@@ -36,6 +36,8 @@ protected:
     virtual QString header() const { return QString(); }
 
 private:
+    void noteWriteError();
+
     std::unique_ptr<QSaveFile> m_file;
     QString m_name;
     QString m_writeError;  // the first failed write; the file is then not saved
