@@ -1,5 +1,7 @@
 // Quorin Terminal: the main window, on the port chosen in the settings, or on
 // the port given here for this run only.
+#include "sim/simdevice.h"
+#include "sim/simserialport.h"
 #include "terminal/frmterminal.h"
 
 #include <QApplication>
@@ -9,6 +11,7 @@
 int main(int argc, char **argv)
 {
     QApplication app(argc, argv);
+    SimSerialPort::registerPort();
     QApplication::setApplicationName(QStringLiteral("Quorin Terminal"));
     QApplication::setApplicationVersion(QStringLiteral("0.1"));
     QApplication::setStyle(QStringLiteral("Fusion"));
@@ -34,7 +37,7 @@ int main(int argc, char **argv)
     frmTerminal window;
     // The stored port stays stored: these only choose the line for this run.
     if (parser.isSet(simOption))
-        window.setPortByName(frmTerminal::SimulatedPortName);
+        window.setPortByName(SimSerialPort::Name);
     else if (parser.isSet(portOption))
         window.setPortByName(parser.value(portOption));
     window.show();

@@ -12,8 +12,8 @@
 #include "link/devicelink.h"
 #include "link/qtserialport.h"
 #include "terminal/livedisplay.h"
-#include "terminal/terminalsession.h"
-#include "terminal/terminalstate.h"
+#include "session/terminalsession.h"
+#include "session/terminalstate.h"
 
 #include <QCommandLineParser>
 #include <QCoreApplication>

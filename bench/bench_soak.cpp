@@ -17,8 +17,8 @@
 #include "sim/simdevice.h"
 #include "sim/simserialport.h"
 #include "terminal/livedisplay.h"
-#include "terminal/terminalsession.h"
-#include "terminal/terminalstate.h"
+#include "session/terminalsession.h"
+#include "session/terminalstate.h"
 
 #include <QCommandLineParser>
 #include <QCoreApplication>

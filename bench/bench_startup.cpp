@@ -14,6 +14,8 @@
 // QT_QPA_PLATFORM=offscreen. Targets: under 0.5 s and 80 MB resident.
 #include "benchsupport.h"
 
+#include "sim/simdevice.h"
+#include "sim/simserialport.h"
 #include "terminal/frmterminal.h"
 
 #include <QApplication>
@@ -58,10 +60,11 @@ int child(int argc, char **argv)
     // Keeps the operator's own settings out of it.
     QStandardPaths::setTestModeEnabled(true);
     QApplication app(argc, argv);
+    SimSerialPort::registerPort();
     QApplication::setApplicationName(QStringLiteral("Quorin Terminal"));
     QApplication::setStyle(QStringLiteral("Fusion"));
     frmTerminal window;
-    window.setPortByName(frmTerminal::SimulatedPortName);
+    window.setPortByName(SimSerialPort::Name);
     FirstPaint watcher(&sinceMain);
     window.installEventFilter(&watcher);
     window.show();

@@ -5,8 +5,8 @@
 #include "files/configtable.h"
 #include "files/flowlogreadout.h"
 #include "files/mlgfile.h"
-#include "terminal/terminalhost.h"
-#include "terminal/terminalstate.h"
+#include "session/terminalhost.h"
+#include "session/terminalstate.h"
 
 #include <QDir>
 #include <QFileInfo>

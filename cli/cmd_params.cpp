@@ -3,10 +3,10 @@
 #include "cli.h"
 
 #include "config/parametercommit.h"
-#include "config/parametermap.h"
+#include "session/parametermap.h"
 #include "terminal/livedisplay.h"
-#include "terminal/terminalhost.h"
-#include "terminal/terminalstate.h"
+#include "session/terminalhost.h"
+#include "session/terminalstate.h"
 
 #include <QVariant>
 

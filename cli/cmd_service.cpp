@@ -4,8 +4,8 @@
 
 #include "common/numtext.h"
 #include "terminal/rescale.h"
-#include "terminal/terminalsession.h"
-#include "terminal/terminalstate.h"
+#include "session/terminalsession.h"
+#include "session/terminalstate.h"
 
 #include <QRegularExpression>
 

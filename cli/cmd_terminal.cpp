@@ -2,11 +2,11 @@
 // live flow display.
 #include "cli.h"
 
-#include "config/parametermap.h"
+#include "session/parametermap.h"
 #include "link/devicelink.h"
 #include "terminal/livedisplay.h"
-#include "terminal/terminalhost.h"
-#include "terminal/terminalstate.h"
+#include "session/terminalhost.h"
+#include "session/terminalstate.h"
 
 #include <QDateTime>
 

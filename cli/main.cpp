@@ -1,8 +1,8 @@
 #include "cli.h"
 
 #include "link/devicelink.h"
-#include "link/qtserialport.h"
-#include "terminal/terminalsession.h"
+#include "link/portfactory.h"
+#include "session/terminalsession.h"
 #include "sim/simdevice.h"
 #include "sim/simserialport.h"
 
@@ -182,27 +182,21 @@ int main(int argc, char **argv)
         const bool rs485 = ctx.flag(QStringLiteral("rs485"));
         SerialPort *p = nullptr;
         if (sim) {
-            auto *device = new SimDevice(ctx.option(QStringLiteral("preset"), QStringLiteral("standard")));
-            if (!SimDevice::presetNames().contains(ctx.option(QStringLiteral("preset"), QStringLiteral("standard")))) {
-                delete device;
+            const QString preset = ctx.option(QStringLiteral("preset"), QStringLiteral("standard"));
+            if (!SimDevice::presetNames().contains(preset)) {
                 ctx.usage(QStringLiteral("unknown preset; choose one of: ") + SimDevice::presetNames().join(QLatin1String(", ")));
                 return false;
             }
-            device->setRs485(rs485);
-            auto *simPort = new SimSerialPort(device);
-            device->setParent(simPort);
             SimFaults faults;
             QString error;
             if (!SimFaults::parse(ctx.option(QStringLiteral("fault"), QStringLiteral("none")), &faults, &error)) {
-                delete simPort;
                 ctx.usage(error);
                 return false;
             }
-            simPort->setFaults(faults);
-            device->startClock();
-            p = simPort;
+            SimSerialPort::registerPort(preset, faults, rs485);
+            p = PortFactory::make(SimSerialPort::Name);
         } else {
-            p = new QtSerialPort(port);
+            p = PortFactory::make(port);
         }
         const QString settings = ctx.option(QStringLiteral("settings"));
         if (!settings.isEmpty() && !p->setSettings(settings)) {

@@ -2,6 +2,7 @@
 
 #include "simdevice.h"
 #include "simline.h"
+#include "link/portfactory.h"
 
 #include <QStringList>
 
@@ -18,9 +19,30 @@ SimSerialPort::~SimSerialPort()
     m_line->disconnect(this);
 }
 
+const QString SimSerialPort::Name = QStringLiteral("Simulated transmitter");
+
+void SimSerialPort::registerPort(const QString &preset, const SimFaults &faults, bool rs485)
+{
+    PortFactory::registerPort(Name, [preset, faults, rs485] {
+        auto *device = new SimDevice(preset);
+        device->setRs485(rs485);
+        auto *port = new SimSerialPort(device);
+        device->setParent(port);
+        port->setFaults(faults);
+        device->startClock();
+        return port;
+    });
+}
+
+void SimSerialPort::setInterfaceMode(bool rs232)
+{
+    if (m_device)
+        m_device->setRs485(!rs232);
+}
+
 QString SimSerialPort::portName() const
 {
-    return QStringLiteral("Simulated transmitter");
+    return Name;
 }
 
 bool SimSerialPort::open()

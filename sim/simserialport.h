@@ -32,8 +32,16 @@ public:
     QByteArray readAll() override;
     bool flush(int) override { return true; }
     QString errorString() const override { return m_error; }
+    void setInterfaceMode(bool rs232) override;
 
     SimDevice *device() const { return m_device; }
+
+    // The name the simulated transmitter goes by in port lists.
+    static const QString Name;
+    // Offers it to the port factory: a device of the preset, with these
+    // faults, its clock running, made afresh whenever the port is chosen.
+    static void registerPort(const QString &preset = QStringLiteral("standard"), const SimFaults &faults = SimFaults(),
+                             bool rs485 = false);
 
     // Replies take the time the wire would take at the set baud rate.
     void setPacing(bool on);

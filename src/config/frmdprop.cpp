@@ -2,8 +2,8 @@
 
 #include "parametercommit.h"
 #include "common/prompter.h"
-#include "terminal/terminalhost.h"
-#include "terminal/terminalstate.h"
+#include "session/terminalhost.h"
+#include "session/terminalstate.h"
 
 #include <QComboBox>
 #include <QFormLayout>

@@ -3,6 +3,7 @@
 #include "commsettings.h"
 #include "common/prompter.h"
 #include "link/devicelink.h"
+#include "link/portfactory.h"
 #include "link/serialport.h"
 #include "terminal/frmterminal.h"
 
@@ -138,9 +139,9 @@ QStringList frmProperties::portList(const QString &current)
         if (!path.startsWith(QLatin1String("/dev/ttyS")) && !ports.contains(path))
             ports << path;
     }
-    if (!current.isEmpty() && current != frmTerminal::SimulatedPortName && !ports.contains(current))
+    if (!current.isEmpty() && !PortFactory::isRegistered(current) && !ports.contains(current))
         ports << current;
-    ports << frmTerminal::SimulatedPortName;
+    ports << PortFactory::registeredNames();
     return ports;
 }
 

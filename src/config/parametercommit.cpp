@@ -3,9 +3,9 @@
 #include "common/numtext.h"
 #include "common/prompter.h"
 #include "link/devicelink.h"
-#include "parametermap.h"
-#include "terminal/terminalhost.h"
-#include "terminal/terminalstate.h"
+#include "session/parametermap.h"
+#include "session/terminalhost.h"
+#include "session/terminalstate.h"
 
 namespace {
 

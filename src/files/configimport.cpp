@@ -3,8 +3,8 @@
 #include "common/prompter.h"
 #include "configtable.h"
 #include "link/devicelink.h"
-#include "terminal/terminalhost.h"
-#include "terminal/terminalstate.h"
+#include "session/terminalhost.h"
+#include "session/terminalstate.h"
 
 #include <QEventLoop>
 #include <QTimer>

@@ -1,7 +1,7 @@
 #include "configtable.h"
 
 #include "common/numtext.h"
-#include "terminal/terminalstate.h"
+#include "session/terminalstate.h"
 
 #include <QFile>
 #include <QFileInfo>

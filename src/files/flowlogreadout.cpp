@@ -3,8 +3,8 @@
 #include "common/numtext.h"
 #include "common/prompter.h"
 #include "link/devicelink.h"
-#include "terminal/terminalhost.h"
-#include "terminal/terminalstate.h"
+#include "session/terminalhost.h"
+#include "session/terminalstate.h"
 
 FlowLogReadout::FlowLogReadout(TerminalHost &host, QObject *parent) : QObject(parent), m_host(host) {}
 

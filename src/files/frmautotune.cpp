@@ -3,8 +3,8 @@
 #include "filesave.h"
 #include "widgetflowchart.h"
 #include "common/prompter.h"
-#include "terminal/terminalhost.h"
-#include "terminal/terminalstate.h"
+#include "session/terminalhost.h"
+#include "session/terminalstate.h"
 
 #include <QBuffer>
 #include <QDir>

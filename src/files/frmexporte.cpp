@@ -1,7 +1,7 @@
 #include "frmexporte.h"
 
 #include "filesave.h"
-#include "terminal/terminalhost.h"
+#include "session/terminalhost.h"
 
 #include <QDir>
 #include <QFontDatabase>

@@ -2,7 +2,7 @@
 
 #include "common/prompter.h"
 #include "configimport.h"
-#include "terminal/terminalhost.h"
+#include "session/terminalhost.h"
 
 #include <QDir>
 #include <QFontDatabase>

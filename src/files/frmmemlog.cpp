@@ -4,8 +4,8 @@
 #include "flowlogreadout.h"
 #include "mlgfile.h"
 #include "common/prompter.h"
-#include "terminal/terminalhost.h"
-#include "terminal/terminalstate.h"
+#include "session/terminalhost.h"
+#include "session/terminalstate.h"
 
 #include <QDir>
 #include <QFontDatabase>

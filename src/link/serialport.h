@@ -46,6 +46,11 @@ public:
 
     virtual QString errorString() const = 0;
 
+    // The interface the terminal is set to (RS232 or the RS485 bus). A serial
+    // line does not care; a port that is itself the device (the simulated
+    // transmitter) answers the way a device on that interface would.
+    virtual void setInterfaceMode(bool rs232) { Q_UNUSED(rs232); }
+
 signals:
     // Send (1) when written bytes reached the line, Receive (2) when bytes are
     // waiting, and the line-change and error codes.

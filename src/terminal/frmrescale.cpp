@@ -1,8 +1,8 @@
 #include "frmrescale.h"
 
 #include "rescale.h"
-#include "terminalhost.h"
-#include "terminalstate.h"
+#include "session/terminalhost.h"
+#include "session/terminalstate.h"
 #include "widgetpassword.h"
 
 #include <QLineEdit>

@@ -4,16 +4,14 @@
 #include "config/commsettings.h"
 #include "config/frmdprop.h"
 #include "config/frmproperties.h"
-#include "configreadout.h"
+#include "session/configreadout.h"
 #include "frmabout.h"
 #include "lineevents.h"
 #include "link/devicelink.h"
-#include "link/qtserialport.h"
+#include "link/portfactory.h"
 #include "livedisplay.h"
-#include "sim/simdevice.h"
-#include "sim/simserialport.h"
 #include "terminallogs.h"
-#include "terminalstate.h"
+#include "session/terminalstate.h"
 #include "widgetprompter.h"
 #include "widgetservice.h"
 
@@ -49,7 +47,6 @@
 #include <QToolBar>
 #include <QVBoxLayout>
 
-const QString frmTerminal::SimulatedPortName = QStringLiteral("Simulated transmitter");
 
 namespace {
 const QString kSystemMonitor = QStringLiteral("System Monitor");
@@ -172,7 +169,7 @@ frmTerminal::frmTerminal(Prompter *prompter, QWidget *parent)
     });
 
     buildWindow();
-    m_link->setPort(makePort(QStringLiteral("Com1")));
+    m_link->setPort(PortFactory::make(QStringLiteral("Com1")));
     Form_Load();
 }
 
@@ -656,16 +653,9 @@ QString frmTerminal::portName() const
     return port() ? port()->portName() : QString();
 }
 
-SerialPort *frmTerminal::makePort(const QString &name)
+void frmTerminal::setPortByName(const QString &name)
 {
-    if (name == SimulatedPortName) {
-        auto *device = new SimDevice(QStringLiteral("standard"));
-        auto *sim = new SimSerialPort(device);
-        device->setParent(sim);
-        device->startClock();
-        return sim;
-    }
-    return new QtSerialPort(name);
+    setPort(PortFactory::make(name));
 }
 
 void frmTerminal::setPort(SerialPort *newPort)
@@ -686,13 +676,10 @@ void frmTerminal::setPort(SerialPort *newPort)
 bool frmTerminal::choosePort(const QString &name, QString *error)
 {
     SerialPort *old = port();
-    if (name != SimulatedPortName && !QFileInfo::exists(QtSerialPort::systemName(name))) {
-        if (error)
-            *error = QStringLiteral("Invalid port number (%1 does not exist)").arg(QtSerialPort::systemName(name));
+    if (!PortFactory::exists(name, error))
         return false;
-    }
     const bool wasOpen = old && old->isOpen();
-    std::unique_ptr<SerialPort> next(makePort(name));
+    std::unique_ptr<SerialPort> next(PortFactory::make(name));
     if (old) {
         next->setSettings(old->settings());
         next->setHandshaking(old->handshaking());
@@ -764,9 +751,8 @@ void frmTerminal::showPortState()
 void frmTerminal::setInterfaceFlag(bool rs232)
 {
     m_link->Rs232Mode = rs232;
-    // The built-in transmitter answers on the bus the terminal is set to.
-    if (auto *sim = qobject_cast<SimSerialPort *>(port()); sim && sim->device())
-        sim->device()->setRs485(!rs232);
+    if (port())
+        port()->setInterfaceMode(rs232);
 }
 
 void frmTerminal::setUpdateRateIndex(int index)

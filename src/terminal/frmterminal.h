@@ -3,7 +3,7 @@
 // run, shows the device's flow display and totalizer, and opens every other
 // window from its menus and toolbar. Handlers carry the names of their
 // controls and events (mnuOpen_Click, Timer4_Timer, MSComm1_OnComm).
-#include "terminal/terminalhost.h"
+#include "session/terminalhost.h"
 
 #include <QHash>
 #include <QMainWindow>
@@ -55,14 +55,12 @@ public:
 
     // The port. setPort takes ownership and keeps the line settings and the
     // handshaking of the port it replaces.
-    static const QString SimulatedPortName; // "Simulated transmitter"
     void setPort(SerialPort *port);
     SerialPort *port() const;
     QString portName() const;
-    // "Simulated transmitter" gives the built-in simulated transmitter with its
-    // clock running; any other name a serial port.
-    static SerialPort *makePort(const QString &name);
-    void setPortByName(const QString &name) { setPort(makePort(name)); }
+    // A port by name from the port factory (a serial port, or a port some
+    // program registered, such as the simulated transmitter).
+    void setPortByName(const QString &name);
     // The settings dialog's change of port: an open port is closed and the
     // new one opened in its place. On an error the old port stays, and
     // *error says why.

@@ -2,9 +2,9 @@
 
 #include "common/numtext.h"
 #include "common/prompter.h"
-#include "configreadout.h"
+#include "session/configreadout.h"
 #include "link/devicelink.h"
-#include "terminalstate.h"
+#include "session/terminalstate.h"
 
 namespace {
 // A read that failed because the port went away was reported by the link

@@ -2,10 +2,10 @@
 
 #include "common/numtext.h"
 #include "common/prompter.h"
-#include "config/parametermap.h"
+#include "session/parametermap.h"
 #include "link/devicelink.h"
-#include "terminalhost.h"
-#include "terminalstate.h"
+#include "session/terminalhost.h"
+#include "session/terminalstate.h"
 
 const QString Rescale::FactorAddress = QStringLiteral("0118");
 const QString Rescale::MaxFlowAddress = QStringLiteral("0105");

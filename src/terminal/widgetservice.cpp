@@ -4,7 +4,7 @@
 #include "frmethernet.h"
 #include "frmrescale.h"
 #include "rescale.h"
-#include "terminalhost.h"
+#include "session/terminalhost.h"
 
 #include <QFormLayout>
 #include <QHBoxLayout>

@@ -4,7 +4,7 @@
 // sent, the options byte, the unit name and the totalizer reset.
 #include "config/parametercommit.h"
 #include "common/numtext.h"
-#include "config/parametermap.h"
+#include "session/parametermap.h"
 #include "support/simrig.h"
 #include "terminal/livedisplay.h"
 

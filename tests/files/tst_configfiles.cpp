@@ -5,7 +5,7 @@
 #include "files/frmexporte.h"
 #include "files/frmimporte.h"
 #include "support/simrig.h"
-#include "terminal/terminalstate.h"
+#include "session/terminalstate.h"
 
 #include <QDir>
 #include <QFile>

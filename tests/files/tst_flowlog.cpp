@@ -5,7 +5,7 @@
 #include "files/mlgfile.h"
 #include "sim/simfaults.h"
 #include "support/simrig.h"
-#include "terminal/terminalstate.h"
+#include "session/terminalstate.h"
 
 #include <QFile>
 #include <QLineEdit>

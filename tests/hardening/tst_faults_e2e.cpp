@@ -8,11 +8,11 @@
 #include "support/scriptedprompter.h"
 #include "support/fulldisk.h"
 #include "support/simprocess.h"
-#include "terminal/configreadout.h"
+#include "session/configreadout.h"
 #include "terminal/livedisplay.h"
 #include "terminal/terminallogs.h"
-#include "terminal/terminalsession.h"
-#include "terminal/terminalstate.h"
+#include "session/terminalsession.h"
+#include "session/terminalstate.h"
 
 #include <QDateTime>
 #include <QDir>

@@ -5,7 +5,7 @@
 #include "sim/simdevice.h"
 #include "sim/simserialport.h"
 #include "support/scriptedprompter.h"
-#include "terminal/terminalsession.h"
+#include "session/terminalsession.h"
 
 struct SimRig {
     explicit SimRig(const QString &preset = QStringLiteral("standard"))

@@ -74,6 +74,7 @@ private slots:
 void TestFrmProperties::initTestCase()
 {
     QStandardPaths::setTestModeEnabled(true);
+    SimSerialPort::registerPort();
 }
 
 void TestFrmProperties::init()
@@ -210,7 +211,7 @@ void TestFrmProperties::otherPortKeepsTheLineSettings()
     ScriptedPrompter prompter;
     frmTerminal window(&prompter); // on Com1, closed
     frmProperties d(window, &window);
-    const int sim = d.findChild<QComboBox *>(QStringLiteral("cboPort"))->findText(frmTerminal::SimulatedPortName);
+    const int sim = d.findChild<QComboBox *>(QStringLiteral("cboPort"))->findText(SimSerialPort::Name);
     d.findChild<QComboBox *>(QStringLiteral("cboPort"))->setCurrentIndex(sim);
     d.cmdOK_Click();
     QCOMPARE(d.result(), int(QDialog::Accepted));

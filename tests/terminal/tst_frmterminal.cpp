@@ -10,7 +10,7 @@
 #include "support/scriptedprompter.h"
 #include "terminal/frmterminal.h"
 #include "terminal/terminallogs.h"
-#include "terminal/terminalstate.h"
+#include "session/terminalstate.h"
 #include "terminal/widgetservice.h"
 
 #include <QAction>
@@ -118,6 +118,7 @@ private slots:
 void TestFrmTerminal::initTestCase()
 {
     QStandardPaths::setTestModeEnabled(true);
+    SimSerialPort::registerPort();
 }
 
 void TestFrmTerminal::init()

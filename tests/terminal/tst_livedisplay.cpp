@@ -6,7 +6,7 @@
 #include "sim/simserialport.h"
 #include "support/scriptedprompter.h"
 #include "terminal/livedisplay.h"
-#include "terminal/terminalsession.h"
+#include "session/terminalsession.h"
 
 #include <QtTest>
 

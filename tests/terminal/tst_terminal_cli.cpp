@@ -1,7 +1,7 @@
 // quorin-cli info and monitor against the built-in simulated transmitter:
 // what they print, and their exit status when the device stays silent or the
 // options are wrong.
-#include "config/parametermap.h"
+#include "session/parametermap.h"
 #include "support/clirun.h"
 
 #include <QRegularExpression>

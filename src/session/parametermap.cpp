@@ -1,4 +1,4 @@
-#include "parametermap.h"
+#include "session/parametermap.h"
 
 #include "common/numtext.h"
 

@@ -1,6 +1,6 @@
-#include "terminalsession.h"
+#include "session/terminalsession.h"
 
-#include "configreadout.h"
+#include "session/configreadout.h"
 #include "link/devicelink.h"
 
 #include <QDir>

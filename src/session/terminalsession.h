@@ -1,8 +1,8 @@
 #pragma once
 // A TerminalHost without a window: the command-line tool's and the tests'
 // host. It owns a link and a state and keeps the status text in memory.
-#include "terminalhost.h"
-#include "terminalstate.h"
+#include "session/terminalhost.h"
+#include "session/terminalstate.h"
 
 #include <QStringList>
 #include <memory>

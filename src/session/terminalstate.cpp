@@ -1,7 +1,7 @@
-#include "terminalstate.h"
+#include "session/terminalstate.h"
 
 #include "common/numtext.h"
-#include "config/parametermap.h"
+#include "session/parametermap.h"
 
 TerminalState::TerminalState()
 {

@@ -1,8 +1,8 @@
-#include "configreadout.h"
+#include "session/configreadout.h"
 
 #include "common/prompter.h"
 #include "link/devicelink.h"
-#include "terminalstate.h"
+#include "session/terminalstate.h"
 
 const QString ConfigReadout::TerminatedLine = QStringLiteral("Communication ERROR. Transmission is terminated!\r");
 const QString ConfigReadout::ConfigFailure = TerminatedLine + QStringLiteral(" Can not get device configuration data!");
