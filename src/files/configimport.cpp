@@ -38,8 +38,12 @@ bool ConfigImport::upload(const ConfigTable &table)
         const ConfigRow &row = table.row(r - 1);
         if (r == 25 && tenths)
             continue;
-        const QString readBack = m_host.link().WriteRamData(row.Width, row.Address, row.Data);
-        if (readBack != row.Data) {
+        // A row counts only when the device held its data afterwards: an
+        // empty data text would otherwise match the empty read-back of a
+        // failed exchange.
+        QString readBack;
+        const QString verified = m_host.link().WriteRamData(row.Width, row.Address, row.Data, &readBack);
+        if (verified.isEmpty() || readBack != row.Data) {
             m_host.prompter().message(QStringLiteral("Communication Error! EEPROM Table Writing is terminated!\r"
                                                      "Check connection and try again!   [")
                                           + readBack + QStringLiteral("]"),

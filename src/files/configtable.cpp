@@ -77,6 +77,22 @@ bool splitRecord(const QString &line, QStringList *fields, QString *why)
     }
 }
 
+// Row 15 shows the first two characters of the unit name, written so that
+// the file reads back the same: a name never set holds zero bytes and shows
+// empty; a quote or a control byte would end the field or the record early,
+// and a character the file's 8-bit text cannot hold would change, so these
+// show as "?".
+QString unitNameValue(const QString &name)
+{
+    QString out;
+    for (const QChar c : name.left(2)) {
+        if (c.unicode() == 0)
+            break;
+        out += c.unicode() < 0x20 || c.unicode() > 0xFF || c == QLatin1Char('"') ? QChar(u'?') : c;
+    }
+    return out;
+}
+
 } // namespace
 
 ConfigTable::ConfigTable() : m_rows(Capacity) {}
@@ -118,7 +134,7 @@ ConfigTable ConfigTable::fromTerminal(const TerminalState &s)
             row.Data = cut(s.MemoryImage0100Export, 0x100, address, width);
 
         if (address == QLatin1String("01E5"))
-            row.Value = s.cellText(address).left(2);
+            row.Value = unitNameValue(s.cellText(address));
         else if (address == QLatin1String("01FE"))
             row.Value = row.Data;
         else if (address == QLatin1String("01EA"))
@@ -148,8 +164,10 @@ bool ConfigTable::writeFile(const QString &path, QString *error) const
         return false;
     }
     const QByteArray bytes = fileBytes();
-    if (file.write(bytes) != bytes.size() || !file.commit()) {
-        *error = file.errorString();
+    // The last bytes reach the disk in flush(); commit() can succeed after a
+    // failed flush and put a cut-short file in place of the old one.
+    if (file.write(bytes) != bytes.size() || !file.flush() || !file.commit()) {
+        *error = file.errorString().isEmpty() ? QStringLiteral("the file could not be written") : file.errorString();
         return false;
     }
     return true;

@@ -21,8 +21,10 @@ QByteArray bytes(qint32 fullScale, qint32 scaling, qint32 density, const QVector
 bool write(const QString &path, const QByteArray &data, QString *error)
 {
     QSaveFile file(path);
-    if (!file.open(QIODevice::WriteOnly) || file.write(data) != data.size() || !file.commit()) {
-        *error = file.errorString();
+    // The last bytes reach the disk in flush(); commit() can succeed after a
+    // failed flush and put a cut-short file in place of the old one.
+    if (!file.open(QIODevice::WriteOnly) || file.write(data) != data.size() || !file.flush() || !file.commit()) {
+        *error = file.errorString().isEmpty() ? QStringLiteral("the file could not be written") : file.errorString();
         return false;
     }
     return true;

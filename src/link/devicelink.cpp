@@ -362,8 +362,11 @@ int DeviceLink::StorePauseMs(qint64 msecsSinceMidnight)
     return int(std::llround(target * 1000.0 - double(msecsSinceMidnight)));
 }
 
-QString DeviceLink::WriteRamData(const QString &byteCount, const QString &address, const QString &data)
+QString DeviceLink::WriteRamData(const QString &byteCount, const QString &address, const QString &data,
+                                 QString *readBack)
 {
+    if (readBack)
+        readBack->clear();
     const qint16 limit = qint16(2 * numtext::hexValueForcePositive(byteCount));
     if (data.size() > limit) {
         if (m_prompter)
@@ -374,6 +377,9 @@ QString DeviceLink::WriteRamData(const QString &byteCount, const QString &addres
         return QString();
 
     exchange(writeFrame(address, byteCount, data));
+    // The exchange starts the display poll again; it stays off until the
+    // read-back is compared, so no poll reaches the device while it stores.
+    holdPoll();
 
     pause(m_pauseOverride >= 0 ? m_pauseOverride : StorePauseMs(QTime::currentTime().msecsSinceStartOfDay()));
 
@@ -381,6 +387,9 @@ QString DeviceLink::WriteRamData(const QString &byteCount, const QString &addres
     if (readCount.size() < 2)
         readCount.prepend(QLatin1Char('0'));
     const QString reply = PortOpen() ? exchange(readFrame(address, readCount)) : QString();
+    holdPoll();
+    if (readBack)
+        *readBack = reply;
 
     QString result;
     if (reply.isEmpty()) {

@@ -66,7 +66,11 @@ public:
 
     QString ReadMemory(const QString &address, const QString &byteCount);
     void WriteMemory(const QString &address, const QString &byteCount, const QString &data);
-    QString WriteRamData(const QString &byteCount, const QString &address, const QString &data);
+    // Writes, pauses, reads the bytes back and compares. Returns data when the
+    // device holds exactly that, else "". *readBack gets the text the device
+    // read back ("" when no reply came), for callers that show it.
+    QString WriteRamData(const QString &byteCount, const QString &address, const QString &data,
+                         QString *readBack = nullptr);
 
     // Frame texts without the end bytes.
     QString readFrame(const QString &address, const QString &byteCount) const;

@@ -1,13 +1,15 @@
-// The configuration table file: its exact bytes, the reader's refusals, and
-// the export and import windows between two simulated transmitters.
+// The configuration table file: its exact bytes, what it reads back, the
+// reader's refusals, and the export and import windows on the simulated
+// transmitter.
 #include "files/configimport.h"
 #include "files/configtable.h"
 #include "files/frmexporte.h"
 #include "files/frmimporte.h"
+#include "files/mlgfile.h"
+#include "support/fulldisk.h"
 #include "support/simrig.h"
 #include "session/terminalstate.h"
 
-#include <QDir>
 #include <QFile>
 #include <QProgressBar>
 #include <QTemporaryDir>
@@ -74,65 +76,71 @@ class TestConfigFiles : public QObject
     Q_OBJECT
 private slots:
     void exportedBytesAndReadBack();
-    void pointerAndOptionColumns_data();
-    void pointerAndOptionColumns();
+    void unitNameReadsBack_data();
+    void unitNameReadsBack();
     void readerRefusals_data();
     void readerRefusals();
     void exportWindowSaveDialog();
-    void importBetweenPresets();
-    void importSkipsDeviceCodeRowAndStopsAtBadReadBack();
+    void importWindow();
+    void importStops();
 };
 
 void TestConfigFiles::exportedBytesAndReadBack()
 {
     const ConfigTable table = ConfigTable::fromTerminal(fixedState());
-    QCOMPARE(table.fileBytes(), QByteArray(kFixedFile));
-
     QTemporaryDir dir;
     const QString path = dir.filePath(QStringLiteral("t.epr"));
     QString error;
     QVERIFY2(table.writeFile(path, &error), qPrintable(error));
     QCOMPARE(readAll(path), QByteArray(kFixedFile));
-
     ConfigTable back;
     QVERIFY2(back.readFile(path, &error), qPrintable(error));
     QCOMPARE(back.recordsRead(), 26);
-    for (int r = 0; r < ConfigTable::RowCount; ++r)
-        QCOMPARE(back.row(r), table.row(r));
-    QCOMPARE(back.row(9).Index, QStringLiteral("9   "));
-    QCOMPARE(back.row(10).Index, QStringLiteral("10  "));
     // A file that ends without its last line end, or with LF alone, reads the same.
     QByteArray loose = QByteArray(kFixedFile).replace("\r\n", "\n");
     loose.chop(1);
-    ConfigTable again;
-    QVERIFY(again.read(loose, &error));
-    QCOMPARE(again.row(25), table.row(25));
-}
+    QVERIFY(back.read(loose, &error));
+    QCOMPARE(back.row(25), table.row(25));
 
-void TestConfigFiles::pointerAndOptionColumns_data()
-{
-    QTest::addColumn<QString>("pointer");
-    QTest::addColumn<QString>("options");
-    QTest::addColumn<QString>("row18");
-    QTest::addColumn<QString>("row19");
-    QTest::newRow("pointer 1FF, options 5") << "01FF" << "05" << "01FF" << "05";
-    QTest::newRow("pointer FF keeps 3 digits") << "00FF" << "A5" << "0FF" << "A5";
-    QTest::newRow("pointer 7FFE") << "7FFE" << "00" << "7FFE" << "00";
-}
-
-void TestConfigFiles::pointerAndOptionColumns()
-{
-    QFETCH(QString, pointer);
-    QFETCH(QString, options);
     TerminalState s = fixedState();
-    s.DataPointerHex = pointer;
-    s.MemoryImage01E5 = QStringLiteral("4142430A1E") + options;
+    s.DataPointerHex = QStringLiteral("00FF");  // one "0" in front, once only
+    s.MemoryImage01E5 = QStringLiteral("4142430A1EA5");
     s.fillCellsFromImages();
-    const ConfigTable t = ConfigTable::fromTerminal(s);
-    QTEST(t.row(18).Data, "row18");
-    QTEST(t.row(18).Value, "row18");
-    QTEST(t.row(19).Value, "row19");
-    QTEST(t.row(19).Data, "row19");
+    const ConfigTable low = ConfigTable::fromTerminal(s);
+    QCOMPARE(QStringList({low.row(18).Data, low.row(18).Value, low.row(19).Data, low.row(19).Value}),
+             QStringList({"0FF", "0FF", "A5", "A5"}));
+}
+
+void TestConfigFiles::unitNameReadsBack_data()
+{
+    QTest::addColumn<uchar>("other");
+    QTest::newRow("beside a letter") << uchar('A');
+    QTest::newRow("beside a zero byte") << uchar(0);
+}
+
+// Every byte in either character of the device's unit name gives a file
+// that reads back as the same 26 rows.
+void TestConfigFiles::unitNameReadsBack()
+{
+    QFETCH(uchar, other);
+    TerminalState s = fixedState();
+    for (int at = 0; at < 2; ++at) {
+        for (int b = 0; b < 256; ++b) {
+            QByteArray name(3, char(other));
+            name[at] = char(b);
+            s.MemoryImage01E5 = QString::fromLatin1(name.toHex().toUpper()) + QStringLiteral("0A1E05");
+            s.fillCellsFromImages();
+            const ConfigTable table = ConfigTable::fromTerminal(s);
+            ConfigTable back;
+            QString error;
+            QVERIFY2(back.read(table.fileBytes(), &error), qPrintable(QStringLiteral("byte %1: ").arg(b) + error));
+            QCOMPARE(back.recordsRead(), 26);
+            for (int r = 0; r < ConfigTable::RowCount; ++r)
+                QCOMPARE(back.row(r), table.row(r));
+            if (name[0] == 0)  // never set
+                QCOMPARE(table.row(15).Value, QString());
+        }
+    }
 }
 
 void TestConfigFiles::readerRefusals_data()
@@ -156,19 +164,14 @@ void TestConfigFiles::readerRefusals()
     QFETCH(QByteArray, bytes);
     QTemporaryDir dir;
     const QString path = dir.filePath(QStringLiteral("t.epr"));
-    QFile f(path);
-    QVERIFY(f.open(QIODevice::WriteOnly));
-    f.write(bytes);
-    f.close();
-
+    QString error;
+    QVERIFY(mlgfile::write(path, bytes, &error));
     ConfigTable table = ConfigTable::fromTerminal(fixedState());
     const ConfigTable before = table;
-    QString error;
     QVERIFY(!table.readFile(path, &error));
     QTEST(error, "error");
     for (int r = 0; r < ConfigTable::RowCount; ++r)
         QCOMPARE(table.row(r), before.row(r));
-
     QVERIFY(!table.readFile(dir.filePath(QStringLiteral("missing.epr")), &error));
     QVERIFY2(error.startsWith(QStringLiteral("missing.epr: ")), qPrintable(error));
 }
@@ -181,17 +184,13 @@ void TestConfigFiles::exportWindowSaveDialog()
     rig.session.folder = dir.path();
     frmExportE window(rig.session);
     QVERIFY(window.text().startsWith(QStringLiteral("0       0100    01    32    50\n")));
-
     // Cancelled dialog: nothing written, nothing said.
     window.cmdSave_Click();
-    QCOMPARE(rig.prompter.texts(QStringLiteral("save")).size(), 1);
-    QVERIFY(rig.prompter.texts().isEmpty());
+    QCOMPARE(rig.prompter.entries.size(), 1);
 
     const QString path = dir.filePath(QStringLiteral("qrn000001.epr"));
-    QFile old(path);
-    QVERIFY(old.open(QIODevice::WriteOnly));
-    old.write("keep me");
-    old.close();
+    QString error;
+    QVERIFY(mlgfile::write(path, "keep me", &error));
     // Declining the replace question goes back to the dialog; cancelling it keeps the old file.
     rig.prompter.clear();
     rig.prompter.fileNames = {path};
@@ -201,26 +200,24 @@ void TestConfigFiles::exportWindowSaveDialog()
     QCOMPARE(rig.prompter.texts(QStringLiteral("save")).size(), 2);
     QCOMPARE(readAll(path), QByteArray("keep me"));
 
-    rig.prompter.clear();
-    rig.prompter.fileNames = {path};
-    rig.prompter.answers = {true};
-    window.cmdSave_Click();
-    QCOMPARE(rig.prompter.texts(), QStringList{"Configuration Table has been Saved. Click OK."});
-    QCOMPARE(readAll(path), window.table().fileBytes());
-
-    // A folder that is not there: the reason is shown, nothing is left behind.
-    rig.prompter.clear();
-    rig.prompter.fileNames = {dir.filePath(QStringLiteral("no/such/t.epr"))};
-    window.cmdSave_Click();
-    QCOMPARE(rig.prompter.entries.size(), 2);
+    // A disk that fills up: the reason is shown, not "Saved", and the old file stays.
+    rig.prompter.fileNames = {path, path};
+    rig.prompter.answers = {true, true};
+    {
+        FullDisk full(200);
+        window.cmdSave_Click();
+    }
     QCOMPARE(rig.prompter.entries.last().icon, Prompter::Exclamation);
-    QVERIFY(!QFile::exists(dir.filePath(QStringLiteral("no"))));
+    QCOMPARE(readAll(path), QByteArray("keep me"));
+    window.cmdSave_Click();
+    QCOMPARE(rig.prompter.texts().last(), QStringLiteral("Configuration Table has been Saved. Click OK."));
+    QCOMPARE(readAll(path), window.table().fileBytes());
 }
 
-void TestConfigFiles::importBetweenPresets()
+void TestConfigFiles::importWindow()
 {
     SimRig source(QStringLiteral("second"));
-    SimRig target(QStringLiteral("standard"));
+    SimRig target;
     QVERIFY(source.readOut());
     QVERIFY(target.readOut());
     QTemporaryDir dir;
@@ -240,15 +237,9 @@ void TestConfigFiles::importBetweenPresets()
     QCOMPARE(window.progressBar()->value(), 0);
     QCOMPARE(window.result(), int(QDialog::Accepted));
     QCOMPARE(target.device->framesReceived(), 50);  // a write and a read-back per row
-
-    QVERIFY(target.readOut());
-    const ConfigTable a = ConfigTable::fromTerminal(source.session.state());
-    const ConfigTable b = ConfigTable::fromTerminal(target.session.state());
-    for (int r = 0; r < 25; ++r)
-        QCOMPARE(b.row(r).Data, a.row(r).Data);
 }
 
-void TestConfigFiles::importSkipsDeviceCodeRowAndStopsAtBadReadBack()
+void TestConfigFiles::importStops()
 {
     SimRig source;
     QVERIFY(source.readOut());
@@ -266,9 +257,17 @@ void TestConfigFiles::importSkipsDeviceCodeRowAndStopsAtBadReadBack()
     QCOMPARE(counts[24], 24);
     QCOMPARE(tenths.device->memory().mid(0x12D, 2), coefficient);
 
+    // An empty table (no file opened) stops at the first row.
+    tenths.prompter.clear();
+    QVERIFY(!import.upload(ConfigTable()));
+    QCOMPARE(tenths.prompter.texts(), (QStringList{"No connection!", "Communication ERROR. Can not verify\r data in RAM",
+                                                   "Communication Error! EEPROM Table Writing is terminated!\r"
+                                                   "Check connection and try again!   []"}));
+    QCOMPARE(counts.mid(26), (QList<int>{0, 0}));
+
     // Lower-case data is written but does not match the device's upper-case echo.
     ConfigTable bad = table;
-    bad.row(3).Data = bad.row(3).Data.toLower().replace(QLatin1Char('3'), QLatin1Char('a'));
+    bad.row(3).Data = QStringLiteral("a4a5");
     SimRig target(QStringLiteral("second"));
     QVERIFY(target.readOut());
     ConfigImport second(target.session);
@@ -280,13 +279,9 @@ void TestConfigFiles::importSkipsDeviceCodeRowAndStopsAtBadReadBack()
     });
     QVERIFY(!second.upload(bad));
     QCOMPARE(reentered, 0);
-    const QStringList said = target.prompter.texts();
-    // The verified write reports the mismatch, then the import says it stopped.
-    QCOMPARE(said.size(), 2);
-    QVERIFY2(said[0].startsWith(QStringLiteral("Verify data is failed!")), qPrintable(said[0]));
-    QVERIFY2(said[1].startsWith(QStringLiteral("Communication Error! EEPROM Table Writing is terminated!\r"
-                                               "Check connection and try again!   [")),
-             qPrintable(said[1]));
+    QCOMPARE(target.prompter.texts(), (QStringList{"Verify data is failed!\r data recieved: A4A5",
+                                                   "Communication Error! EEPROM Table Writing is terminated!\r"
+                                                   "Check connection and try again!   [A4A5]"}));
     // Rows 0 to 2 stay written; row 3 on is as it was.
     QCOMPARE(target.device->memory().mid(0x105, 4).toHex().toUpper(), table.row(1).Data.toLatin1());
     QCOMPARE(target.device->framesReceived(), 8);

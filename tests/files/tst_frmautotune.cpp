@@ -11,99 +11,87 @@
 #include <QTemporaryDir>
 #include <QValueAxis>
 #include <QtTest>
+#include <numeric>
 
 class TestFrmAutoTune : public QObject
 {
     Q_OBJECT
 private slots:
-    void showsAWholeDownload();
-    void opensFilesAndRefusesBadOnes();
+    void showsTheDownloadAndOpensFiles();
     void mouseZoomAndPan();
-    void exportsPictureAndCsv();
 };
 
-void TestFrmAutoTune::showsAWholeDownload()
+void TestFrmAutoTune::showsTheDownloadAndOpensFiles()
 {
     SimRig rig;
     QVERIFY(rig.readOut());
     FlowLogReadout readout(rig.session);
-    QCOMPARE(readout.read(0x7FFF), FlowLogReadout::Completed);
+    QCOMPARE(readout.read(0x2FF), FlowLogReadout::Completed);
     const TerminalState &s = rig.session.state();
-
     frmAutoTune viewer(rig.session);
-    QCOMPARE(viewer.chartView()->sampleCount(), 16129);
-    QCOMPARE(viewer.data().values.size(), 16129);
-    QCOMPARE(viewer.data().values.first(), qint32(s.FlowArray[0]));
-    QCOMPARE(viewer.data().values.last(), qint32(s.FlowArray[16128]));
-    QCOMPARE(viewer.data().points.last(), 16129);
-    QCOMPARE(viewer.headerText(), QStringLiteral("Samples read from the device\nFull-scale flow: %1\n"
-                                                 "Scaling factor: %2\nDensity: %3\nPoints: 16129")
-                                      .arg(s.cellValue(QStringLiteral("0105")))
-                                      .arg(s.cellValue(QStringLiteral("0118")))
-                                      .arg(s.Density));
-    QCOMPARE(viewer.chartView()->axisX()->min(), 1.0);
-    QCOMPARE(viewer.chartView()->axisX()->max(), 16129.0);
-    const auto [low, high] = std::minmax_element(s.FlowArray.begin(), s.FlowArray.begin() + 16129);
-    QVERIFY(viewer.chartView()->axisY()->min() < *low);
-    QVERIFY(viewer.chartView()->axisY()->max() > *high);
-    QVERIFY(rig.prompter.entries.isEmpty());
-}
+    QCOMPARE(viewer.chartView()->sampleCount(), 254);
+    QCOMPARE(viewer.data().values.last(), qint32(s.FlowArray[253]));
+    QCOMPARE(viewer.headerText(), QStringLiteral("Samples read from the device\nFull-scale flow: 5000\n"
+                                                 "Scaling factor: 500000\nDensity: 998\nPoints: 254"));
+    QCOMPARE(viewer.chartView()->axisX()->max(), 254.0);
+    const auto [low, high] = std::minmax_element(s.FlowArray.begin(), s.FlowArray.begin() + 254);
+    QVERIFY(viewer.chartView()->axisY()->min() < *low && viewer.chartView()->axisY()->max() > *high);
 
-void TestFrmAutoTune::opensFilesAndRefusesBadOnes()
-{
-    SimRig rig;
     QTemporaryDir dir;
-    auto file = [&](const char *name, const QByteArray &bytes) {
-        const QString path = dir.filePath(QLatin1String(name));
-        QFile f(path);
-        f.open(QIODevice::WriteOnly);
-        f.write(bytes);
-        return path;
-    };
-    frmAutoTune viewer(rig.session);
-    QCOMPARE(viewer.chartView()->sampleCount(), 0);
-    QVERIFY(viewer.headerText().startsWith(QStringLiteral("No samples")));
-
-    const QString good = file("good.mlg", "5000,1000,998\r\n1,531\r\n2,-1\r\n3,-32768\r\n");
+    QString error;
+    const QString good = dir.filePath(QStringLiteral("good.mlg"));
+    QVERIFY(mlgfile::write(good, "5000,1000,998\r\n1,531\r\n2,-1\r\n3,-32768\r\n", &error));
     rig.prompter.fileNames << good;
     viewer.cmdOpen_Click();
     QCOMPARE(rig.prompter.entries.first().title, QStringLiteral("Open Memory Log File"));
     QCOMPARE(viewer.data().values, (QVector<qint32>{531, -1, -32768}));
     QCOMPARE(viewer.chartView()->sampleCount(), 3);
-    QVERIFY(viewer.headerText().contains(QStringLiteral("Full-scale flow: 5000\nScaling factor: 1000\nDensity: 998\nPoints: 3")));
+    QVERIFY(viewer.headerText().endsWith(QStringLiteral("Full-scale flow: 5000\nScaling factor: 1000\nDensity: 998\nPoints: 3")));
 
-    const struct {
-        const char *name;
-        QByteArray bytes;
-        QString error;
-    } bad[] = {
-        {"junk.mlg", QByteArray("\x00\x01\xff\xfe", 4), QStringLiteral("junk.mlg, line 1: ")},
-        {"short.mlg", "5000,1000\r\n", QStringLiteral("short.mlg, line 1: ")},
-        {"sample.mlg", "5000,1000,998\r\n1,5\r\n2;7\r\n", QStringLiteral("sample.mlg, line 3: ")},
-    };
-    for (const auto &b : bad) {
+    // The save dialogs propose the log's own name with the new extension.
+    viewer.resize(800, 500);
+    viewer.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&viewer));
+    const QString png = dir.filePath(QStringLiteral("good.png"));
+    const QString csv = dir.filePath(QStringLiteral("good.csv"));
+    rig.prompter.clear();
+    rig.prompter.fileNames << png << csv;
+    viewer.cmdSavePicture_Click();
+    viewer.cmdSaveCsv_Click();
+    QCOMPARE(rig.prompter.texts(QStringLiteral("save")), (QStringList{png, csv}));
+    QCOMPARE(rig.prompter.texts(), (QStringList{QStringLiteral("Chart has been Saved. Click OK."),
+                                                QStringLiteral("Samples have been Saved. Click OK.")}));
+    QImage image;
+    QVERIFY(image.load(png, "PNG"));
+    QCOMPARE(image.size(), viewer.chartView()->size() * viewer.chartView()->devicePixelRatio());
+    QFile f(csv);
+    QVERIFY(f.open(QIODevice::ReadOnly));
+    QCOMPARE(f.readAll(), QByteArray("point,value\r\n1,531\r\n2,-1\r\n3,-32768\r\n"));
+
+    const QList<std::pair<QByteArray, QString>> bad = {
+        {QByteArray("\x00\x01\xff\xfe", 4), QStringLiteral("bad.mlg, line 1: ")},
+        {"5000,1000\r\n", QStringLiteral("bad.mlg, line 1: expected full-scale flow, scaling factor and density")},
+        {"5000,1000,998\r\n1,5\r\n2;7\r\n", QStringLiteral("bad.mlg, line 3: expected a point number and a sample value")},
+        {"", QStringLiteral("missing.mlg: ")}};
+    for (const auto &[bytes, message] : bad) {
         rig.prompter.clear();
-        QVERIFY(!viewer.openFile(file(b.name, b.bytes)));
+        const QString path = dir.filePath(message.section(QLatin1Char(','), 0, 0).section(QLatin1Char(':'), 0, 0));
+        QVERIFY(bytes.isEmpty() || mlgfile::write(path, bytes, &error));
+        QVERIFY(!viewer.openFile(path));
         QCOMPARE(rig.prompter.entries.size(), 1);
         QCOMPARE(rig.prompter.entries[0].icon, Prompter::Exclamation);
-        QVERIFY2(rig.prompter.entries[0].text.startsWith(b.error), qPrintable(rig.prompter.entries[0].text));
-        // The chart on screen is kept.
-        QCOMPARE(viewer.chartView()->sampleCount(), 3);
+        QVERIFY2(rig.prompter.entries[0].text.startsWith(message), qPrintable(rig.prompter.entries[0].text));
+        QCOMPARE(viewer.chartView()->sampleCount(), 3);  // the chart on screen is kept
     }
-    rig.prompter.clear();
-    QVERIFY(!viewer.openFile(dir.filePath(QStringLiteral("missing.mlg"))));
-    QVERIFY(rig.prompter.texts().first().startsWith(QStringLiteral("missing.mlg: ")));
 }
 
 void TestFrmAutoTune::mouseZoomAndPan()
 {
     SimRig rig;
     frmAutoTune viewer(rig.session);
-    QVector<qint32> points, values;
-    for (int i = 1; i <= 1000; ++i) {
-        points << i;
-        values << (i % 100);
-    }
+    QVector<qint32> points(1000), values(1000);
+    std::iota(points.begin(), points.end(), 1);
+    std::iota(values.begin(), values.end(), 0);
     FlowChartView *view = viewer.chartView();
     view->setSamples(points, values);
     viewer.resize(900, 600);
@@ -138,41 +126,6 @@ void TestFrmAutoTune::mouseZoomAndPan()
     QTest::mouseDClick(view->viewport(), Qt::LeftButton, {}, from);
     QCOMPARE(x->min(), 1.0);
     QCOMPARE(x->max(), 1000.0);
-}
-
-void TestFrmAutoTune::exportsPictureAndCsv()
-{
-    MlgData data;
-    data.points = {1, 2, 3};
-    data.values = {531, -1, 0};
-    QCOMPARE(frmAutoTune::csvBytes(data), QByteArray("point,value\r\n1,531\r\n2,-1\r\n3,0\r\n"));
-
-    SimRig rig;
-    QTemporaryDir dir;
-    const QString log = dir.filePath(QStringLiteral("run7.mlg"));
-    QString error;
-    QVERIFY(mlgfile::write(log, "5000,1000,998\r\n1,531\r\n2,-1\r\n", &error));
-    frmAutoTune viewer(rig.session);
-    QVERIFY(viewer.openFile(log));
-    viewer.resize(800, 500);
-    viewer.show();
-    QVERIFY(QTest::qWaitForWindowExposed(&viewer));
-
-    // The save dialogs propose the log's own name with the new extension.
-    const QString png = dir.filePath(QStringLiteral("run7.png"));
-    const QString csv = dir.filePath(QStringLiteral("run7.csv"));
-    rig.prompter.fileNames << png << csv;
-    viewer.cmdSavePicture_Click();
-    viewer.cmdSaveCsv_Click();
-    QCOMPARE(rig.prompter.texts(QStringLiteral("save")), (QStringList{png, csv}));
-    QCOMPARE(rig.prompter.texts(), (QStringList{QStringLiteral("Chart has been Saved. Click OK."),
-                                                QStringLiteral("Samples have been Saved. Click OK.")}));
-    QImage image;
-    QVERIFY(image.load(png, "PNG"));
-    QCOMPARE(image.size(), viewer.chartView()->size() * viewer.chartView()->devicePixelRatio());
-    QFile f(csv);
-    QVERIFY(f.open(QIODevice::ReadOnly));
-    QCOMPARE(f.readAll(), QByteArray("point,value\r\n1,531\r\n2,-1\r\n"));
 }
 
 QTEST_MAIN(TestFrmAutoTune)

@@ -2,6 +2,8 @@
 #include "link/qtserialport.h"
 #include "support/scriptedport.h"
 #include "support/scriptedprompter.h"
+#include "sim/simdevice.h"
+#include "sim/simserialport.h"
 
 #include <QSocketNotifier>
 #include <QTimer>
@@ -103,6 +105,7 @@ private slots:
     void lengthCheckSendsNothing();
     void closedPortIsOpenedFirst();
     void hangUpEndsTheWaitAndIsReportedOnce();
+    void displayPollStaysOffThroughVerifiedWrite();
 };
 
 void tst_DeviceLink::framesOnTheWire_data()
@@ -375,6 +378,28 @@ void tst_DeviceLink::hangUpEndsTheWaitAndIsReportedOnce()
     QTest::qWait(100);
     QVERIFY(!link.PortOpen());
     QCOMPARE(prompter.texts().size(), 1);
+}
+
+void tst_DeviceLink::displayPollStaysOffThroughVerifiedWrite()
+{
+    auto *device = new SimDevice;
+    DeviceLink link(nullptr);
+    link.setPort(new SimSerialPort(device));
+    device->setParent(link.port());
+    link.setStorePauseOverride(300);
+    QTimer timer4;
+    timer4.setInterval(20);
+    connect(&timer4, &QTimer::timeout, &link, [&] { link.ReadMemory(QStringLiteral("0100"), QStringLiteral("01")); });
+    link.setTimer4(&timer4);
+    link.AutoUpdateOn = true;
+    timer4.start();
+    QTest::qWait(60);
+    QCOMPARE(link.WriteRamData(QStringLiteral("01"), QStringLiteral("01E9"), QStringLiteral("1E")), QStringLiteral("1E"));
+    const QStringList frames = device->receivedFrames();
+    const int write = frames.indexOf(QStringLiteral("R5200:0101E9001E"));
+    QVERIFY(write > 0);  // the poll ran before the write
+    QCOMPARE(frames.value(write + 1), QStringLiteral("R5202:0101E900"));
+    QVERIFY(timer4.isActive());
 }
 
 QTEST_MAIN(tst_DeviceLink)
