@@ -49,6 +49,11 @@ struct CliContext {
     // (connects first); nullptr when the port options are bad.
     std::function<TerminalHost *()> host;
 
+    // Opens the port and reads the device's configuration, for the commands
+    // that work from it. ExitOk with *host set; ExitUsage when the port
+    // options are bad; ExitDevice when the readout failed (it said why).
+    int readOut(TerminalHost **host) const;
+
     bool flag(const QString &name) const { return flags.contains(name); }
     QString option(const QString &name, const QString &def = QString()) const { return options.value(name, def); }
     int usage(const QString &text) const; // prints "quorin-cli: " text, returns ExitUsage

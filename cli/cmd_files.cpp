@@ -40,11 +40,9 @@ static CliCommand exportCommand("export", "export FILE.epr        read the confi
         const QString path = c.args[0];
         if (!mayWrite(c, path))
             return ExitUsage;
-        TerminalHost *host = c.host();
-        if (!host)
-            return ExitUsage;
-        if (!host->synchronize())
-            return ExitDevice;
+        TerminalHost *host = nullptr;
+        if (const int status = c.readOut(&host))
+            return status;
         QString error;
         if (!ConfigTable::fromTerminal(host->state()).writeFile(path, &error)) {
             *c.err << "quorin-cli: " << path << ": " << error << "\n";
@@ -64,11 +62,9 @@ static CliCommand importCommand("import", "import FILE.epr --yes  write a saved 
         QString error;
         if (!table.readFile(c.args[0], &error))
             return c.usage(error);
-        TerminalHost *host = c.host();
-        if (!host)
-            return ExitUsage;
-        if (!host->synchronize())
-            return ExitDevice;
+        TerminalHost *host = nullptr;
+        if (const int status = c.readOut(&host))
+            return status;
         ConfigImport import(*host);
         QObject::connect(&import, &ConfigImport::rowDone, [&](int entry) {
             *c.out << table.displayLine(entry, QStringLiteral("   ")) << "\n";

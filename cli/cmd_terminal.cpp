@@ -30,11 +30,9 @@ static CliCommand infoCommand("info", "info                   read the configura
     [](CliContext &c) -> int {
         if (!c.args.isEmpty())
             return c.usage(QStringLiteral("info takes no arguments"));
-        TerminalHost *host = c.host();
-        if (!host)
-            return ExitUsage;
-        if (!host->synchronize())
-            return ExitDevice;
+        TerminalHost *host = nullptr;
+        if (const int status = c.readOut(&host))
+            return status;
         const TerminalState &s = host->state();
         for (const Parameter &p : ParameterMap::all()) {
             const QString name = p.control.isEmpty() ? p.alias : p.control + QLatin1Char('/') + p.alias;

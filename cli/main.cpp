@@ -52,6 +52,15 @@ const QMap<QString, CliCommand *> &CliCommand::all()
     return registry();
 }
 
+int CliContext::readOut(TerminalHost **out) const
+{
+    TerminalHost *h = host();
+    *out = h;
+    if (!h)
+        return ExitUsage;
+    return h->synchronize() ? ExitOk : ExitDevice;
+}
+
 int CliContext::usage(const QString &text) const
 {
     *err << "quorin-cli: " << text << "\n";
