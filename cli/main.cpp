@@ -179,7 +179,8 @@ int main(int argc, char **argv)
     if (!cmd)
         return ctx.usage(QStringLiteral("unknown command \"%1\" (try --help)").arg(command));
 
-    DeviceLink link(&prompter);
+    TerminalSession session(&prompter, nullptr);
+    DeviceLink &link = session.link();
     ctx.link = &link;
     ctx.connect = [&]() -> bool {
         const bool sim = ctx.flag(QStringLiteral("sim"));
@@ -222,16 +223,8 @@ int main(int argc, char **argv)
         return true;
     };
 
-    std::unique_ptr<TerminalSession> session;
     bool connected = false;
-    ctx.host = [&]() -> TerminalHost * {
-        if (!session) {
-            if (!connected && !ctx.connect())
-                return nullptr;
-            session = std::make_unique<TerminalSession>(&prompter, link);
-        }
-        return session.get();
-    };
+    ctx.host = [&]() -> TerminalHost * { return connected || ctx.connect() ? &session : nullptr; };
     auto connectOnce = ctx.connect;
     ctx.connect = [&]() -> bool {
         if (connected)

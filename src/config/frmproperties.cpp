@@ -5,7 +5,7 @@
 #include "link/devicelink.h"
 #include "link/portfactory.h"
 #include "link/serialport.h"
-#include "terminal/frmterminal.h"
+#include "session/terminalhost.h"
 
 #include <QButtonGroup>
 #include <QComboBox>
@@ -40,7 +40,8 @@ void selectText(QComboBox *c, const QString &text)
 }
 } // namespace
 
-frmProperties::frmProperties(frmTerminal &terminal, QWidget *parent) : QDialog(parent), m_terminal(terminal)
+frmProperties::frmProperties(TerminalHost &host, const Current &current, QWidget *parent)
+    : QDialog(parent), m_host(host), m_current(current)
 {
     setObjectName(QStringLiteral("frmProperties"));
     setWindowTitle(tr("Properties"));
@@ -56,7 +57,7 @@ frmProperties::frmProperties(frmTerminal &terminal, QWidget *parent) : QDialog(p
     auto *port = new QWidget(fraSettings);
     auto *portForm = new QFormLayout(port);
     cboInterface = combo(port, "cboInterface", CommSettings::interfaces());
-    cboPort = combo(port, "cboPort", portList(terminal.portName()));
+    cboPort = combo(port, "cboPort", portList(portName()));
     cboSpeed = combo(port, "cboSpeed", CommSettings::speeds(), true);
     cboDataBits = combo(port, "cboDataBits", CommSettings::dataBits());
     cboParity = combo(port, "cboParity", CommSettings::parities());
@@ -152,13 +153,19 @@ void frmProperties::Form_Load()
     tabSettings_Click(0);
 }
 
+QString frmProperties::portName() const
+{
+    SerialPort *port = m_host.link().port();
+    return port ? port->portName() : QString();
+}
+
 void frmProperties::LoadPropertySettings()
 {
-    SerialPort *port = m_terminal.port();
-    const int portNumber = cboPort->findText(m_terminal.portName()) + 1;
+    SerialPort *port = m_host.link().port();
+    const int portNumber = cboPort->findText(portName()) + 1;
     const CommSettings::PropertyView v = CommSettings::LoadPropertySettings(
-        m_terminal.link().Rs232Mode, port ? port->settings() : QString(), portNumber, port ? port->handshaking() : 0,
-        m_terminal.echoOn(), m_terminal.updateRateIndex(), m_terminal.recordIntervalIndex());
+        m_host.link().Rs232Mode, port ? port->settings() : QString(), portNumber, port ? port->handshaking() : 0,
+        m_current.echo, m_current.updateRateIndex, m_current.recordIntervalIndex);
     cboInterface->setCurrentIndex(v.interfaceIndex);
     selectText(cboSpeed, v.speed);
     selectText(cboParity, v.parity);
@@ -180,19 +187,23 @@ void frmProperties::tabSettings_Click(int index)
 
 void frmProperties::cboInterface_Click()
 {
-    m_terminal.setInterfaceFlag(cboInterface->currentIndex() == 0);
+    emit interfaceChosen(cboInterface->currentIndex() == 0);
 }
 
 void frmProperties::cboTSs_Click()
 {
-    if (cboTSs->currentIndex() >= 0)
-        m_terminal.setUpdateRateIndex(cboTSs->currentIndex() + 1);
+    if (cboTSs->currentIndex() >= 0) {
+        m_current.updateRateIndex = cboTSs->currentIndex() + 1;
+        emit updateRateChosen(m_current.updateRateIndex);
+    }
 }
 
 void frmProperties::cboTSr_Click()
 {
-    if (cboTSr->currentIndex() >= 0)
-        m_terminal.setRecordIntervalIndex(cboTSr->currentIndex() + 1);
+    if (cboTSr->currentIndex() >= 0) {
+        m_current.recordIntervalIndex = cboTSr->currentIndex() + 1;
+        emit recordIntervalChosen(m_current.recordIntervalIndex);
+    }
 }
 
 void frmProperties::optFlow_Click(int index)
@@ -202,19 +213,19 @@ void frmProperties::optFlow_Click(int index)
 
 void frmProperties::cmdOK_Click()
 {
-    Prompter &prompter = m_terminal.prompter();
+    Prompter &prompter = m_host.prompter();
     auto refuse = [&prompter](const QString &error) {
         prompter.message(error, QStringLiteral("System Monitor"), Prompter::Exclamation);
     };
     const QString chosen = cboPort->currentText();
-    if (chosen != m_terminal.portName()) {
+    if (chosen != portName()) {
         QString error;
-        if (!m_terminal.choosePort(chosen, &error)) {
+        if (!choosePort || !choosePort(chosen, &error)) {
             refuse(error);
             return;
         }
     }
-    SerialPort *port = m_terminal.port();
+    SerialPort *port = m_host.link().port();
     const QString settings = CommSettings::settingsText(cboSpeed->currentText(), cboParity->currentText(),
                                                         cboDataBits->currentText(), cboStopBits->currentText());
     if (!port->setSettings(settings)) {
@@ -226,13 +237,11 @@ void frmProperties::cmdOK_Click()
         return;
     }
     const bool rs232 = cboInterface->currentIndex() == 0;
-    m_terminal.setInterfaceFlag(rs232);
-    m_terminal.setPanelText(QStringLiteral("Interface"), QStringLiteral("Interface: ") + cboInterface->currentText());
-    m_terminal.setPanelText(QStringLiteral("Comport"), QStringLiteral("COM Port: ") + chosen);
-    m_terminal.showPortState();
-    m_terminal.setEcho(optEcho[1]->isChecked());
-    CommSettings::saveProperties(port->settings(), chosen, m_flow, m_terminal.echoOn(), rs232,
-                                 m_terminal.updateRateIndex(), m_terminal.recordIntervalIndex());
+    emit interfaceChosen(rs232);
+    m_current.echo = optEcho[1]->isChecked();
+    emit applied(cboInterface->currentText(), chosen, m_current.echo);
+    CommSettings::saveProperties(port->settings(), chosen, m_flow, m_current.echo, rs232,
+                                 m_current.updateRateIndex, m_current.recordIntervalIndex);
     accept();
 }
 

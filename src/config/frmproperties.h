@@ -4,19 +4,30 @@
 // interface and the rates take effect as soon as they are chosen; OK applies
 // the port settings, checking each step, and only then stores them.
 #include <QDialog>
+#include <functional>
 
 class QComboBox;
 class QPushButton;
 class QRadioButton;
 class QStackedWidget;
 class QTabBar;
-class frmTerminal;
+class TerminalHost;
 
 class frmProperties : public QDialog
 {
     Q_OBJECT
 public:
-    explicit frmProperties(frmTerminal &terminal, QWidget *parent = nullptr);
+    // What the main window uses when the dialog opens.
+    struct Current {
+        bool echo = false;
+        int updateRateIndex = 1;
+        int recordIntervalIndex = 4;
+    };
+    frmProperties(TerminalHost &host, const Current &current, QWidget *parent = nullptr);
+
+    // The main window's change of port: an open port is closed and the new
+    // one opened in its place; false with *error when that failed.
+    std::function<bool(const QString &name, QString *error)> choosePort;
     ~frmProperties() override;
 
     // The port list: "Com1".."Com16", the ports found on this machine, the
@@ -33,8 +44,19 @@ public:
     void cmdOK_Click();
     void cmdCancel_Click();
 
+signals:
+    // The interface and the two rates act as soon as they are chosen.
+    void interfaceChosen(bool rs232);
+    void updateRateChosen(int index);
+    void recordIntervalChosen(int index);
+    // OK applied the port settings; the panels and the echo follow them.
+    void applied(const QString &interfaceText, const QString &port, bool echo);
+
 private:
-    frmTerminal &m_terminal;
+    QString portName() const;
+
+    TerminalHost &m_host;
+    Current m_current;
     QTabBar *tabSettings = nullptr;
     QStackedWidget *fraSettings = nullptr;
     QComboBox *cboInterface = nullptr;

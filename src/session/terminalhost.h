@@ -6,6 +6,7 @@
 #include <QString>
 
 class DeviceLink;
+class OperationGate;
 class Prompter;
 class TerminalState;
 
@@ -17,8 +18,11 @@ public:
     virtual DeviceLink &link() = 0;
     virtual TerminalState &state() = 0;
     virtual Prompter &prompter() = 0;
+    // One device operation at a time, for every window and the command line.
+    virtual OperationGate &gate() = 0;
 
-    // The configuration readout with its progress bar and messages; true on success.
+    // The configuration readout with its progress bar and messages; true on
+    // success. Refused (false, without a message) while another operation runs.
     virtual bool synchronize() = 0;
     // Status bar panel "Status": the full panel text ("Status: ..."); the
     // status clearing timer Timer2 is started by startTimer2().

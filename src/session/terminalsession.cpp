@@ -6,24 +6,26 @@
 #include <QDir>
 
 TerminalSession::TerminalSession(Prompter *prompter, SerialPort *port)
-    : folder(QDir::currentPath()), m_prompter(prompter), m_link(std::make_unique<DeviceLink>(prompter)),
-      m_linkRef(m_link.get())
+    : folder(QDir::currentPath()), m_prompter(prompter), m_link(std::make_unique<DeviceLink>(prompter))
 {
     m_link->setPort(port);
 }
 
-TerminalSession::TerminalSession(Prompter *prompter, DeviceLink &link)
-    : folder(QDir::currentPath()), m_prompter(prompter), m_linkRef(&link)
-{
-}
-
 TerminalSession::~TerminalSession() = default;
+
+bool TerminalSession::readOut(const std::function<void(int)> &progress)
+{
+    ConfigReadout readout(*m_link, m_state, m_prompter);
+    readout.progress = progress;
+    return readout.run();
+}
 
 bool TerminalSession::synchronize()
 {
-    ConfigReadout readout(*m_linkRef, m_state, m_prompter);
-    readout.progress = [this](int v) { progressSteps << v; };
-    return readout.run();
+    const OperationGate::Hold hold = m_gate.begin(QStringLiteral("readout"));
+    if (!hold)
+        return false;
+    return readOut([this](int v) { progressSteps << v; });
 }
 
 void TerminalSession::setStatusText(const QString &text)
@@ -34,10 +36,10 @@ void TerminalSession::setStatusText(const QString &text)
 
 bool TerminalSession::autoUpdateOn() const
 {
-    return m_linkRef->AutoUpdateOn;
+    return m_link->AutoUpdateOn;
 }
 
 void TerminalSession::setAutoUpdate(bool on)
 {
-    m_linkRef->AutoUpdateOn = on;
+    m_link->AutoUpdateOn = on;
 }

@@ -1,10 +1,14 @@
 #pragma once
-// A TerminalHost without a window: the command-line tool's and the tests'
-// host. It owns a link and a state and keeps the status text in memory.
+// The session with the device: owns the link (and through it the port), the
+// terminal state and the operation gate. As a TerminalHost without a window it
+// is the command-line tool's and the tests' host, keeping the status text in
+// memory; the main window holds one and adds its screen.
+#include "session/operationgate.h"
 #include "session/terminalhost.h"
 #include "session/terminalstate.h"
 
 #include <QStringList>
+#include <functional>
 #include <memory>
 
 class SerialPort;
@@ -12,15 +16,16 @@ class SerialPort;
 class TerminalSession : public TerminalHost
 {
 public:
-    // The session takes ownership of the port.
+    // The session takes ownership of the port (none yet: nullptr).
     TerminalSession(Prompter *prompter, SerialPort *port);
-    // A session over a link someone else owns (the command-line tool's).
-    TerminalSession(Prompter *prompter, DeviceLink &link);
     ~TerminalSession() override;
 
-    DeviceLink &link() override { return *m_linkRef; }
+    DeviceLink &link() override { return *m_link; }
     TerminalState &state() override { return m_state; }
     Prompter &prompter() override { return *m_prompter; }
+    OperationGate &gate() override { return m_gate; }
+    // The readout alone, without the gate: for a host that holds it already.
+    bool readOut(const std::function<void(int)> &progress);
     bool synchronize() override;
     void setStatusText(const QString &text) override;
     QString statusText() const override { return m_status; }
@@ -41,7 +46,7 @@ public:
 private:
     Prompter *m_prompter;
     std::unique_ptr<DeviceLink> m_link;
-    DeviceLink *m_linkRef;
     TerminalState m_state;
+    OperationGate m_gate;
     QString m_status;
 };

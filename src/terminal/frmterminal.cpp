@@ -5,6 +5,7 @@
 #include "config/frmdprop.h"
 #include "config/frmproperties.h"
 #include "session/configreadout.h"
+#include "session/terminalsession.h"
 #include "frmabout.h"
 #include "lineevents.h"
 #include "link/devicelink.h"
@@ -109,7 +110,7 @@ QFont displayFont(int pixels, bool bold = true)
 } // namespace
 
 frmTerminal::frmTerminal(Prompter *prompter, QWidget *parent)
-    : QMainWindow(parent), m_state(std::make_unique<TerminalState>()), m_lineEvents(std::make_unique<LineEvents>()),
+    : QMainWindow(parent), m_lineEvents(std::make_unique<LineEvents>()),
       m_commLog(std::make_unique<CommLog>()), m_dataLog(std::make_unique<DataLog>())
 {
     setObjectName(QStringLiteral("frmTerminal"));
@@ -118,7 +119,9 @@ frmTerminal::frmTerminal(Prompter *prompter, QWidget *parent)
         prompter = m_ownPrompter.get();
     }
     m_prompter = prompter;
-    m_link = new DeviceLink(m_prompter, this);
+    m_session = std::make_unique<TerminalSession>(m_prompter, nullptr);
+    m_link = &m_session->link();
+    m_state = &m_session->state();
     execDialog = [](QDialog &dialog) { return dialog.exec(); };
 
     // Default file names and setup.dat go beside the program when that
@@ -179,7 +182,7 @@ frmTerminal::~frmTerminal()
     m_link->disconnect(this);
     Timer4->stop();
     delete centralWidget();
-    delete m_link;
+    m_session.reset();
 }
 
 // ---------------------------------------------------------------- building
@@ -1167,10 +1170,31 @@ void frmTerminal::mnuStop_Click()
     menuItem(QStringLiteral("mnuStop"))->setEnabled(false);
 }
 
+std::unique_ptr<frmProperties> frmTerminal::propertiesDialog()
+{
+    auto dialog = std::make_unique<frmProperties>(*this, frmProperties::Current{m_echo, m_timeSs, m_timeSr}, this);
+    dialog->choosePort = [this](const QString &name, QString *error) { return choosePort(name, error); };
+    connect(dialog.get(), &frmProperties::interfaceChosen, this, &frmTerminal::setInterfaceFlag);
+    connect(dialog.get(), &frmProperties::updateRateChosen, this, &frmTerminal::setUpdateRateIndex);
+    connect(dialog.get(), &frmProperties::recordIntervalChosen, this, &frmTerminal::setRecordIntervalIndex);
+    connect(dialog.get(), &frmProperties::applied, this, [this](const QString &interfaceText, const QString &port, bool echo) {
+        setPanelText(QStringLiteral("Interface"), QStringLiteral("Interface: ") + interfaceText);
+        setPanelText(QStringLiteral("Comport"), QStringLiteral("COM Port: ") + port);
+        showPortState();
+        setEcho(echo);
+    });
+    return dialog;
+}
+
 void frmTerminal::mnuProperties_Click()
 {
-    frmProperties dialog(*this, this);
-    runDialog(dialog);
+    const auto dialog = propertiesDialog();
+    runDialog(*dialog);
+}
+
+OperationGate &frmTerminal::gate()
+{
+    return m_session->gate();
 }
 
 void frmTerminal::mnuDeviceSinhronize_Click()

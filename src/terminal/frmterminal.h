@@ -28,7 +28,9 @@ class MemWriteFrame;
 class RescaleFrame;
 class SerialPort;
 class TerminalState;
+class TerminalSession;
 class WidgetPrompter;
+class frmProperties;
 
 class frmTerminal : public QMainWindow, public TerminalHost
 {
@@ -42,6 +44,7 @@ public:
     DeviceLink &link() override { return *m_link; }
     TerminalState &state() override { return *m_state; }
     Prompter &prompter() override { return *m_prompter; }
+    OperationGate &gate() override;
     bool synchronize() override;
     void setStatusText(const QString &text) override;
     QString statusText() const override;
@@ -104,6 +107,8 @@ public:
     void mnuOptionsView_Click();
     void mnuOptionRescale_Click();
     void mnuHelpA_Click();
+    // The communication settings dialog, wired to this window.
+    std::unique_ptr<frmProperties> propertiesDialog();
 
     // Controls by name: menu items (and submenus) by control name, toolbar
     // buttons by key, status panels by key.
@@ -172,8 +177,9 @@ private:
 
     Prompter *m_prompter = nullptr;
     std::unique_ptr<WidgetPrompter> m_ownPrompter;
+    std::unique_ptr<TerminalSession> m_session;
     DeviceLink *m_link = nullptr;
-    std::unique_ptr<TerminalState> m_state;
+    TerminalState *m_state = nullptr;
     std::unique_ptr<LineEvents> m_lineEvents;
     std::unique_ptr<CommLog> m_commLog;
     std::unique_ptr<DataLog> m_dataLog;

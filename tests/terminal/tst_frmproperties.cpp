@@ -31,7 +31,7 @@ struct Rig {
     }
     std::unique_ptr<frmProperties> dialog()
     {
-        auto d = std::make_unique<frmProperties>(*window, window.get());
+        auto d = window->propertiesDialog();
         return d;
     }
     static QComboBox *combo(frmProperties &d, const char *name) { return d.findChild<QComboBox *>(QLatin1String(name)); }
@@ -210,7 +210,8 @@ void TestFrmProperties::otherPortKeepsTheLineSettings()
     CommSettings::store()->setValue(QStringLiteral("Properties/Settings"), QStringLiteral("2400,e,7,1"));
     ScriptedPrompter prompter;
     frmTerminal window(&prompter); // on Com1, closed
-    frmProperties d(window, &window);
+    const auto dialog = window.propertiesDialog();
+    frmProperties &d = *dialog;
     const int sim = d.findChild<QComboBox *>(QStringLiteral("cboPort"))->findText(SimSerialPort::Name);
     d.findChild<QComboBox *>(QStringLiteral("cboPort"))->setCurrentIndex(sim);
     d.cmdOK_Click();
