@@ -26,9 +26,11 @@ void TestLineEvents::eventsSetKeptTexts_data()
     QTest::newRow("end of file") << QList<int>{7} << show << "Status: End of File Detected";
     QTest::newRow("break, framing ignored") << QList<int>{1001, 1004} << none << "";
     QTest::newRow("1005 unknown") << QList<int>{1005} << ask << "Status: Unknown error or event";
+    QTest::newRow("CTS time-out") << QList<int>{1002} << ask << "Status: CTS Timeout";
     QTest::newRow("DSR time-out") << QList<int>{1003} << ask << "Status: DSR Timeout";
     QTest::newRow("CD time-out") << QList<int>{1007} << ask << "Status: Carrier Detect Timeout";
     QTest::newRow("receive overflow") << QList<int>{1008} << ask << "Status: Receive Buffer Overflow";
+    QTest::newRow("transmit buffer full") << QList<int>{1010} << ask << "Status: Transmit Buffer Full";
     QTest::newRow("DCB") << QList<int>{1011} << ask << "Status: Error retrieving DCB";
     QTest::newRow("error kept through traffic and ignored events")
         << QList<int>{1006, 2, 1001, 1} << ask << "Status: Overrun Error";
