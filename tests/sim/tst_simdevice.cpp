@@ -29,19 +29,19 @@ class TestSimDevice : public QObject
 {
     Q_OBJECT
 private slots:
-    void framesAndReplies_data();
-    void framesAndReplies();
+    void eachFrameGetsTheDevicesReply_data();
+    void eachFrameGetsTheDevicesReply();
     void malformedFramesAreIgnored_data();
     void malformedFramesAreIgnored();
     void presetsDiffer();
     void displayShowsTheFlow_data();
     void displayShowsTheFlow();
-    void totalizerDigitsMultiplierAndReset_data();
-    void totalizerDigitsMultiplierAndReset();
+    void totalizerShowsDigitsWithMultiplierAndResets_data();
+    void totalizerShowsDigitsWithMultiplierAndResets();
     void flowLogGrowsAndWraps();
 };
 
-void TestSimDevice::framesAndReplies_data()
+void TestSimDevice::eachFrameGetsTheDevicesReply_data()
 {
     // Pieces are fed one by one, the device's clock moving pauseMs after each.
     QTest::addColumn<QByteArrayList>("pieces");
@@ -72,7 +72,7 @@ void TestSimDevice::framesAndReplies_data()
     row("corrupt, another address", {write, "R5202:02013800\x1A"}, ":007B", "corrupt");
 }
 
-void TestSimDevice::framesAndReplies()
+void TestSimDevice::eachFrameGetsTheDevicesReply()
 {
     QFETCH(QByteArrayList, pieces);
     QFETCH(QByteArray, replies);
@@ -154,7 +154,7 @@ void TestSimDevice::displayShowsTheFlow()
     }
 }
 
-void TestSimDevice::totalizerDigitsMultiplierAndReset_data()
+void TestSimDevice::totalizerShowsDigitsWithMultiplierAndResets_data()
 {
     QTest::addColumn<QByteArrayList>("writes"); // data for 015Ch, then for 0109h
     QTest::addColumn<QByteArray>("word");
@@ -166,7 +166,7 @@ void TestSimDevice::totalizerDigitsMultiplierAndReset_data()
     QTest::newRow("reset, word then total") << QByteArrayList{"075BCD15", "", "00000000"} << QByteArray("00") << QByteArray(16, '0');
 }
 
-void TestSimDevice::totalizerDigitsMultiplierAndReset()
+void TestSimDevice::totalizerShowsDigitsWithMultiplierAndResets()
 {
     QFETCH(QByteArrayList, writes);
     QFETCH(QByteArray, word);

@@ -46,8 +46,8 @@ class TestSimSerialPort : public QObject
     Q_OBJECT
 private slots:
     void eventsComeFromTheEventLoopInOrder();
-    void faultTexts_data();
-    void faultTexts();
+    void faultTextsParseStrictly_data();
+    void faultTextsParseStrictly();
     void splitRepliesComeInPieces();
 };
 
@@ -76,7 +76,7 @@ void TestSimSerialPort::eventsComeFromTheEventLoopInOrder()
     QCOMPARE(port.readAll(), QByteArray());
 }
 
-void TestSimSerialPort::faultTexts_data()
+void TestSimSerialPort::faultTextsParseStrictly_data()
 {
     QTest::addColumn<QString>("text");
     QTest::addColumn<QString>("normal"); // "" when refused
@@ -89,7 +89,7 @@ void TestSimSerialPort::faultTexts_data()
     QTest::newRow("trailing comma") << "corrupt," << "";
 }
 
-void TestSimSerialPort::faultTexts()
+void TestSimSerialPort::faultTextsParseStrictly()
 {
     QFETCH(QString, text);
     QFETCH(QString, normal);

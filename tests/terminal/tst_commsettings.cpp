@@ -8,12 +8,12 @@ class TestCommSettings : public QObject
 {
     Q_OBJECT
 private slots:
-    void splitSettings_data();
-    void splitSettings();
-    void storedPortNames();
+    void settingsTextIsCutByPosition_data();
+    void settingsTextIsCutByPosition();
+    void comPortsAreStoredAsTheirNumber();
 };
 
-void TestCommSettings::splitSettings_data()
+void TestCommSettings::settingsTextIsCutByPosition_data()
 {
     QTest::addColumn<QString>("text");
     QTest::addColumn<QStringList>("fields"); // speed, parity entry, data bits, stop bits
@@ -25,7 +25,7 @@ void TestCommSettings::splitSettings_data()
     QTest::newRow("too short") << "1.5" << QStringList{"", "", "", "1.5"};
 }
 
-void TestCommSettings::splitSettings()
+void TestCommSettings::settingsTextIsCutByPosition()
 {
     QFETCH(QString, text);
     QFETCH(QStringList, fields);
@@ -33,7 +33,7 @@ void TestCommSettings::splitSettings()
     QCOMPARE(QStringList({t.speed, CommSettings::parityEntry(t.parityLetter), t.dataBits, t.stopBits}), fields);
 }
 
-void TestCommSettings::storedPortNames()
+void TestCommSettings::comPortsAreStoredAsTheirNumber()
 {
     // "Com1".."Com16" are stored as their number, any other port by name.
     for (const char *name : {"Com16", "/dev/ttyUSB0", "Simulated transmitter", "Com1a"}) {
