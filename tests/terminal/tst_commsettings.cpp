@@ -8,13 +8,12 @@ class TestCommSettings : public QObject
 {
     Q_OBJECT
 private slots:
-    void splitSettings_data();
-    void splitSettings();
-    void storedPortNames_data();
-    void storedPortNames();
+    void settingsTextIsCutByPosition_data();
+    void settingsTextIsCutByPosition();
+    void comPortsAreStoredAsTheirNumber();
 };
 
-void TestCommSettings::splitSettings_data()
+void TestCommSettings::settingsTextIsCutByPosition_data()
 {
     QTest::addColumn<QString>("text");
     QTest::addColumn<QStringList>("fields"); // speed, parity entry, data bits, stop bits
@@ -26,7 +25,7 @@ void TestCommSettings::splitSettings_data()
     QTest::newRow("too short") << "1.5" << QStringList{"", "", "", "1.5"};
 }
 
-void TestCommSettings::splitSettings()
+void TestCommSettings::settingsTextIsCutByPosition()
 {
     QFETCH(QString, text);
     QFETCH(QStringList, fields);
@@ -34,22 +33,14 @@ void TestCommSettings::splitSettings()
     QCOMPARE(QStringList({t.speed, CommSettings::parityEntry(t.parityLetter), t.dataBits, t.stopBits}), fields);
 }
 
-void TestCommSettings::storedPortNames_data()
+void TestCommSettings::comPortsAreStoredAsTheirNumber()
 {
-    QTest::addColumn<QString>("name");
-    QTest::addColumn<QString>("stored");
-    QTest::newRow("Com16") << "Com16" << "16";
-    QTest::newRow("device path") << "/dev/ttyUSB0" << "/dev/ttyUSB0";
-    QTest::newRow("simulator") << "Simulated transmitter" << "Simulated transmitter";
-    QTest::newRow("not a Com number") << "Com1a" << "Com1a";
-}
-
-void TestCommSettings::storedPortNames()
-{
-    QFETCH(QString, name);
-    QFETCH(QString, stored);
-    QCOMPARE(CommSettings::storedFromPortName(name), stored);
-    QCOMPARE(CommSettings::portNameFromStored(stored), name);
+    // "Com1".."Com16" are stored as their number, any other port by name.
+    for (const char *name : {"Com16", "/dev/ttyUSB0", "Simulated transmitter", "Com1a"}) {
+        const QString stored = CommSettings::storedFromPortName(QLatin1String(name));
+        QCOMPARE(stored, name == QByteArray("Com16") ? QStringLiteral("16") : QLatin1String(name));
+        QCOMPARE(CommSettings::portNameFromStored(stored), QLatin1String(name));
+    }
 }
 
 QTEST_GUILESS_MAIN(TestCommSettings)

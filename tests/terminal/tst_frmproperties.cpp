@@ -1,6 +1,7 @@
 // The communication settings dialog on a main window: what it shows when it
-// loads, the choices that act at once (and stay after Cancel), and OK, which
-// stops at the first step the port refuses and then stores nothing.
+// loads, OK moving to the chosen port, applying and storing; OK stopping at
+// the first step the port refuses, storing nothing; the choices that act at
+// once and stay after Cancel.
 #include "config/commsettings.h"
 #include "config/frmproperties.h"
 #include "link/devicelink.h"
@@ -15,45 +16,30 @@
 #include <QRadioButton>
 #include <QSettings>
 #include <QStandardPaths>
-#include <QTemporaryDir>
 #include <QTimer>
 #include <QtTest>
 
 namespace {
 
-struct Rig {
-    Rig()
-    {
-        window = std::make_unique<frmTerminal>(&prompter);
-        window->setProgramFolder(dir.path());
-        port = new SimSerialPort;
-        window->setPort(port);
-    }
-    std::unique_ptr<frmProperties> dialog()
-    {
-        auto d = window->propertiesDialog();
-        return d;
-    }
-    static QComboBox *combo(frmProperties &d, const char *name) { return d.findChild<QComboBox *>(QLatin1String(name)); }
-    static QRadioButton *option(frmProperties &d, const char *name)
-    {
-        return d.findChild<QRadioButton *>(QLatin1String(name));
-    }
-    static void choose(frmProperties &d, const char *name, const QString &text)
-    {
-        QComboBox *c = combo(d, name);
-        const int i = c->findText(text);
-        QVERIFY2(i >= 0, qPrintable(text));
-        c->setCurrentIndex(i);
-        emit c->activated(i);
-    }
-    QString panel(const char *key) const { return window->panel(QLatin1String(key))->text(); }
+QComboBox *combo(frmProperties &d, const char *name)
+{
+    return d.findChild<QComboBox *>(QLatin1String(name));
+}
 
-    QTemporaryDir dir;
-    ScriptedPrompter prompter;
-    std::unique_ptr<frmTerminal> window;
-    SimSerialPort *port = nullptr;
-};
+// Chooses an entry as the user does, so its handler runs.
+void choose(frmProperties &d, const char *name, const QString &text)
+{
+    QComboBox *c = combo(d, name);
+    const int i = c->findText(text);
+    QVERIFY2(i >= 0, qPrintable(text));
+    c->setCurrentIndex(i);
+    emit c->activated(i);
+}
+
+QString panel(frmTerminal &w, const char *key)
+{
+    return w.panel(QLatin1String(key))->text();
+}
 
 } // namespace
 
@@ -61,114 +47,84 @@ class TestFrmProperties : public QObject
 {
     Q_OBJECT
 private slots:
-    void initTestCase();
+    void initTestCase()
+    {
+        QStandardPaths::setTestModeEnabled(true);
+        SimSerialPort::registerPort();
+    }
     void init();
     void loadShowsThePortAsItIs();
-    void choicesActAtOnceAndStayAfterCancel();
-    void okAppliesAndStoresInOrder();
-    void okStopsAtTheFirstRefusal_data();
-    void okStopsAtTheFirstRefusal();
-    void otherPortKeepsTheLineSettings();
-};
+    void okMovesToTheChosenPortAppliesAndStores();
+    void okStopsAtTheFirstRefusalAndCancelKeepsTheChoices_data();
+    void okStopsAtTheFirstRefusalAndCancelKeepsTheChoices();
 
-void TestFrmProperties::initTestCase()
-{
-    QStandardPaths::setTestModeEnabled(true);
-    SimSerialPort::registerPort();
-}
+private:
+    ScriptedPrompter prompter;
+    std::unique_ptr<frmTerminal> window; // on the simulated transmitter
+    SimSerialPort *sim = nullptr;
+};
 
 void TestFrmProperties::init()
 {
     CommSettings::store()->clear();
+    prompter.clear();
+    window = std::make_unique<frmTerminal>(&prompter);
+    sim = new SimSerialPort;
+    window->setPort(sim);
 }
 
 void TestFrmProperties::loadShowsThePortAsItIs()
 {
-    Rig rig;
-    QVERIFY(rig.port->setSettings(QStringLiteral("19200,e,7,1.5")));
-    QVERIFY(rig.port->setHandshaking(2));
-    rig.window->setEcho(true);
-    rig.window->setInterfaceFlag(false);
-    rig.window->setUpdateRateIndex(3);
-    rig.window->setRecordIntervalIndex(14);
-    auto d = rig.dialog();
-    QCOMPARE(Rig::combo(*d, "cboSpeed")->currentText(), QStringLiteral("19200"));
-    QCOMPARE(Rig::combo(*d, "cboParity")->currentText(), QStringLiteral("Even"));
-    QCOMPARE(Rig::combo(*d, "cboDataBits")->currentText(), QStringLiteral("7"));
-    QCOMPARE(Rig::combo(*d, "cboStopBits")->currentText(), QStringLiteral("1.5"));
-    QCOMPARE(Rig::combo(*d, "cboInterface")->currentText(), QStringLiteral("RS485"));
-    QCOMPARE(Rig::combo(*d, "cboPort")->currentText(), QStringLiteral("Simulated transmitter"));
-    QCOMPARE(Rig::combo(*d, "cboTSs")->currentText(), QStringLiteral("3000"));
-    QCOMPARE(Rig::combo(*d, "cboTSr")->currentText(), QStringLiteral("60000"));
-    QVERIFY(Rig::option(*d, "optFlow2")->isChecked());
-    QVERIFY(Rig::option(*d, "optEcho1")->isChecked());
+    QVERIFY(sim->setSettings(QStringLiteral("19200,e,7,1.5")));
+    QVERIFY(sim->setHandshaking(2));
+    window->setEcho(true);
+    window->setInterfaceFlag(false);
+    window->setUpdateRateIndex(3);
+    window->setRecordIntervalIndex(14);
+    const auto dialog = window->propertiesDialog();
+    frmProperties &d = *dialog;
+    const QStringList shown = {combo(d, "cboSpeed")->currentText(), combo(d, "cboParity")->currentText(),
+                               combo(d, "cboDataBits")->currentText(), combo(d, "cboStopBits")->currentText(),
+                               combo(d, "cboInterface")->currentText(), combo(d, "cboPort")->currentText(),
+                               combo(d, "cboTSs")->currentText(), combo(d, "cboTSr")->currentText()};
+    QCOMPARE(shown, QStringList({"19200", "Even", "7", "1.5", "RS485", "Simulated transmitter", "3000", "60000"}));
+    QVERIFY(d.findChild<QRadioButton *>(QStringLiteral("optFlow2"))->isChecked());
+    QVERIFY(d.findChild<QRadioButton *>(QStringLiteral("optEcho1"))->isChecked());
 
     const QStringList ports = frmProperties::portList(QStringLiteral("/dev/pts/7"));
     QCOMPARE(ports.mid(0, 16), CommSettings::comPorts());
     QVERIFY(ports.contains(QStringLiteral("/dev/pts/7")));
-    QCOMPARE(ports.last(), QStringLiteral("Simulated transmitter"));
     QCOMPARE(ports.count(QStringLiteral("Simulated transmitter")), 1);
 }
 
-void TestFrmProperties::choicesActAtOnceAndStayAfterCancel()
+void TestFrmProperties::okMovesToTheChosenPortAppliesAndStores()
 {
-    Rig rig;
-    auto d = rig.dialog();
-    Rig::choose(*d, "cboInterface", QStringLiteral("RS485"));
-    QVERIFY(!rig.window->link().Rs232Mode);
-    QVERIFY(rig.port->device()->rs485()); // the built-in transmitter follows the bus
-    Rig::choose(*d, "cboTSs", QStringLiteral("5000"));
-    QCOMPARE(rig.window->Timer4->interval(), 5000);
-    QCOMPARE(rig.panel("UpdateRate"), QStringLiteral("Update Rate: 5000 ms"));
-    Rig::choose(*d, "cboTSr", QStringLiteral("15000"));
-    QCOMPARE(rig.window->Timer5->interval(), 15000);
-    QCOMPARE(rig.window->recordIntervalIndex(), 11);
-    QVERIFY(!rig.window->Timer4->isActive());
-
-    d->findChild<QPushButton *>(QStringLiteral("cmdCancel"))->click();
-    QCOMPARE(d->result(), int(QDialog::Rejected));
-    QVERIFY(!rig.window->link().Rs232Mode);
-    QCOMPARE(rig.window->Timer4->interval(), 5000);
-    QCOMPARE(rig.panel("Interface"), QStringLiteral("Interface: RS232")); // only OK sets the panel
-    QVERIFY(CommSettings::store()->allKeys().isEmpty());
+    window->setPortByName(QStringLiteral("Com1")); // closed
+    const auto dialog = window->propertiesDialog();
+    frmProperties &d = *dialog;
+    choose(d, "cboPort", SimSerialPort::Name);
+    choose(d, "cboSpeed", QStringLiteral("4800"));
+    choose(d, "cboParity", QStringLiteral("Odd"));
+    choose(d, "cboStopBits", QStringLiteral("2"));
+    choose(d, "cboInterface", QStringLiteral("RS485"));
+    d.findChild<QRadioButton *>(QStringLiteral("optFlow1"))->click();
+    d.findChild<QRadioButton *>(QStringLiteral("optEcho1"))->click();
+    d.cmdOK_Click();
+    QCOMPARE(d.result(), int(QDialog::Accepted));
+    QVERIFY(prompter.entries.isEmpty());
+    QVERIFY(qobject_cast<SimSerialPort *>(window->port()));
+    QCOMPARE(window->port()->settings(), QStringLiteral("4800,O,8,2"));
+    QCOMPARE(window->port()->handshaking(), 1);
+    QVERIFY(window->echoOn());
+    QCOMPARE(panel(*window, "Interface"), QStringLiteral("Interface: RS485"));
+    QCOMPARE(panel(*window, "Comport"), QStringLiteral("COM Port: Simulated transmitter"));
+    QStringList stored;
+    for (const char *key : {"Settings", "CommPort", "Handshaking", "Echo", "Interface", "Time_ss", "Time_sr"})
+        stored << CommSettings::value(QLatin1String(key));
+    QCOMPARE(stored, QStringList({"4800,O,8,2", "Simulated transmitter", "1", "True", "False", "1", "4"}));
 }
 
-void TestFrmProperties::okAppliesAndStoresInOrder()
-{
-    Rig rig;
-    auto d = rig.dialog();
-    Rig::choose(*d, "cboSpeed", QStringLiteral("4800"));
-    Rig::choose(*d, "cboParity", QStringLiteral("Odd"));
-    Rig::choose(*d, "cboDataBits", QStringLiteral("7"));
-    Rig::choose(*d, "cboStopBits", QStringLiteral("2"));
-    Rig::choose(*d, "cboInterface", QStringLiteral("RS485"));
-    Rig::choose(*d, "cboTSs", QStringLiteral("2000"));
-    Rig::option(*d, "optFlow1")->click();
-    Rig::option(*d, "optEcho1")->click();
-    d->cmdOK_Click();
-    QCOMPARE(d->result(), int(QDialog::Accepted));
-    QVERIFY(rig.prompter.entries.isEmpty());
-    QCOMPARE(rig.port->settings(), QStringLiteral("4800,O,7,2"));
-    QCOMPARE(rig.port->handshaking(), 1);
-    QVERIFY(rig.window->echoOn());
-    QCOMPARE(rig.panel("Interface"), QStringLiteral("Interface: RS485"));
-    QCOMPARE(rig.panel("Comport"), QStringLiteral("COM Port: Simulated transmitter"));
-    QCOMPARE(CommSettings::value(QStringLiteral("Settings")), QStringLiteral("4800,O,7,2"));
-    QCOMPARE(CommSettings::value(QStringLiteral("CommPort")), QStringLiteral("Simulated transmitter"));
-    QCOMPARE(CommSettings::value(QStringLiteral("Handshaking")), QStringLiteral("1"));
-    QCOMPARE(CommSettings::value(QStringLiteral("Echo")), QStringLiteral("True"));
-    QCOMPARE(CommSettings::value(QStringLiteral("Interface")), QStringLiteral("False"));
-    QCOMPARE(CommSettings::value(QStringLiteral("Time_ss")), QStringLiteral("2"));
-    QCOMPARE(CommSettings::value(QStringLiteral("Time_sr")), QStringLiteral("4"));
-    // A new window starts from what was stored.
-    frmTerminal next(&rig.prompter);
-    QCOMPARE(next.portName(), QStringLiteral("Simulated transmitter"));
-    QCOMPARE(next.port()->settings(), QStringLiteral("4800,O,7,2"));
-    QCOMPARE(next.Timer4->interval(), 2000);
-    QVERIFY(!next.link().Rs232Mode);
-}
-
-void TestFrmProperties::okStopsAtTheFirstRefusal_data()
+void TestFrmProperties::okStopsAtTheFirstRefusalAndCancelKeepsTheChoices_data()
 {
     QTest::addColumn<QString>("port");
     QTest::addColumn<QString>("speed");
@@ -178,49 +134,42 @@ void TestFrmProperties::okStopsAtTheFirstRefusal_data()
     QTest::newRow("speed refused") << "" << "fast" << "Invalid property value";
 }
 
-void TestFrmProperties::okStopsAtTheFirstRefusal()
+void TestFrmProperties::okStopsAtTheFirstRefusalAndCancelKeepsTheChoices()
 {
     QFETCH(QString, port);
     QFETCH(QString, speed);
     QFETCH(QString, message);
-    Rig rig;
-    QVERIFY(rig.window->mnuOpen_Click());
-    auto d = rig.dialog();
+    QVERIFY(window->mnuOpen_Click());
+    const auto dialog = window->propertiesDialog();
+    frmProperties &d = *dialog;
     if (!port.isEmpty()) {
         // A USB adapter pulled out after the list was filled.
-        Rig::combo(*d, "cboPort")->addItem(port);
-        Rig::choose(*d, "cboPort", port);
+        combo(d, "cboPort")->addItem(port);
+        choose(d, "cboPort", port);
     }
-    Rig::combo(*d, "cboSpeed")->setEditText(speed);
-    Rig::choose(*d, "cboInterface", QStringLiteral("RS485"));
-    d->cmdOK_Click();
-    QCOMPARE(rig.prompter.texts(), QStringList{message});
-    QCOMPARE(rig.prompter.entries.first().icon, Prompter::Exclamation);
-    QVERIFY(d->result() != QDialog::Accepted);
-    // The old port stays, open as it was, with its settings.
-    QCOMPARE(rig.window->port(), static_cast<SerialPort *>(rig.port));
-    QVERIFY(rig.port->isOpen());
-    QCOMPARE(rig.port->settings(), QStringLiteral("9600,n,8,1"));
-    QCOMPARE(rig.panel("Interface"), QStringLiteral("Interface: RS232"));
-    QVERIFY(CommSettings::store()->allKeys().isEmpty());
-}
-
-void TestFrmProperties::otherPortKeepsTheLineSettings()
-{
-    CommSettings::store()->setValue(QStringLiteral("Properties/Settings"), QStringLiteral("2400,e,7,1"));
-    ScriptedPrompter prompter;
-    frmTerminal window(&prompter); // on Com1, closed
-    const auto dialog = window.propertiesDialog();
-    frmProperties &d = *dialog;
-    const int sim = d.findChild<QComboBox *>(QStringLiteral("cboPort"))->findText(SimSerialPort::Name);
-    d.findChild<QComboBox *>(QStringLiteral("cboPort"))->setCurrentIndex(sim);
+    combo(d, "cboSpeed")->setEditText(speed);
+    // The interface and the rates act at once.
+    choose(d, "cboInterface", QStringLiteral("RS485"));
+    QVERIFY(sim->device()->rs485()); // the built-in transmitter follows the bus
+    choose(d, "cboTSs", QStringLiteral("5000"));
+    QCOMPARE(panel(*window, "UpdateRate"), QStringLiteral("Update Rate: 5000 ms"));
+    choose(d, "cboTSr", QStringLiteral("15000"));
     d.cmdOK_Click();
-    QCOMPARE(d.result(), int(QDialog::Accepted));
-    QVERIFY(qobject_cast<SimSerialPort *>(window.port()));
-    QCOMPARE(window.port()->settings(), QStringLiteral("2400,E,7,1"));
-    QVERIFY(!window.port()->isOpen());
-    QCOMPARE(window.panel(QStringLiteral("Comport"))->text(), QStringLiteral("COM Port: Simulated transmitter"));
-    QVERIFY(prompter.entries.isEmpty());
+    QCOMPARE(prompter.texts(), QStringList{message});
+    QCOMPARE(prompter.entries.first().icon, Prompter::Exclamation);
+    QVERIFY(d.result() != QDialog::Accepted);
+    // The old port stays, open as it was, with its settings.
+    QCOMPARE(window->port(), static_cast<SerialPort *>(sim));
+    QVERIFY(sim->isOpen());
+    QCOMPARE(sim->settings(), QStringLiteral("9600,n,8,1"));
+    // Cancel keeps what acted at once; only OK sets the panel and stores.
+    d.findChild<QPushButton *>(QStringLiteral("cmdCancel"))->click();
+    QCOMPARE(d.result(), int(QDialog::Rejected));
+    QVERIFY(!window->link().Rs232Mode);
+    QCOMPARE(window->Timer4->interval(), 5000);
+    QCOMPARE(window->Timer5->interval(), 15000);
+    QCOMPARE(panel(*window, "Interface"), QStringLiteral("Interface: RS232"));
+    QVERIFY(CommSettings::store()->allKeys().isEmpty());
 }
 
 QTEST_MAIN(TestFrmProperties)

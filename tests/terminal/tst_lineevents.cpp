@@ -9,64 +9,50 @@ class TestLineEvents : public QObject
 {
     Q_OBJECT
 private slots:
-    void eventTable_data();
-    void eventTable();
-    void textsAreKeptAcrossEvents();
-    void lineChangeTakesPrecedenceOverError();
+    void eventsSetKeptTexts_data();
+    void eventsSetKeptTexts();
 };
 
-void TestLineEvents::eventTable_data()
+void TestLineEvents::eventsSetKeptTexts_data()
 {
-    QTest::addColumn<int>("code");
-    QTest::addColumn<int>("action");
+    QTest::addColumn<QList<int>>("codes");
+    QTest::addColumn<int>("action"); // after the last code
     QTest::addColumn<QString>("status");
     const int none = LineEvents::None, show = LineEvents::ShowEvent, ask = LineEvents::AskError;
-    QTest::newRow("receive") << 2 << none << "";
-    QTest::newRow("DSR") << 4 << show << "Status: Change in DSR Detected";
-    QTest::newRow("ring is an error") << 6 << ask << "Status: Unknown error or event";
-    QTest::newRow("end of file") << 7 << show << "Status: End of File Detected";
-    QTest::newRow("break ignored") << 1001 << none << "";
-    QTest::newRow("framing ignored") << 1004 << none << "";
-    QTest::newRow("1005 unknown") << 1005 << ask << "Status: Unknown error or event";
-    QTest::newRow("CD time-out") << 1007 << ask << "Status: Carrier Detect Timeout";
-    QTest::newRow("DCB") << 1011 << ask << "Status: Error retrieving DCB";
+    QTest::newRow("receive") << QList<int>{2} << none << "";
+    QTest::newRow("CTS") << QList<int>{3} << show << "Status: Change in CTS Detected";
+    QTest::newRow("CD") << QList<int>{5} << show << "Status: Change in CD Detected";
+    QTest::newRow("ring is an error") << QList<int>{6} << ask << "Status: Unknown error or event";
+    QTest::newRow("end of file") << QList<int>{7} << show << "Status: End of File Detected";
+    QTest::newRow("break, framing ignored") << QList<int>{1001, 1004} << none << "";
+    QTest::newRow("1005 unknown") << QList<int>{1005} << ask << "Status: Unknown error or event";
+    QTest::newRow("CTS time-out") << QList<int>{1002} << ask << "Status: CTS Timeout";
+    QTest::newRow("DSR time-out") << QList<int>{1003} << ask << "Status: DSR Timeout";
+    QTest::newRow("CD time-out") << QList<int>{1007} << ask << "Status: Carrier Detect Timeout";
+    QTest::newRow("receive overflow") << QList<int>{1008} << ask << "Status: Receive Buffer Overflow";
+    QTest::newRow("transmit buffer full") << QList<int>{1010} << ask << "Status: Transmit Buffer Full";
+    QTest::newRow("DCB") << QList<int>{1011} << ask << "Status: Error retrieving DCB";
+    QTest::newRow("error kept through traffic and ignored events")
+        << QList<int>{1006, 2, 1001, 1} << ask << "Status: Overrun Error";
+    QTest::newRow("a later error replaces the text") << QList<int>{1006, 1009, 1} << ask << "Status: Parity Error";
+    QTest::newRow("a line change wins over later errors")
+        << QList<int>{1010, 4, 1006, 1002} << show << "Status: Change in DSR Detected";
 }
 
-void TestLineEvents::eventTable()
+void TestLineEvents::eventsSetKeptTexts()
 {
-    QFETCH(int, code);
+    QFETCH(QList<int>, codes);
     QFETCH(int, action);
     QFETCH(QString, status);
     LineEvents events;
-    const LineEvents::Action a = events.OnComm(code);
+    LineEvents::Action a = LineEvents::None;
+    for (int code : codes)
+        a = events.OnComm(code);
     QCOMPARE(int(a), action);
     QCOMPARE(events.statusText(a), status);
-}
-
-void TestLineEvents::textsAreKeptAcrossEvents()
-{
-    LineEvents events;
-    QCOMPARE(events.OnComm(CommEvent::Overrun), LineEvents::AskError);
-    // Traffic and ignored events repeat the kept error.
-    QCOMPARE(events.OnComm(CommEvent::Receive), LineEvents::AskError);
-    QCOMPARE(events.OnComm(CommEvent::Break), LineEvents::AskError);
-    QCOMPARE(events.LineErrorText, QStringLiteral("Overrun Error"));
-    // A later error replaces the text.
-    events.OnComm(CommEvent::RxParity);
-    QCOMPARE(events.statusText(events.OnComm(CommEvent::Send)), QStringLiteral("Status: Parity Error"));
+    // Opening the port starts afresh.
     events.clear();
     QCOMPARE(events.OnComm(CommEvent::Send), LineEvents::None);
-}
-
-void TestLineEvents::lineChangeTakesPrecedenceOverError()
-{
-    LineEvents events;
-    events.OnComm(CommEvent::TxFull);
-    // In a later event the line change wins, and keeps winning over errors.
-    QCOMPARE(events.OnComm(CommEvent::DSR), LineEvents::ShowEvent);
-    QCOMPARE(events.OnComm(CommEvent::Overrun), LineEvents::ShowEvent);
-    QCOMPARE(events.LineErrorText, QStringLiteral("Overrun Error"));
-    QCOMPARE(events.statusText(LineEvents::ShowEvent), QStringLiteral("Status: Change in DSR Detected"));
 }
 
 QTEST_GUILESS_MAIN(TestLineEvents)

@@ -1,5 +1,7 @@
 // The communication and data logs: the lines they write, replacing or
-// extending an existing file, and the open dialog's replace question.
+// extending an existing file, and the open dialog's replace question. The
+// traffic in the communication log is checked in tst_frmterminal, files that
+// cannot be written end to end in tst_faults_e2e.
 #include "support/scriptedprompter.h"
 #include "terminal/terminallogs.h"
 
@@ -15,12 +17,6 @@ QByteArray contents(const QString &path)
     return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray("<missing>");
 }
 
-bool writeFile(const QString &path, const QByteArray &bytes)
-{
-    QFile f(path);
-    return f.open(QIODevice::WriteOnly) && f.write(bytes) == bytes.size();
-}
-
 const QDateTime kWhen(QDate(2024, 5, 1), QTime(14, 3, 7, 125));
 } // namespace
 
@@ -28,108 +24,66 @@ class TestTerminalLogs : public QObject
 {
     Q_OBJECT
 private slots:
-    void commLogWritesEveryFrameAndReply();
-    void dataLogRecords_data();
-    void dataLogRecords();
+    void logLinesStayOneLineAndQuoteTexts();
     void dataLogReplacesOrExtends();
-    void unwritableFileIsReported();
     void openDialogOffersReplacement();
 };
 
-void TestTerminalLogs::commLogWritesEveryFrameAndReply()
+void TestTerminalLogs::logLinesStayOneLineAndQuoteTexts()
 {
-    QTemporaryDir dir;
-    const QString path = dir.filePath(QStringLiteral("My_TLog1.tlg"));
-    CommLog log;
-    QString error;
-    QVERIFY2(log.open(path, false, &error), qPrintable(error));
-    QVERIFY(log.frameSent(QStringLiteral("R5202:01014F00"), kWhen));
-    QVERIFY(log.replyReceived(QStringLiteral("03\r"), kWhen.addMSecs(40)));
-    QCOMPARE(log.linesWritten(), 2);
-    QVERIFY(log.close(&error));
-    QVERIFY(!log.isOpen());
-    QCOMPARE(contents(path), QByteArray("2024-05-01 14:03:07.125  TX  R5202:01014F00\r\n"
-                                       "2024-05-01 14:03:07.165  RX  03<0D>\r\n"));
-    // Nothing is written once the log is closed.
-    QVERIFY(!log.frameSent(QStringLiteral("R5202:01014F00"), kWhen));
-}
-
-void TestTerminalLogs::dataLogRecords_data()
-{
-    QTest::addColumn<QString>("flow");
-    QTest::addColumn<QString>("unit");
-    QTest::addColumn<QString>("line");
-    QTest::newRow("number bare") << "1.2345" << "LTR/Min" << "\"2024-05-01 14:03:07\",1.2345,\"LTR/Min\"";
-    QTest::newRow("failed read") << QString(12, QLatin1Char(' ')) << "LTR/Min" << "\"2024-05-01 14:03:07\",\"\",\"LTR/Min\"";
-    QTest::newRow("no point code") << "" << "GAL    " << "\"2024-05-01 14:03:07\",\"\",\"GAL\"";
-    QTest::newRow("quote in unit") << "100" << "U\"D" << "\"2024-05-01 14:03:07\",100,\"U\"\"D\"";
-}
-
-void TestTerminalLogs::dataLogRecords()
-{
-    QFETCH(QString, flow);
-    QFETCH(QString, unit);
-    QFETCH(QString, line);
-    QCOMPARE(DataLog::line(kWhen, flow, unit), line);
+    QCOMPARE(CommLog::line(kWhen, QStringLiteral("RX"), QStringLiteral("03\r\x7F")),
+             QStringLiteral("2024-05-01 14:03:07.125  RX  03<0D><7F>"));
+    // Numbers bare; the blanks of a failed read and a padded unit trimmed.
+    const QString when = QStringLiteral("\"2024-05-01 14:03:07\",");
+    QCOMPARE(DataLog::line(kWhen, QStringLiteral("1.2345"), QStringLiteral("LTR/Min")), when + "1.2345,\"LTR/Min\"");
+    QCOMPARE(DataLog::line(kWhen, QString(12, QLatin1Char(' ')), QStringLiteral("GAL    ")), when + "\"\",\"GAL\"");
+    QCOMPARE(DataLog::line(kWhen, QStringLiteral("100"), QStringLiteral("U\"D")), when + "100,\"U\"\"D\"");
 }
 
 void TestTerminalLogs::dataLogReplacesOrExtends()
 {
     QTemporaryDir dir;
     const QString path = dir.filePath(QStringLiteral("My_ALog1.log"));
-    const QByteArray old = "\"Date Time\",\"Flow\",\"Unit\"\r\n\"2024-04-30 10:00:00\",1,\"LTR\"";
-    QVERIFY(writeFile(path, old));
+    const QByteArray header = "\"Date Time\",\"Flow\",\"Unit\"\r\n";
+    const QByteArray old = header + "\"2024-04-30 10:00:00\",1,\"LTR\"";
+    {
+        QFile f(path);
+        QVERIFY(f.open(QIODevice::WriteOnly) && f.write(old) == old.size());
+    }
     const QByteArray record = "\"2024-05-01 14:03:07\",2.5,\"LTR/Sec\"\r\n";
-
-    DataLog log;
-    QString error;
-    QVERIFY(log.open(path, true, &error));
-    QVERIFY(log.record(kWhen, QStringLiteral("2.5"), QStringLiteral("LTR/Sec")));
-    QVERIFY(log.close(&error));
-    // Extended: the old lines stay, the last one gets its line end, no second header.
-    QCOMPARE(contents(path), old + "\r\n" + record);
-
-    QVERIFY(log.open(path, false, &error));
-    QVERIFY(log.record(kWhen, QStringLiteral("2.5"), QStringLiteral("LTR/Sec")));
-    QVERIFY(log.close(&error));
-    QCOMPARE(contents(path), QByteArray("\"Date Time\",\"Flow\",\"Unit\"\r\n") + record);
-}
-
-void TestTerminalLogs::unwritableFileIsReported()
-{
-    QTemporaryDir dir;
-    const QString path = dir.filePath(QStringLiteral("no/such/folder/x.log"));
-    DataLog log;
-    QString error;
-    QVERIFY(!log.open(path, false, &error));
-    QVERIFY(error.startsWith(path));
-    QVERIFY(!log.isOpen());
+    for (const bool append : {true, false}) {
+        DataLog log;
+        QString error;
+        QVERIFY(log.open(path, append, &error));
+        QVERIFY(log.record(kWhen, QStringLiteral("2.5"), QStringLiteral("LTR/Sec")));
+        QCOMPARE(log.linesWritten(), 1);
+        QVERIFY(log.close(&error));
+        QVERIFY(!log.record(kWhen, QStringLiteral("2.5"), QStringLiteral("LTR/Sec"))); // closed
+        // Extended: the old lines stay, the last gets its line end, no second header.
+        QCOMPARE(contents(path), (append ? old + "\r\n" : header) + record);
+    }
 }
 
 void TestTerminalLogs::openDialogOffersReplacement()
 {
     QTemporaryDir dir;
     const QString existing = dir.filePath(QStringLiteral("old.tlg"));
-    QVERIFY(writeFile(existing, "x"));
-    const QString filter = QStringLiteral("Log Files (*.TLG)|*.tlg|All Files (*.*)|*.*");
+    QVERIFY(QFile(existing).open(QIODevice::WriteOnly));
+    const QString title = QStringLiteral("Open Communications Log File"), filter = QStringLiteral("*.tlg");
     QString path;
     bool append = true;
-
     ScriptedPrompter p;
-    QVERIFY(!chooseLogFile(p, QStringLiteral("Open Communications Log File"), filter, QStringLiteral("/x"), &path, &append));
-    QCOMPARE(p.texts(QStringLiteral("yesno")).size(), 0);
-
+    QVERIFY(!chooseLogFile(p, title, filter, QStringLiteral("/x"), &path, &append)); // cancelled
     p.fileNames = {dir.filePath(QStringLiteral("new.tlg")), existing, existing};
     p.answers = {true, false};
-    QVERIFY(chooseLogFile(p, QStringLiteral("Open Communications Log File"), filter, QStringLiteral("/x"), &path, &append));
-    QVERIFY(!append); // a new file: no question
-    QVERIFY(chooseLogFile(p, QStringLiteral("Open Communications Log File"), filter, QStringLiteral("/x"), &path, &append));
-    QVERIFY(!append); // Yes replaces
-    QVERIFY(chooseLogFile(p, QStringLiteral("Open Communications Log File"), filter, QStringLiteral("/x"), &path, &append));
-    QVERIFY(append); // No keeps and extends
+    // A new file: no question; Yes replaces; No keeps and extends.
+    for (const bool expected : {false, false, true}) {
+        QVERIFY(chooseLogFile(p, title, filter, QStringLiteral("/x"), &path, &append));
+        QCOMPARE(append, expected);
+    }
     QCOMPARE(path, existing);
-    QCOMPARE(p.texts(QStringLiteral("yesno")),
-             QStringList({"Replace existing file - " + existing + "?", "Replace existing file - " + existing + "?"}));
+    const QString question = "Replace existing file - " + existing + "?";
+    QCOMPARE(p.texts(QStringLiteral("yesno")), QStringList({question, question}));
 }
 
 QTEST_GUILESS_MAIN(TestTerminalLogs)
