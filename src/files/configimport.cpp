@@ -3,6 +3,7 @@
 #include "common/prompter.h"
 #include "configtable.h"
 #include "link/devicelink.h"
+#include "session/operationgate.h"
 #include "session/terminalhost.h"
 #include "session/terminalstate.h"
 
@@ -23,13 +24,9 @@ void ConfigImport::setRowPause(int msecs)
 
 bool ConfigImport::upload(const ConfigTable &table)
 {
-    if (m_running)
+    const OperationGate::Hold hold = m_host.gate().begin(QStringLiteral("import"));
+    if (!hold)
         return false;
-    m_running = true;
-    struct Guard {
-        bool &flag;
-        ~Guard() { flag = false; }
-    } guard{m_running};
 
     emit progress(0);
     const bool tenths = m_host.state().cellValue(QStringLiteral("012D")) == DeviceCodeTenths;

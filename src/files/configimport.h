@@ -16,9 +16,8 @@ public:
     // Rows 1 to 25 of the file (entries 0 to 24); the "012D" row is left
     // out when the device is in tenths mode (device code 202). True when
     // every row was written and verified; the messages are shown here.
-    // A call while an upload runs returns false at once.
+    // Refused (false, nothing sent) while another device operation runs.
     bool upload(const ConfigTable &table);
-    bool running() const { return m_running; }
     // Tests shorten the pause between rows.
     void setRowPause(int msecs);
 
@@ -33,5 +32,4 @@ private:
     TerminalHost &m_host;
     QTimer *Timer1;
     bool RowWritten = false;
-    bool m_running = false;
 };

@@ -3,6 +3,7 @@
 #include "common/numtext.h"
 #include "common/prompter.h"
 #include "link/devicelink.h"
+#include "session/operationgate.h"
 #include "session/terminalhost.h"
 #include "session/terminalstate.h"
 
@@ -41,11 +42,20 @@ QString FlowLogReadout::sampleLine(int n, const QString &hex4)
            + QString::number(numtext::hexValue(hex4));
 }
 
+namespace {
+const QString kOperation = QStringLiteral("flow-log readout");
+}
+
+bool FlowLogReadout::running() const
+{
+    return m_host.gate().operation() == kOperation;
+}
+
 FlowLogReadout::Outcome FlowLogReadout::read(int endAddress)
 {
-    if (m_running)
-        return Failed;
-    m_running = true;
+    const OperationGate::Hold hold = m_host.gate().begin(kOperation);
+    if (!hold)
+        return Refused;
     m_cancel = false;
     TerminalState &state = m_host.state();
     if (state.FlowArray.size() < TerminalState::FlowArrayRows)
@@ -88,6 +98,5 @@ FlowLogReadout::Outcome FlowLogReadout::read(int endAddress)
         emit blockRead(++blocks, total, lines);
     }
     state.FlowPointCount = n - 1;
-    m_running = false;
     return outcome;
 }

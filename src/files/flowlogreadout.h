@@ -29,11 +29,13 @@ public:
     // One line of the sample list: "00001    0200    0213    531".
     static QString sampleLine(int n, const QString &hex4);
 
-    enum Outcome { Completed, Failed, Cancelled };
+    // Refused: another device operation runs; nothing was read or changed.
+    enum Outcome { Completed, Failed, Cancelled, Refused };
     // Reads up to `endAddress`; FlowPointCount ends as the points stored.
     Outcome read(int endAddress);
     void cancel() { m_cancel = true; }
-    bool running() const { return m_running; }
+    // A readout of the flow log is in progress.
+    bool running() const;
 
 signals:
     void blockRead(int blocksDone, int blocksTotal, const QStringList &lines);
@@ -41,5 +43,4 @@ signals:
 private:
     TerminalHost &m_host;
     bool m_cancel = false;
-    bool m_running = false;
 };

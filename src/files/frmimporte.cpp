@@ -2,6 +2,7 @@
 
 #include "common/prompter.h"
 #include "configimport.h"
+#include "session/operationgate.h"
 #include "session/terminalhost.h"
 
 #include <QDir>
@@ -53,6 +54,12 @@ frmImportE::frmImportE(TerminalHost &host, QWidget *parent)
     connect(cmdOpen, &QPushButton::clicked, this, &frmImportE::cmdOpen_Click);
     connect(cmdUpload, &QPushButton::clicked, this, &frmImportE::cmdUpload_Click);
     connect(cmdCancel, &QPushButton::clicked, this, &frmImportE::cmdCancel_Click);
+    // While rows are written nothing here may start another upload, open
+    // another file or leave the window.
+    connect(&host.gate(), &OperationGate::busyChanged, this, [this](bool busy) {
+        for (QPushButton *b : {cmdOpen, cmdUpload, cmdCancel})
+            b->setEnabled(!busy);
+    });
     connect(m_import, &ConfigImport::progress, this, [this](int rows) {
         ProgBar1->setValue(rows);
         m_peak = qMax(m_peak, rows);
@@ -97,13 +104,10 @@ void frmImportE::cmdUpload_Click()
 {
     // A second click while rows are being written is ignored: the upload
     // already running finishes (or stops) on its own.
-    if (m_import->running())
+    if (m_host.gate().busy())
         return;
     m_peak = 0;
-    cmdOpen->setEnabled(false);
-    const bool ok = m_import->upload(m_table);
-    cmdOpen->setEnabled(true);
-    if (ok)
+    if (m_import->upload(m_table))
         accept();
 }
 
@@ -114,7 +118,7 @@ void frmImportE::cmdCancel_Click()
 
 void frmImportE::reject()
 {
-    if (m_import->running())
+    if (m_host.gate().busy())
         return;
     QDialog::reject();
 }

@@ -4,6 +4,7 @@
 #include "flowlogreadout.h"
 #include "mlgfile.h"
 #include "common/prompter.h"
+#include "session/operationgate.h"
 #include "session/terminalhost.h"
 #include "session/terminalstate.h"
 
@@ -114,7 +115,7 @@ void frmMemLog::txtEAddr_Change()
 
 void frmMemLog::cmdRead_Click()
 {
-    if (m_readout->running())
+    if (m_host.gate().busy())
         return;
     bool ok = false;
     const int end = txtEAddr->text().toInt(&ok, 16);
@@ -132,6 +133,8 @@ void frmMemLog::cmdRead_Click()
     cmdCancel->setText(QStringLiteral("Stop"));
     lblProgress->setText(QStringLiteral("Reading..."));
     const FlowLogReadout::Outcome outcome = m_readout->read(end);
+    if (outcome == FlowLogReadout::Refused)
+        return;
     cmdCancel->setText(QStringLiteral("Cancel"));
     cmdRead->setEnabled(true);
     cmdSave->setEnabled(true);
