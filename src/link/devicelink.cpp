@@ -59,7 +59,14 @@ void DeviceLink::setPort(SerialPort *port)
         delete m_port.data();
     }
     m_port = port;
+    // A read sent on the old port can no longer be answered: end it now, as
+    // failed, without a time-out report for a line that is not there.
+    Timer3->stop();
+    m_guard->stop();
+    AwaitingReply = false;
+    LineReady = true;
     discardStale();
+    finishPending(false);
     if (!port)
         return;
     port->setParent(this);
@@ -261,6 +268,9 @@ void DeviceLink::onPortLost(const QString &reason)
     m_guard->stop();
     AwaitingReply = false;
     LineReady = true;
+    // The loss is reported by itself; misses on the line opened afterwards
+    // start a new run.
+    TimeoutCount = 0;
     discardStale();
     finishPending(false);
     emit portStateChanged(false);

@@ -3,11 +3,7 @@
 #include "support/scriptedport.h"
 #include "support/scriptedprompter.h"
 
-#include <QMetaObject>
-#include <QTimer>
 #include <QtTest>
-
-#include <utility>
 
 namespace {
 const QString kNoConnection = QStringLiteral("No connection!");
@@ -161,6 +157,12 @@ void tst_DeviceLink::timeouts()
         QVERIFY(timer4.isActive()); // the poll runs again after each exchange
     }
     QCOMPARE(r.link.TimeoutCount, qint16(9));
+    // A lost line ends the run: the loss is its report.
+    emit r.port->portLost(QStringLiteral("lost"));
+    r.port->open();
+    r.prompter.clear();
+    QVERIFY(r.link.Transact(QStringLiteral("R5202:01014F00")).isEmpty());
+    QVERIFY(r.prompter.entries.isEmpty());
     // A reply in between resets the run of misses.
     r.port->replies << QList<QByteArray>{QByteArray(":07")};
     QCOMPARE(r.link.Transact(QStringLiteral("R5202:01014F00")), QStringLiteral("07"));
@@ -169,6 +171,13 @@ void tst_DeviceLink::timeouts()
         r.link.Transact(QStringLiteral("R5202:01014F00"));
     QCOMPARE(r.prompter.texts(), QStringList{kNoConnection});
     QCOMPARE(r.link.TimeoutCount, qint16(0));
+
+    // A port replaced under a read ends the read at once, without a report.
+    r.prompter.clear();
+    r.link.AutoUpdateOn = false;
+    QTimer::singleShot(10, &r.link, [&] { r.link.setPort(new ScriptedPort); });
+    QVERIFY(r.link.Transact(QStringLiteral("R5202:01014F00")).isEmpty());
+    QVERIFY(r.prompter.entries.isEmpty() && !r.link.Timer3->isActive());
 }
 
 // A send event that comes after the reply completed (a fast device) must not
