@@ -23,8 +23,8 @@ public:
         QMetaObject::invokeMethod(this, [this] {
             input += reply;
             emit commEvent(CommEvent::Receive);
-            QMetaObject::invokeMethod(this, [this] { emit commEvent(CommEvent::Send); }, Qt::QueuedConnection);
         }, Qt::QueuedConnection);
+        QMetaObject::invokeMethod(this, [this] { emit commEvent(CommEvent::Send); }, Qt::QueuedConnection);
         return bytes.size();
     }
     QByteArray readAll() override { return std::exchange(input, QByteArray()); }
