@@ -235,7 +235,6 @@ void TestFaultsE2E::portVanishingDuringAutoUpdateIsReportedOnce()
     // message for the reads the lost line cut short.
     QCOMPARE(prompter.texts().size(), 1);
     QCOMPARE(prompter.entries.first().icon, Prompter::Exclamation);
-
 }
 
 void TestFaultsE2E::unwritableLogLeavesNothingBehind_data()
