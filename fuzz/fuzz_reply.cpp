@@ -9,8 +9,10 @@
 // Checked: no byte is lost or doubled (the completed replies followed by the
 // unfinished rest are the received text without ':' and line feeds, and
 // without '>' in RS232 mode); a completed reply is at least twice the
-// expected count long; an exchange's result is the completed reply, with the
-// bus tag dropped in RS485 mode; after an exchange the link is free again.
+// expected count long, plus the four-character bus tag in RS485 mode; an
+// exchange's result is the completed reply, with the bus tag dropped in RS485
+// mode, so never shorter than twice the count; after an exchange the link is
+// free again.
 #include "fuzzsupport.h"
 #include "link/devicelink.h"
 #include "link/serialport.h"
@@ -77,6 +79,12 @@ private:
     QByteArray m_rx;
 };
 
+// Characters of a whole reply: the data, and the bus tag on the two-wire bus.
+int wholeLength(bool rs232, int expected)
+{
+    return 2 * expected + (rs232 ? 0 : 4);
+}
+
 QString cleaned(const QList<QByteArray> &chunks, bool rs232)
 {
     QString all;
@@ -102,7 +110,7 @@ void assembleOnly(const QList<QByteArray> &chunks, bool rs232, int expected)
         FUZZ_CHECK(link.RxCount == link.RxAccumulator.size());
         if (link.ReplyComplete) {
             FUZZ_CHECK(link.RxAccumulator.isEmpty() && !link.FrameStartSeen);
-            FUZZ_CHECK(link.txtRs.size() >= 2 * expected);
+            FUZZ_CHECK(link.txtRs.size() >= wholeLength(rs232, expected));
             FUZZ_CHECK(!replies.isEmpty() && replies.last() == link.txtRs);
         }
     }
@@ -138,8 +146,9 @@ void exchange(const QList<QByteArray> &chunks, bool rs232, int expected, bool sh
         FUZZ_CHECK(prompter.messages == 0);
         // Pieces queued behind the completing one may already have come in
         // (and completed more replies): the caller gets the first.
-        FUZZ_CHECK(!replies.isEmpty() && replies.first().size() >= 2 * expected);
+        FUZZ_CHECK(!replies.isEmpty() && replies.first().size() >= wholeLength(rs232, expected));
         FUZZ_CHECK(result == (rs232 ? replies.first() : replies.first().mid(4)));
+        FUZZ_CHECK(result.size() >= 2 * expected);
         FUZZ_CHECK(statuses.size() == (showStatus ? 1 : 0));
         FUZZ_CHECK(!link.ShowReplyStatus);
     } else {

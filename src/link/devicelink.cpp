@@ -16,6 +16,9 @@ const int kReplyTimeoutMs = 3000;
 // silent device cannot hang the program.
 const int kGuardExtraMs = 2000;
 const QString kSystemMonitor = QStringLiteral("System Monitor");
+// On the two-wire bus every reply starts with a four-character bus tag
+// before its ":"; the reply is whole when the tag and the data are in.
+const int kBusTagLength = 4;
 } // namespace
 
 // The caller that waits for the outstanding reply. Filled when its reply
@@ -56,6 +59,14 @@ void DeviceLink::setPort(SerialPort *port)
         delete m_port.data();
     }
     m_port = port;
+    // A read sent on the old port can no longer be answered: end it now, as
+    // failed, without a time-out report for a line that is not there.
+    Timer3->stop();
+    m_guard->stop();
+    AwaitingReply = false;
+    LineReady = true;
+    discardStale();
+    finishPending(false);
     if (!port)
         return;
     port->setParent(this);
@@ -91,6 +102,7 @@ bool DeviceLink::openPortDirect()
             m_prompter->message(m_port->errorString(), kSystemMonitor, Prompter::Exclamation);
         return false;
     }
+    discardStale();
     emit portStateChanged(true);
     return true;
 }
@@ -103,7 +115,10 @@ bool DeviceLink::openPort()
         m_openHandler();
     else
         openPortDirect();
-    return PortOpen();
+    if (!PortOpen())
+        return false;
+    discardStale();
+    return true;
 }
 
 QByteArray DeviceLink::wireBytes(const QString &command)
@@ -133,6 +148,9 @@ void DeviceLink::SendFrame(const QString &command)
     if (!write) {
         const int colon = command.indexOf(QLatin1Char(':'));
         ExpectedByteCount = qint16(colon >= 0 ? numtext::hexValue(command.mid(colon + 1, 2)) : 0);
+        // Anything still in from before (the rest of a late reply) would
+        // be taken as the start of this frame's reply.
+        discardStale();
     } else {
         ExpectedByteCount = 0;
     }
@@ -205,7 +223,8 @@ void DeviceLink::AssembleReply(const QString &chunk)
         FrameStartSeen = true;
     RxCount += c.size();
     RxAccumulator += c;
-    if (FrameStartSeen && RxCount >= 2 * ExpectedByteCount) {
+    const int whole = 2 * ExpectedByteCount + (Rs232Mode ? 0 : kBusTagLength);
+    if (FrameStartSeen && RxCount >= whole) {
         txtRs = RxAccumulator;
         RxAccumulator.clear();
         RxCount = 0;
@@ -228,6 +247,7 @@ void DeviceLink::onTimer3()
     // failure however long the box stays open.
     AwaitingReply = false;
     LineReady = true;
+    discardStale();
     finishPending(false);
     bool report = true;
     if (AutoUpdateOn) {
@@ -248,9 +268,10 @@ void DeviceLink::onPortLost(const QString &reason)
     m_guard->stop();
     AwaitingReply = false;
     LineReady = true;
-    RxAccumulator.clear();
-    RxCount = 0;
-    FrameStartSeen = false;
+    // The loss is reported by itself; misses on the line opened afterwards
+    // start a new run.
+    TimeoutCount = 0;
+    discardStale();
     finishPending(false);
     emit portStateChanged(false);
     emit portLost(reason);
@@ -266,6 +287,17 @@ void DeviceLink::finishPending(bool ok)
         m_pending = nullptr;
     }
     emit flagsChanged();
+}
+
+// What is left of a reply that timed out or was cut short, in the link and
+// in the port, must not be glued to the front of the next reply.
+void DeviceLink::discardStale()
+{
+    RxAccumulator.clear();
+    RxCount = 0;
+    FrameStartSeen = false;
+    if (m_port && m_port->isOpen())
+        m_port->discardInput();
 }
 
 bool DeviceLink::waitFor(const std::function<bool()> &condition, int msecs)

@@ -115,6 +115,7 @@ private:
     void onTimer3();
     void onPortLost(const QString &reason);
     void finishPending(bool ok);
+    void discardStale();
     QString exchange(const QString &command);
     void holdPoll();
     void releasePoll();

@@ -4,6 +4,11 @@
 #include <QSerialPort>
 #include <QTimer>
 
+#ifdef Q_OS_LINUX
+#include <linux/serial.h>
+#include <sys/ioctl.h>
+#endif
+
 QtSerialPort::QtSerialPort(const QString &name, QObject *parent)
     : SerialPort(parent), m_port(new QSerialPort(this)), m_linePoll(new QTimer(this)), m_name(name)
 {
@@ -146,7 +151,13 @@ bool QtSerialPort::open()
     // A pseudo-terminal takes only 8 data bits and no parity; a setting it
     // refuses does not stop the line from working, so the port stays open.
     apply();
+    // Whatever the device sent while nobody listened (a reply that came
+    // after the last program gave up on it) belongs to no request of ours.
+    m_port->clear(QSerialPort::Input);
     m_lastLines = -1;
+    m_linesRefused = false;
+    m_countsRefused = false;
+    m_haveCounts = false;
     pollLines();
     return true;
 }
@@ -174,6 +185,12 @@ QByteArray QtSerialPort::readAll()
     return m_port->readAll();
 }
 
+void QtSerialPort::discardInput()
+{
+    if (m_port->isOpen())
+        m_port->clear(QSerialPort::Input);
+}
+
 bool QtSerialPort::flush(int msecs)
 {
     if (!m_port->isOpen() || m_port->bytesToWrite() == 0)
@@ -192,17 +209,30 @@ bool QtSerialPort::flush(int msecs)
     return m_port->isOpen() && m_port->bytesToWrite() == 0;
 }
 
-// Qt has no event for modem-line changes: poll them on a real UART. A
-// pseudo-terminal has no modem lines and refuses the query; stop polling then.
+// Qt has no event for modem-line changes nor for line errors: poll the
+// modem lines and the UART's error counters on a real port. A
+// pseudo-terminal (and some USB adapters) refuses either query; stop asking
+// for what was refused, and stop the poll when both were.
 void QtSerialPort::pollLines()
 {
     if (!m_port->isOpen())
         return;
+    const bool lines = !m_linesRefused && pollModemLines();
+    const bool counts = !m_countsRefused && pollErrorCounts();
+    // An event's handler may have closed the port.
+    if ((!lines && !counts) || !m_port->isOpen())
+        m_linePoll->stop();
+    else if (!m_linePoll->isActive())
+        m_linePoll->start();
+}
+
+bool QtSerialPort::pollModemLines()
+{
     const QSerialPort::PinoutSignals pins = m_port->pinoutSignals();
     if (m_port->error() == QSerialPort::UnsupportedOperationError) {
         m_port->clearError();
-        m_linePoll->stop();
-        return;
+        m_linesRefused = true;
+        return false;
     }
     const int lines = int(pins);
     if (m_lastLines >= 0) {
@@ -217,8 +247,48 @@ void QtSerialPort::pollLines()
             emit commEvent(CommEvent::Ring);
     }
     m_lastLines = lines;
-    if (!m_linePoll->isActive())
-        m_linePoll->start();
+    return true;
+}
+
+QList<int> QtSerialPort::errorEvents(const ErrorCounts &before, const ErrorCounts &now)
+{
+    QList<int> events;
+    if (now.brk != before.brk)
+        events << CommEvent::Break;
+    if (now.frame != before.frame)
+        events << CommEvent::Frame;
+    if (now.overrun != before.overrun)
+        events << CommEvent::Overrun;
+    if (now.parity != before.parity)
+        events << CommEvent::RxParity;
+    return events;
+}
+
+bool QtSerialPort::pollErrorCounts()
+{
+#ifdef Q_OS_LINUX
+    serial_icounter_struct ic {};
+    if (::ioctl(int(m_port->handle()), TIOCGICOUNT, &ic) != 0) {
+        m_countsRefused = true;
+        return false;
+    }
+    ErrorCounts now;
+    now.brk = ic.brk;
+    now.frame = ic.frame;
+    now.overrun = ic.overrun;
+    now.parity = ic.parity;
+    // The first reading after open is the baseline: errors counted before
+    // we opened the port are not ours.
+    const QList<int> events = m_haveCounts ? errorEvents(m_lastCounts, now) : QList<int>();
+    m_lastCounts = now;
+    m_haveCounts = true;
+    for (int code : events)
+        emit commEvent(code);
+    return true;
+#else
+    m_countsRefused = true;
+    return false;
+#endif
 }
 
 QString QtSerialPort::lostText(const QString &portName)

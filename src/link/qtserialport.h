@@ -2,6 +2,8 @@
 // SerialPort on a real line (or a pseudo-terminal) through Qt Serial Port.
 #include "serialport.h"
 
+#include <QList>
+
 class QSerialPort;
 class QTimer;
 
@@ -25,6 +27,7 @@ public:
     int handshaking() const override { return m_handshaking; }
     qint64 write(const QByteArray &bytes) override;
     QByteArray readAll() override;
+    void discardInput() override;
     bool flush(int msecs) override;
     QString errorString() const override { return m_error; }
 
@@ -40,9 +43,22 @@ public:
     // Reads "9600,n,8,1"; false (with a reason) for a text the port cannot take.
     static bool parseSettings(const QString &text, LineSettings *out, QString *error);
 
+    // The UART's error counters: break, framing, overrun, parity.
+    struct ErrorCounts {
+        int brk = 0;
+        int frame = 0;
+        int overrun = 0;
+        int parity = 0;
+    };
+    // The line-error events to raise for counters that moved between two
+    // readings, once each: 1001 break, 1004 framing, 1006 overrun, 1009 parity.
+    static QList<int> errorEvents(const ErrorCounts &before, const ErrorCounts &now);
+
 private:
     bool apply();
     void pollLines();
+    bool pollModemLines();
+    bool pollErrorCounts();
     void onError(int error);
 
     QSerialPort *m_port;
@@ -52,5 +68,9 @@ private:
     QString m_error;
     int m_handshaking = 0;
     int m_lastLines = -1;
+    bool m_linesRefused = false;
+    bool m_countsRefused = false;
+    bool m_haveCounts = false;
+    ErrorCounts m_lastCounts;
     bool m_lost = false;
 };

@@ -40,6 +40,9 @@ public:
 
     virtual qint64 write(const QByteArray &bytes) = 0;
     virtual QByteArray readAll() = 0;
+    // Drops everything received and not yet read, down to the driver's
+    // buffer where the port has one.
+    virtual void discardInput() { readAll(); }
     // Waits (without blocking the event loop for long) for queued output to
     // leave; false when it did not leave within msecs.
     virtual bool flush(int msecs) = 0;

@@ -5,83 +5,43 @@
 #include "sim/simdevice.h"
 #include "sim/simserialport.h"
 
-#include <QSocketNotifier>
-#include <QTimer>
 #include <QtTest>
-
-#include <fcntl.h>
-#include <pty.h>
-#include <termios.h>
-#include <unistd.h>
 
 namespace {
 const QString kNoConnection = QStringLiteral("No connection!");
 
-// A device on the master side of a pseudo-terminal: 64 bytes of memory,
-// answers read frames with ">:" + hex + "\n" and stores write frames.
-class PtyDevice : public QObject
+// A far end that answers at once: the reply's receive event comes before
+// the frame's send event, as from a fast device on a pseudo-terminal.
+// `input` is what the port holds unread.
+class EagerPort : public ScriptedPort
 {
 public:
-    PtyDevice()
-    {
-        char name[256] = {};
-        if (openpty(&master, &slave, name, nullptr, nullptr) != 0)
-            return;
-        termios t;
-        tcgetattr(slave, &t);
-        cfmakeraw(&t);
-        tcsetattr(slave, TCSANOW, &t);
-        path = QString::fromLatin1(name);
-        fcntl(master, F_SETFL, fcntl(master, F_GETFL) | O_NONBLOCK);
-        notifier = new QSocketNotifier(master, QSocketNotifier::Read, this);
-        connect(notifier, &QSocketNotifier::activated, this, [this] { onData(); });
-        memory.fill('\0', 64);
-    }
-    ~PtyDevice() override
-    {
-        delete notifier;
-        if (master >= 0)
-            ::close(master);
-        if (slave >= 0)
-            ::close(slave);
-    }
+    QByteArray reply;
+    QByteArray input;
 
-    void onData()
+    qint64 write(const QByteArray &bytes) override
     {
-        char buf[512];
-        ssize_t n;
-        while ((n = ::read(master, buf, sizeof buf)) > 0)
-            rx.append(buf, int(n));
-        int end;
-        while ((end = rx.indexOf('\x1A')) >= 0) {
-            const QByteArray frame = rx.left(end);
-            rx.remove(0, end + 1);
-            if (rx.startsWith('\r'))
-                rx.remove(0, 1);
-            frames << frame;
-            const int count = frame.mid(6, 2).toInt(nullptr, 16);
-            const int addr = frame.mid(8, 4).toInt(nullptr, 16);
-            if (frame.at(4) == '0') {
-                memory.replace(addr, count, QByteArray::fromHex(frame.mid(14)));
-            } else if (!silent) {
-                QByteArray data = memory.mid(addr, count).toHex().toUpper();
-                if (corrupt && !data.isEmpty())
-                    data[0] = data[0] == '0' ? '1' : '0';
-                const QByteArray reply = ">:" + data + "\n";
-                (void)!::write(master, reply.constData(), size_t(reply.size()));
-            }
-        }
+        written << bytes;
+        QMetaObject::invokeMethod(this, [this] {
+            input += reply;
+            emit commEvent(CommEvent::Receive);
+        }, Qt::QueuedConnection);
+        QMetaObject::invokeMethod(this, [this] { emit commEvent(CommEvent::Send); }, Qt::QueuedConnection);
+        return bytes.size();
     }
+    QByteArray readAll() override { return std::exchange(input, QByteArray()); }
+};
 
-    int master = -1;
-    int slave = -1;
-    QString path;
-    QSocketNotifier *notifier = nullptr;
-    QByteArray rx;
-    QByteArray memory;
-    QList<QByteArray> frames;
-    bool silent = false;
-    bool corrupt = false;
+// A link on an open scripted port, prompter and port owned by the test.
+struct Rig {
+    explicit Rig(ScriptedPort *p = new ScriptedPort) : port(p)
+    {
+        link.setPort(port);
+        port->open();
+    }
+    ScriptedPrompter prompter;
+    DeviceLink link {&prompter};
+    ScriptedPort *port;
 };
 } // namespace
 
@@ -90,294 +50,223 @@ class tst_DeviceLink : public QObject
     Q_OBJECT
 
 private slots:
-    void framesOnTheWire_data();
-    void framesOnTheWire();
-    void sendFrameWithPortClosedSendsNothing();
+    void sendFrame_data();
+    void sendFrame();
     void replySplitAtEveryPositionStillCompletes_data();
     void replySplitAtEveryPositionStillCompletes();
-    void busReplyEndsEarlyWhenSplitAfterColon();
-    void zeroByteReadCompletesOnColon();
-    void timeoutReportsAtOnceWithoutAutoUpdate();
-    void timeoutSilentBelowTenMissesDuringAutoUpdate();
-    void storePauseArithmetic_data();
+    void timeouts();
+    void lateSendEventAndStaleInputDoNotSpoilTheNextExchange();
     void storePauseArithmetic();
-    void verifiedWriteOverPseudoTerminal();
-    void lengthCheckSendsNothing();
-    void closedPortIsOpenedFirst();
-    void hangUpEndsTheWaitAndIsReportedOnce();
+    void verifiedWrite_data();
+    void verifiedWrite();
+    void lineErrorCountersRaiseOneEventEach();
     void displayPollStaysOffThroughVerifiedWrite();
 };
 
-void tst_DeviceLink::framesOnTheWire_data()
+void tst_DeviceLink::sendFrame_data()
 {
     QTest::addColumn<QString>("command");
     QTest::addColumn<QByteArray>("wire");
-    QTest::newRow("config read") << "R5202:50010000" << QByteArray("R5202:50010000\x1A");
-    QTest::newRow("one-byte write") << "R5200:0101180005" << QByteArray("R5200:0101180005\x1A\r");
+    QTest::addColumn<int>("expected"); // ExpectedByteCount
+    QTest::addColumn<bool>("awaited");
+    QTest::newRow("config read") << "R5202:50010000" << QByteArray("R5202:50010000\x1A") << 0x50 << true;
+    QTest::newRow("one-byte write") << "R5200:0101180005" << QByteArray("R5200:0101180005\x1A\r") << 0 << false;
     // Only the fifth character decides the kind.
-    QTest::newRow("fifth 0 is a write") << "ABCD0" << QByteArray("ABCD0\x1A\r");
-    QTest::newRow("fifth 1 is a read") << "R5201:0101" << QByteArray("R5201:0101\x1A");
-    QTest::newRow("short text") << "am " << QByteArray("am \x1A");
+    QTest::newRow("fifth 0 is a write") << "ABCD0" << QByteArray("ABCD0\x1A\r") << 0 << false;
+    QTest::newRow("fifth 1 is a read") << "R5201:0101" << QByteArray("R5201:0101\x1A") << 1 << true;
+    QTest::newRow("short text") << "am " << QByteArray("am \x1A") << 0 << true;
 }
 
-void tst_DeviceLink::framesOnTheWire()
+void tst_DeviceLink::sendFrame()
 {
     QFETCH(QString, command);
     QFETCH(QByteArray, wire);
-    QCOMPARE(DeviceLink::wireBytes(command), wire);
-}
-
-void tst_DeviceLink::sendFrameWithPortClosedSendsNothing()
-{
-    ScriptedPrompter prompter;
-    DeviceLink link(&prompter);
-    auto *port = new ScriptedPort;
-    link.setPort(port);
-    link.AwaitingReply = true;
-    link.SendFrame(QStringLiteral("R5200:01011800"));
-    QVERIFY(port->written.isEmpty());
-    QVERIFY(link.AwaitingReply);
-
-    port->open();
-    link.SendFrame(QStringLiteral("R5202:01014F00"));
-    QCOMPARE(link.ExpectedByteCount, qint16(1));
-    QVERIFY(link.AwaitingReply);
-    link.SendFrame(QStringLiteral("R5200:01011800" "05"));
-    QCOMPARE(link.ExpectedByteCount, qint16(0));
-    QVERIFY(!link.AwaitingReply);
-    QCOMPARE(port->written.size(), 2);
+    QFETCH(int, expected);
+    QFETCH(bool, awaited);
+    Rig r;
+    r.link.ExpectedByteCount = 7;
+    r.link.AwaitingReply = !awaited;
+    r.port->close(); // nothing is sent, no flag changes
+    r.link.SendFrame(command);
+    QVERIFY(r.port->written.isEmpty());
+    QCOMPARE(r.link.AwaitingReply, !awaited);
+    QCOMPARE(r.link.ExpectedByteCount, qint16(7));
+    r.port->open();
+    r.link.SendFrame(command);
+    QCOMPARE(r.port->written, QList<QByteArray>{wire});
+    QCOMPARE(r.link.ExpectedByteCount, qint16(expected));
+    QCOMPARE(r.link.AwaitingReply, awaited);
 }
 
 void tst_DeviceLink::replySplitAtEveryPositionStillCompletes_data()
 {
     QTest::addColumn<bool>("rs232");
+    QTest::addColumn<QString>("count");
     QTest::addColumn<QByteArray>("reply");
     QTest::addColumn<QString>("expected");
-    QTest::newRow("rs232 prompt and line feed") << true << QByteArray(">:0A1B2C3D\n") << "0A1B2C3D";
-    QTest::newRow("rs232 plain") << true << QByteArray(":00FF7E01") << "00FF7E01";
-    // The bus tag before ":" counts towards the length and is cut by the link.
-    QTest::newRow("rs485 tag") << false << QByteArray("01R5:0A1B2C3D") << "0A1B2C3D";
-    QTest::newRow("rs485 keeps >") << false << QByteArray(">1R5:0A1B2C3D") << "0A1B2C3D";
+    QTest::newRow("rs232 prompt and line feed") << true << "04" << QByteArray(">:0A1B2C3D\n") << "0A1B2C3D";
+    QTest::newRow("rs232 plain") << true << "04" << QByteArray(":00FF7E01") << "00FF7E01";
+    // Characters before the ":" count towards the length.
+    QTest::newRow("rs232 text before colon") << true << "02" << QByteArray("AB:CD") << "ABCD";
+    QTest::newRow("zero bytes end on colon") << true << "00" << QByteArray(">:") << "";
+    // The bus tag before ":" is waited for on top of the data and cut by the link.
+    QTest::newRow("rs485 tag") << false << "04" << QByteArray("01R5:0A1B2C3D") << "0A1B2C3D";
+    QTest::newRow("rs485 keeps >") << false << "04" << QByteArray(">1R5:0A1B2C3D") << "0A1B2C3D";
 }
 
 void tst_DeviceLink::replySplitAtEveryPositionStillCompletes()
 {
     QFETCH(bool, rs232);
+    QFETCH(QString, count);
     QFETCH(QByteArray, reply);
     QFETCH(QString, expected);
-    // On the bus the tag counts towards the expected length, so a reply is
-    // only whole when it is split before its ":" (the device sends it in one
-    // burst); later splits end the reply early, as the device family expects.
-    const int lastCut = rs232 ? int(reply.size()) : int(reply.indexOf(':'));
-    for (int cut = 0; cut <= lastCut; ++cut) {
-        for (int cut2 = cut; cut2 <= lastCut; cut2 += 3) {
-            ScriptedPrompter prompter;
-            DeviceLink link(&prompter);
-            link.Rs232Mode = rs232;
-            auto *port = new ScriptedPort;
-            link.setPort(port);
-            port->open();
-            port->replies << QList<QByteArray>{reply.left(cut), reply.mid(cut, cut2 - cut), reply.mid(cut2)};
-            const QString got = link.Transact(QStringLiteral("R5202:04010000"));
-            QCOMPARE(got, expected);
-            QVERIFY(prompter.entries.isEmpty());
-            QVERIFY(!link.AwaitingReply);
-            QVERIFY(link.LineReady);
+    for (int cut = 0; cut <= reply.size(); ++cut) {
+        for (int cut2 = cut; cut2 <= reply.size(); cut2 += 3) {
+            Rig r;
+            r.link.Rs232Mode = rs232;
+            r.port->replies << QList<QByteArray>{reply.left(cut), reply.mid(cut, cut2 - cut), reply.mid(cut2)};
+            QCOMPARE(r.link.ReadMemory(QStringLiteral("0100"), count), expected);
+            QVERIFY(r.prompter.entries.isEmpty() && !r.link.AwaitingReply && r.link.LineReady);
         }
     }
 }
 
-void tst_DeviceLink::busReplyEndsEarlyWhenSplitAfterColon()
+void tst_DeviceLink::timeouts()
 {
-    ScriptedPrompter prompter;
-    DeviceLink link(&prompter);
-    link.Rs232Mode = false;
-    auto *port = new ScriptedPort;
-    link.setPort(port);
-    port->open();
-    port->replies << QList<QByteArray>{QByteArray("01R5:0A1B"), QByteArray("2C3D")};
-    QCOMPARE(link.Transact(QStringLiteral("R5202:04010000")), QStringLiteral("0A1B"));
-}
+    Rig r;
+    r.link.setReplyTimeout(20);
+    r.port->replies << QList<QByteArray>{QByteArray(":12")}; // shorter than asked for
+    QVERIFY(r.link.Transact(QStringLiteral("R5202:02010000")).isEmpty());
+    QCOMPARE(r.prompter.texts(), QStringList{kNoConnection});
+    QCOMPARE(r.prompter.entries.first().title, QStringLiteral("Communication Error"));
+    QVERIFY(r.link.LineReady && !r.link.AwaitingReply);
+    // Neither the cut reply nor text that came in while nobody waited is
+    // taken as the start of the next one.
+    r.port->replies << QList<QByteArray>{QByteArray(":ABCD"), QByteArray("XY")}
+                    << QList<QByteArray>{QByteArray(":0102")};
+    QCOMPARE(r.link.Transact(QStringLiteral("R5202:02010000")), QStringLiteral("ABCD"));
+    QTest::qWait(20);
+    QCOMPARE(r.link.Transact(QStringLiteral("R5202:02010000")), QStringLiteral("0102"));
 
-void tst_DeviceLink::zeroByteReadCompletesOnColon()
-{
-    ScriptedPrompter prompter;
-    DeviceLink link(&prompter);
-    auto *port = new ScriptedPort;
-    link.setPort(port);
-    port->open();
-    port->replies << QList<QByteArray>{QByteArray(">"), QByteArray(":")};
-    link.Transact(QStringLiteral("R5202:00010000"));
-    QVERIFY(!link.AwaitingReply);
-    QCOMPARE(link.txtRs, QString());
-
-    // Characters seen before the ":" count towards the expected length.
-    link.ExpectedByteCount = 2;
-    link.AssembleReply(QStringLiteral("AB"));
-    QVERIFY(!link.ReplyComplete);
-    link.AssembleReply(QStringLiteral(":CD"));
-    QVERIFY(link.ReplyComplete);
-    QCOMPARE(link.txtRs, QStringLiteral("ABCD"));
-}
-
-void tst_DeviceLink::timeoutReportsAtOnceWithoutAutoUpdate()
-{
-    ScriptedPrompter prompter;
-    DeviceLink link(&prompter);
-    link.setReplyTimeout(50);
-    auto *port = new ScriptedPort;
-    link.setPort(port);
-    port->open();
-    port->replies << QList<QByteArray>{QByteArray(":12")}; // shorter than asked for
-    const QString got = link.Transact(QStringLiteral("R5202:02010000"));
-    QVERIFY(got.isEmpty());
-    QCOMPARE(prompter.texts(), QStringList{kNoConnection});
-    QCOMPARE(prompter.entries.first().title, QStringLiteral("Communication Error"));
-    QVERIFY(link.LineReady);
-    QVERIFY(!link.AwaitingReply);
-}
-
-void tst_DeviceLink::timeoutSilentBelowTenMissesDuringAutoUpdate()
-{
-    ScriptedPrompter prompter;
-    DeviceLink link(&prompter);
-    link.setReplyTimeout(20);
+    // During the auto update the first nine misses in a row stay silent.
+    r.prompter.clear();
     QTimer timer4;
     timer4.setInterval(100000);
-    link.setTimer4(&timer4);
-    link.AutoUpdateOn = true;
-    auto *port = new ScriptedPort;
-    link.setPort(port);
-    port->open();
+    r.link.setTimer4(&timer4);
+    r.link.AutoUpdateOn = true;
     for (int i = 1; i <= 9; ++i) {
-        QVERIFY(link.Transact(QStringLiteral("R5202:01014F00")).isEmpty());
-        QVERIFY2(prompter.entries.isEmpty(), qPrintable(QString::number(i)));
+        QVERIFY(r.link.Transact(QStringLiteral("R5202:01014F00")).isEmpty());
+        QVERIFY2(r.prompter.entries.isEmpty(), qPrintable(QString::number(i)));
         QVERIFY(timer4.isActive()); // the poll runs again after each exchange
     }
-    QCOMPARE(link.TimeoutCount, qint16(9));
+    QCOMPARE(r.link.TimeoutCount, qint16(9));
+    // A lost line ends the run: the loss is its report.
+    emit r.port->portLost(QStringLiteral("lost"));
+    r.port->open();
+    r.prompter.clear();
+    QVERIFY(r.link.Transact(QStringLiteral("R5202:01014F00")).isEmpty());
+    QVERIFY(r.prompter.entries.isEmpty());
     // A reply in between resets the run of misses.
-    port->replies << QList<QByteArray>{QByteArray(":07")};
-    QCOMPARE(link.Transact(QStringLiteral("R5202:01014F00")), QStringLiteral("07"));
-    QCOMPARE(link.TimeoutCount, qint16(0));
+    r.port->replies << QList<QByteArray>{QByteArray(":07")};
+    QCOMPARE(r.link.Transact(QStringLiteral("R5202:01014F00")), QStringLiteral("07"));
+    QCOMPARE(r.link.TimeoutCount, qint16(0));
     for (int i = 1; i <= 10; ++i)
-        link.Transact(QStringLiteral("R5202:01014F00"));
-    QCOMPARE(prompter.texts(), QStringList{kNoConnection});
-    QCOMPARE(link.TimeoutCount, qint16(0));
+        r.link.Transact(QStringLiteral("R5202:01014F00"));
+    QCOMPARE(r.prompter.texts(), QStringList{kNoConnection});
+    QCOMPARE(r.link.TimeoutCount, qint16(0));
+
+    // A port replaced under a read ends the read at once, without a report.
+    r.prompter.clear();
+    r.link.AutoUpdateOn = false;
+    QTimer::singleShot(10, &r.link, [&] { r.link.setPort(new ScriptedPort); });
+    QVERIFY(r.link.Transact(QStringLiteral("R5202:01014F00")).isEmpty());
+    QVERIFY(r.prompter.entries.isEmpty() && !r.link.Timer3->isActive());
 }
 
-void tst_DeviceLink::storePauseArithmetic_data()
+// A send event that comes after the reply completed (a fast device) must not
+// restart the reply timer nor mark the line busy; bytes left unread in the
+// port (a late reply nobody took) must not be glued to the next reply.
+void tst_DeviceLink::lateSendEventAndStaleInputDoNotSpoilTheNextExchange()
 {
-    QTest::addColumn<qint64>("now");
-    QTest::addColumn<int>("pause");
-    QTest::newRow("whole second") << qint64(10000) << 1000;
-    QTest::newRow("just after") << qint64(10001) << 999;
-    QTest::newRow("below half") << qint64(10400) << 600;
-    // 11.5 rounds to the even 12, 12.5 to the even 12.
-    QTest::newRow("half to even up") << qint64(10500) << 1500;
-    QTest::newRow("half to even down") << qint64(11500) << 500;
-    QTest::newRow("above half") << qint64(10600) << 1400;
-    QTest::newRow("before midnight") << qint64(86399700) << 1300;
-    QTest::newRow("last ms of day") << qint64(86399999) << 1001;
+    auto *port = new EagerPort;
+    Rig r(port);
+    r.link.setReplyTimeout(1000);
+    port->reply = ":0C8A";
+    QCOMPARE(r.link.ReadMemory(QStringLiteral("0109"), QStringLiteral("02")), QStringLiteral("0C8A"));
+    QVERIFY(r.link.LineReady && !r.link.AwaitingReply);
+    QVERIFY(!r.link.Timer3->isActive());
+    port->input = ":77";
+    port->reply = ":0C8B";
+    QCOMPARE(r.link.ReadMemory(QStringLiteral("0109"), QStringLiteral("02")), QStringLiteral("0C8B"));
+    QCOMPARE(r.prompter.texts(), QStringList());
 }
 
 void tst_DeviceLink::storePauseArithmetic()
 {
-    QFETCH(qint64, now);
-    QFETCH(int, pause);
-    QCOMPARE(DeviceLink::StorePauseMs(now), pause);
-    QVERIFY(pause >= 500 && pause <= 1500);
+    QCOMPARE(DeviceLink::StorePauseMs(10000), 1000);
+    QCOMPARE(DeviceLink::StorePauseMs(10400), 600);
+    QCOMPARE(DeviceLink::StorePauseMs(10500), 1500); // 11.5 rounds to the even 12
+    QCOMPARE(DeviceLink::StorePauseMs(11500), 500);  // 12.5 rounds to the even 12
+    QCOMPARE(DeviceLink::StorePauseMs(86399700), 1300); // across midnight
+    QCOMPARE(DeviceLink::StorePauseMs(86399999), 1001);
 }
 
-void tst_DeviceLink::verifiedWriteOverPseudoTerminal()
+void tst_DeviceLink::verifiedWrite_data()
 {
-    PtyDevice device;
-    QVERIFY(!device.path.isEmpty());
-    ScriptedPrompter prompter;
-    DeviceLink link(&prompter);
-    link.setStorePauseOverride(10);
-    link.setReplyTimeout(300);
-    link.setPort(new QtSerialPort(device.path));
-
-    QCOMPARE(link.WriteRamData(QStringLiteral("02"), QStringLiteral("0010"), QStringLiteral("0FFF")),
-             QStringLiteral("0FFF"));
-    QVERIFY(prompter.entries.isEmpty());
-    QCOMPARE(device.frames, (QList<QByteArray>{"R5200:020010000FFF", "R5202:02001000"}));
-    QCOMPARE(link.ReadMemory(QStringLiteral("0010"), QStringLiteral("02")), QStringLiteral("0FFF"));
-
-    // Lower-case data is stored but the upper-case read-back differs.
-    QVERIFY(link.WriteRamData(QStringLiteral("01"), QStringLiteral("0020"), QStringLiteral("ab")).isEmpty());
-    QCOMPARE(prompter.texts().last(), QStringLiteral("Verify data is failed!\r data recieved: AB"));
-
-    // Odd length: 3 characters read back 2 bytes and the comparison fails.
-    device.frames.clear();
-    QVERIFY(link.WriteRamData(QStringLiteral("02"), QStringLiteral("0030"), QStringLiteral("123")).isEmpty());
-    QCOMPARE(device.frames.value(1), QByteArray("R5202:02003000"));
-
-    device.corrupt = true;
-    QVERIFY(link.WriteRamData(QStringLiteral("01"), QStringLiteral("0000"), QStringLiteral("5A")).isEmpty());
-    QCOMPARE(prompter.texts().last(), QStringLiteral("Verify data is failed!\r data recieved: 0A"));
-
-    device.corrupt = false;
-    device.silent = true;
-    prompter.clear();
-    QVERIFY(link.WriteRamData(QStringLiteral("01"), QStringLiteral("0000"), QStringLiteral("5A")).isEmpty());
-    QCOMPARE(prompter.texts(), (QStringList{kNoConnection,
-                                            QStringLiteral("Communication ERROR. Can not verify\r data in RAM")}));
+    QTest::addColumn<QString>("count");
+    QTest::addColumn<QString>("data");
+    QTest::addColumn<QByteArray>("readBack"); // the device's answer; empty: silent, "-": the port will not open
+    QTest::addColumn<QString>("result");
+    QTest::addColumn<QStringList>("messages");
+    QTest::addColumn<QByteArray>("frames"); // what went out, frames joined
+    const QString failed = QStringLiteral("Verify data is failed!\r data recieved: ");
+    const QString tooLong = QStringLiteral("Data string does not \r match length field!");
+    QTest::newRow("verified") << "02" << "0FFF" << QByteArray(":0FFF") << "0FFF" << QStringList()
+                              << QByteArray("R5200:020030000FFF\x1A\rR5202:02003000\x1A");
+    // The device answers in upper case; the comparison is exact.
+    QTest::newRow("lower case") << "01" << "ab" << QByteArray(":AB") << QString() << QStringList{failed + "AB"}
+                                << QByteArray("R5200:01003000ab\x1A\rR5202:01003000\x1A");
+    // Three characters read back two bytes.
+    QTest::newRow("odd length") << "02" << "123" << QByteArray(":1230") << QString() << QStringList{failed + "1230"}
+                                << QByteArray("R5200:02003000123\x1A\rR5202:02003000\x1A");
+    QTest::newRow("silent") << "01" << "5A" << QByteArray() << QString()
+                            << QStringList{kNoConnection, "Communication ERROR. Can not verify\r data in RAM"}
+                            << QByteArray("R5200:010030005A\x1A\rR5202:01003000\x1A");
+    QTest::newRow("longer than count") << "1" << "0102" << QByteArray() << QString() << QStringList{tooLong}
+                                       << QByteArray();
+    QTest::newRow("count 0") << "0" << "01" << QByteArray() << QString() << QStringList{tooLong} << QByteArray();
+    QTest::newRow("port will not open") << "01" << "5A" << QByteArray("-") << QString()
+                                        << QStringList{"Port is not available"} << QByteArray();
 }
 
-void tst_DeviceLink::lengthCheckSendsNothing()
+void tst_DeviceLink::verifiedWrite()
 {
-    ScriptedPrompter prompter;
-    DeviceLink link(&prompter);
-    auto *port = new ScriptedPort;
-    link.setPort(port);
-    const QString message = QStringLiteral("Data string does not \r match length field!");
-    QVERIFY(link.WriteRamData(QStringLiteral("1"), QStringLiteral("0100"), QStringLiteral("0102")).isEmpty());
-    QVERIFY(link.WriteRamData(QStringLiteral("0"), QStringLiteral("0100"), QStringLiteral("01")).isEmpty());
-    QCOMPARE(prompter.texts(), (QStringList{message, message}));
-    QVERIFY(port->written.isEmpty());
-    QCOMPARE(port->opens, 0);
+    QFETCH(QString, count);
+    QFETCH(QString, data);
+    QFETCH(QByteArray, readBack);
+    QFETCH(QString, result);
+    QFETCH(QStringList, messages);
+    QFETCH(QByteArray, frames);
+    Rig r;
+    r.port->close(); // the write opens it
+    r.port->failOpen = readBack == "-";
+    r.link.setStorePauseOverride(0);
+    r.link.setReplyTimeout(50);
+    r.port->replies << (readBack.isEmpty() ? QList<QByteArray>() : QList<QByteArray>{readBack});
+    QCOMPARE(r.link.WriteRamData(count, QStringLiteral("0030"), data), result);
+    QCOMPARE(r.prompter.texts(), messages);
+    QCOMPARE(r.port->written.join(), frames);
 }
 
-void tst_DeviceLink::closedPortIsOpenedFirst()
+// Counters that moved since the last poll raise their event once, however
+// far they moved; a counter that wrapped still moved.
+void tst_DeviceLink::lineErrorCountersRaiseOneEventEach()
 {
-    ScriptedPrompter prompter;
-    DeviceLink link(&prompter);
-    auto *port = new ScriptedPort;
-    link.setPort(port);
-    port->replies << QList<QByteArray>{QByteArray(":01")};
-    QCOMPARE(link.ReadMemory(QStringLiteral("0100"), QStringLiteral("01")), QStringLiteral("01"));
-    QCOMPARE(port->opens, 1);
-
-    port->close();
-    port->failOpen = true;
-    QVERIFY(link.ReadMemory(QStringLiteral("0100"), QStringLiteral("01")).isEmpty());
-    QCOMPARE(prompter.texts(), QStringList{QStringLiteral("Port is not available")});
-    QCOMPARE(port->written.size(), 1);
-}
-
-void tst_DeviceLink::hangUpEndsTheWaitAndIsReportedOnce()
-{
-    PtyDevice device;
-    device.silent = true;
-    ScriptedPrompter prompter;
-    DeviceLink link(&prompter);
-    link.setPort(new QtSerialPort(device.path));
-    QVERIFY(link.openPort());
-    QTimer::singleShot(100, this, [&] {
-        device.notifier->setEnabled(false);
-        ::close(device.master);
-        device.master = -1;
-        ::close(device.slave);
-        device.slave = -1;
-    });
-    QElapsedTimer t;
-    t.start();
-    QVERIFY(link.ReadMemory(QStringLiteral("0100"), QStringLiteral("50")).isEmpty());
-    QVERIFY(t.elapsed() < 2500); // ended by the hang-up, not by the time-out
-    QTest::qWait(100);
-    QVERIFY(!link.PortOpen());
-    QCOMPARE(prompter.texts().size(), 1);
+    using C = QtSerialPort::ErrorCounts;
+    QCOMPARE(QtSerialPort::errorEvents(C{3, 2, 1, 0}, C{3, 2, 1, 0}), QList<int>());
+    QCOMPARE(QtSerialPort::errorEvents(C{}, C{0, 7, 0, 0}), QList<int>{1004});
+    QCOMPARE(QtSerialPort::errorEvents(C{1, 1, 1, 1}, C{2, 2, 2, 2}), (QList<int>{1001, 1004, 1006, 1009}));
+    QCOMPARE(QtSerialPort::errorEvents(C{0, 0, 0, INT_MAX}, C{0, 0, 0, INT_MIN}), QList<int>{1009});
 }
 
 void tst_DeviceLink::displayPollStaysOffThroughVerifiedWrite()
