@@ -330,13 +330,16 @@ void DeviceLink::pause(int msecs)
 
 void DeviceLink::holdPoll()
 {
+    ++m_pollHolds;
     if (AutoUpdateOn && m_timer4)
         m_timer4->stop();
 }
 
 void DeviceLink::releasePoll()
 {
-    if (AutoUpdateOn && m_timer4)
+    if (m_pollHolds > 0)
+        --m_pollHolds;
+    if (m_pollHolds == 0 && AutoUpdateOn && m_timer4)
         m_timer4->start();
 }
 
@@ -408,10 +411,10 @@ QString DeviceLink::WriteRamData(const QString &byteCount, const QString &addres
     if (!PortOpen() && !openPort())
         return QString();
 
-    exchange(writeFrame(address, byteCount, data));
-    // The exchange starts the display poll again; it stays off until the
-    // read-back is compared, so no poll reaches the device while it stores.
+    // No poll reaches the device from the write frame to the comparison of
+    // its read-back: it would land in the middle of the device storing.
     holdPoll();
+    exchange(writeFrame(address, byteCount, data));
 
     pause(m_pauseOverride >= 0 ? m_pauseOverride : StorePauseMs(QTime::currentTime().msecsSinceStartOfDay()));
 
@@ -419,7 +422,6 @@ QString DeviceLink::WriteRamData(const QString &byteCount, const QString &addres
     if (readCount.size() < 2)
         readCount.prepend(QLatin1Char('0'));
     const QString reply = PortOpen() ? exchange(readFrame(address, readCount)) : QString();
-    holdPoll();
     if (readBack)
         *readBack = reply;
 

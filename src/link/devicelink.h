@@ -30,6 +30,13 @@ public:
     // The main window's display poll; stopped around every exchange while
     // AutoUpdateOn is set and started again afterwards.
     void setTimer4(QTimer *timer) { m_timer4 = timer; }
+    // Keeps the display poll off while held: every exchange holds it, a
+    // verified write holds it from its write frame to the comparison of the
+    // read-back, and the poll holds it for its own tick. Holds nest; the
+    // poll starts again (when AutoUpdateOn) as the last one is released.
+    void holdPoll();
+    void releasePoll();
+    bool pollHeld() const { return m_pollHolds > 0; }
     QTimer *Timer3 = nullptr;      // reply time-out
 
     // Opening the port when an exchange finds it closed. The main window
@@ -117,8 +124,6 @@ private:
     void finishPending(bool ok);
     void discardStale();
     QString exchange(const QString &command);
-    void holdPoll();
-    void releasePoll();
 
     Prompter *m_prompter;
     QPointer<SerialPort> m_port;
@@ -127,4 +132,5 @@ private:
     std::function<bool()> m_openHandler;
     Pending *m_pending = nullptr;
     int m_pauseOverride = -1;
+    int m_pollHolds = 0;
 };
