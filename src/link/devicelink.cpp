@@ -380,6 +380,21 @@ QString DeviceLink::Transact(const QString &command)
     return exchange(command);
 }
 
+void DeviceLink::SendText(const QString &command)
+{
+    if (!PortOpen() && !openPort())
+        return;
+    holdPoll();
+    if (AwaitingReply || !LineReady)
+        waitFor([this] { return !AwaitingReply && LineReady; });
+    if (PortOpen()) {
+        m_port->write(command.toLatin1() + '\r');
+        lblTr = command;
+        emit frameSent(command);
+    }
+    releasePoll();
+}
+
 QString DeviceLink::ReadMemory(const QString &address, const QString &byteCount)
 {
     return Transact(readFrame(address, byteCount));

@@ -69,6 +69,10 @@ public:
 
     void SendFrame(const QString &command);
     QString Transact(const QString &command);
+    // A plain text command (the set point): its characters and a carriage
+    // return, without the frame end, and no reply awaited. It waits for the
+    // line like an exchange and opens a closed port first.
+    void SendText(const QString &command);
     void AssembleReply(const QString &chunk);
 
     QString ReadMemory(const QString &address, const QString &byteCount);

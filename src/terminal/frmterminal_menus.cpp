@@ -1,0 +1,346 @@
+// The main window's menu and toolbar handlers.
+#include "frmterminal.h"
+#include "frmterminal_p.h"
+
+#include "common/prompter.h"
+#include "config/frmdprop.h"
+#include "config/frmproperties.h"
+#include "frmabout.h"
+#include "link/devicelink.h"
+#include "terminallogs.h"
+#include "widgetservice.h"
+
+// TEMPORARY while the chart viewer is being written.
+#include "files/frmautotune.h"
+#include "files/frmexporte.h"
+#include "files/frmimporte.h"
+#include "files/frmmemlog.h"
+
+#include <QAction>
+#include <QDialog>
+#include <QDir>
+#include <QFrame>
+#include <QLabel>
+#include <QPlainTextEdit>
+#include <QTimer>
+
+using frmterminal::kSystemMonitor;
+
+namespace {
+const QString kCaption = QStringLiteral("ZENTIR Control Terminal");
+const QString kCommLogFilter = QStringLiteral("Log Files (*.TLG)|*.tlg|All Files (*.*)|*.*");
+const QString kDataLogFilter = QStringLiteral("Log Files (*.LOG)|*.log|All Files (*.*)|*.*");
+
+// Disabled while a service frame is shown; the log items and their buttons
+// get back the state they had.
+const QStringList kLockedItems = {
+    "mnuOpen", "mnuMSComm", "mnuProperties", "mnuDeviceSinhronize", "mnuOptionsBackDoor",
+    "mnuOptionsMemExport", "mnuOptionsMemImport", "mnuOptionsCalibrate", "mnuOptionsView",
+    "mnuOptionRescale", "mnuDProperties", "mnuOpenLog", "mnuCloseLog", "mnuFileALogO", "mnuFileALogC", "mnuOALF"};
+const QStringList kLockedButtons = {"DialPhoneNumber", "HangUpPhone", "OpenLogFile", "CloseLogFile",
+                                    "ALogO", "ALogC", "Properties", "StartAM"};
+} // namespace
+
+void frmTerminal::tbrToolBar_ButtonClick(const QString &key)
+{
+    // The keys reach their commands crosswise; that mapping is kept as the
+    // operators know it.
+    if (key == QLatin1String("OpenLogFile"))
+        mnuOpenLog_Click();
+    else if (key == QLatin1String("CloseLogFile"))
+        mnuCloseLog_Click();
+    else if (key == QLatin1String("ALogO"))
+        mnuFileALogO_Click();
+    else if (key == QLatin1String("ALogC"))
+        mnuFileALogC_Click();
+    else if (key == QLatin1String("StartAS"))
+        mnuAutoS_Click();
+    else if (key == QLatin1String("DialPhoneNumber"))
+        mnuDeviceSinhronize_Click();
+    else if (key == QLatin1String("HangUpPhone"))
+        mnuOptionsBackDoor_Click();
+    else if (key == QLatin1String("Properties"))
+        mnuProperties_Click();
+    else if (key == QLatin1String("TransmitTextFile"))
+        mnuMonitor_Click();
+    else if (key == QLatin1String("RStart"))
+        mnuDRecStart_Click();
+    else if (key == QLatin1String("RStop"))
+        mnuDRecStop_Click();
+    // "StartAM" and any other key: nothing.
+
+    // The check marks of the toggle buttons follow what they show.
+    button(QStringLiteral("StartAS"))->setChecked(m_link->AutoUpdateOn);
+    button(QStringLiteral("TransmitTextFile"))->setChecked(m_monitor);
+    button(QStringLiteral("DialPhoneNumber"))->setChecked(m_link->PortOpen());
+}
+
+void frmTerminal::setEnabledPair(const QStringList &items, const QStringList &buttons, bool enabled)
+{
+    for (const QString &name : items)
+        if (QAction *a = menuItem(name))
+            a->setEnabled(enabled);
+    for (const QString &key : buttons)
+        if (QAction *b = button(key))
+            b->setEnabled(enabled);
+}
+
+bool frmTerminal::confirm(const QString &text)
+{
+    return m_prompter->askYesNo(text, kSystemMonitor, Prompter::Warning);
+}
+
+int frmTerminal::runDialog(QDialog &dialog)
+{
+    return execDialog ? execDialog(dialog) : dialog.exec();
+}
+
+void frmTerminal::mnuOpenLog_Click()
+{
+    QString path;
+    bool append = false;
+    if (!chooseLogFile(*m_prompter, QStringLiteral("Open Communications Log File"), kCommLogFilter,
+                       QDir(m_programFolder).filePath(QStringLiteral("My_TLog1.tlg")), &path, &append))
+        return;
+    QString error;
+    if (!m_commLog->open(path, append, &error)) {
+        m_prompter->message(error, kSystemMonitor, Prompter::Exclamation);
+        return;
+    }
+    setEnabledPair({"mnuCloseLog"}, {"CloseLogFile"}, true);
+    setEnabledPair({"mnuOpenLog"}, {"OpenLogFile"}, false);
+    setWindowTitle(kCaption + QStringLiteral(" - ") + path);
+}
+
+void frmTerminal::mnuCloseLog_Click()
+{
+    QString error;
+    if (!m_commLog->close(&error))
+        m_prompter->message(error, kSystemMonitor, Prompter::Exclamation);
+    setEnabledPair({"mnuOpenLog"}, {"OpenLogFile"}, true);
+    setEnabledPair({"mnuCloseLog"}, {"CloseLogFile"}, false);
+    setWindowTitle(kCaption);
+}
+
+void frmTerminal::mnuFileALogO_Click()
+{
+    QString path;
+    bool append = false;
+    if (!chooseLogFile(*m_prompter, QStringLiteral("Open Auto Log File"), kDataLogFilter,
+                       QDir(m_programFolder).filePath(QStringLiteral("My_ALog1.log")), &path, &append))
+        return;
+    QString error;
+    if (!m_dataLog->open(path, append, &error)) {
+        m_prompter->message(error, kSystemMonitor, Prompter::Exclamation);
+        return;
+    }
+    setEnabledPair({"mnuFileALogC", "mnuDRecStart"}, {"ALogC", "RStart"}, true);
+    setEnabledPair({"mnuFileALogO"}, {"ALogO", "RStop"}, false);
+    setWindowTitle(QStringLiteral("I/O Terminal - ") + path);
+}
+
+void frmTerminal::mnuFileALogC_Click()
+{
+    // No record can follow once the log is gone.
+    m_recording = false;
+    m_recordDue = false;
+    Timer5->stop();
+    QString error;
+    if (!m_dataLog->close(&error))
+        m_prompter->message(error, kSystemMonitor, Prompter::Exclamation);
+    setEnabledPair({"mnuFileALogO"}, {"ALogO"}, true);
+    setEnabledPair({"mnuFileALogC", "mnuDRecStart", "mnuDRecStop"}, {"ALogC", "RStart", "RStop"}, false);
+    setWindowTitle(kCaption);
+}
+
+void frmTerminal::mnuOALF_Click()
+{
+    if (!confirm(QStringLiteral("  Do you want to Save Flow Memory Log into the File?  ")))
+        return;
+    frmMemLog dialog(*this, this);
+    runDialog(dialog);
+}
+
+void frmTerminal::commLogWritten(bool ok)
+{
+    // A log that cannot be written (a full disk) is closed with its reason,
+    // once, after the exchange in progress: a message box must not open in
+    // the middle of a wait for a reply.
+    if (ok || !m_commLog->isOpen() || m_commLogCloseQueued)
+        return;
+    m_commLogCloseQueued = true;
+    QMetaObject::invokeMethod(this, [this] {
+        m_commLogCloseQueued = false;
+        if (m_commLog->isOpen())
+            mnuCloseLog_Click();
+    }, Qt::QueuedConnection);
+}
+
+void frmTerminal::mnuAutoS_Click()
+{
+    setAutoUpdate(!m_link->AutoUpdateOn);
+}
+
+void frmTerminal::mnuMonitor_Click()
+{
+    m_monitor = !m_monitor;
+    m_comMonitor = m_monitor ? 1 : 0;
+    menuItem(QStringLiteral("mnuMonitor"))->setChecked(m_monitor);
+    button(QStringLiteral("TransmitTextFile"))->setChecked(m_monitor);
+    fraSendR->setVisible(m_monitor);
+    TimerM_Timer();
+}
+
+void frmTerminal::mnuStart_Click()
+{
+    m_devInfo = 1;
+    m_link->SuppressTerminal = false;
+    txtTerm->show();
+    txtTerm->setFocus();
+    menuItem(QStringLiteral("mnuStart"))->setEnabled(false);
+    menuItem(QStringLiteral("mnuStop"))->setEnabled(true);
+}
+
+void frmTerminal::mnuStop_Click()
+{
+    m_devInfo = 0;
+    m_link->SuppressTerminal = true;
+    txtTerm->hide();
+    menuItem(QStringLiteral("mnuStart"))->setEnabled(true);
+    menuItem(QStringLiteral("mnuStop"))->setEnabled(false);
+}
+
+std::unique_ptr<frmProperties> frmTerminal::propertiesDialog()
+{
+    auto dialog = std::make_unique<frmProperties>(*this, frmProperties::Current{m_echo, m_timeSs, m_timeSr}, this);
+    dialog->choosePort = [this](const QString &name, QString *error) { return choosePort(name, error); };
+    connect(dialog.get(), &frmProperties::interfaceChosen, this, &frmTerminal::setInterfaceFlag);
+    connect(dialog.get(), &frmProperties::updateRateChosen, this, &frmTerminal::setUpdateRateIndex);
+    connect(dialog.get(), &frmProperties::recordIntervalChosen, this, &frmTerminal::setRecordIntervalIndex);
+    connect(dialog.get(), &frmProperties::applied, this, [this](const QString &interfaceText, const QString &port, bool echo) {
+        setPanelText(QStringLiteral("Interface"), QStringLiteral("Interface: ") + interfaceText);
+        setPanelText(QStringLiteral("Comport"), QStringLiteral("COM Port: ") + port);
+        showPortState();
+        setEcho(echo);
+    });
+    return dialog;
+}
+
+void frmTerminal::mnuProperties_Click()
+{
+    const auto dialog = propertiesDialog();
+    runDialog(*dialog);
+}
+
+void frmTerminal::mnuDeviceSinhronize_Click()
+{
+    synchronize();
+}
+
+void frmTerminal::mnuDRecStart_Click()
+{
+    m_recording = true;
+    m_recordDue = false;
+    Timer5->start();
+    button(QStringLiteral("RStart"))->setEnabled(false);
+    button(QStringLiteral("RStop"))->setEnabled(true);
+    menuItem(QStringLiteral("mnuDRecStart"))->setEnabled(false);
+    menuItem(QStringLiteral("mnuDRecStop"))->setEnabled(true);
+    m_prompter->beep();
+}
+
+void frmTerminal::mnuDRecStop_Click()
+{
+    m_recording = false;
+    m_recordDue = false;
+    Timer5->stop();
+    button(QStringLiteral("RStart"))->setEnabled(true);
+    button(QStringLiteral("RStop"))->setEnabled(false);
+    menuItem(QStringLiteral("mnuDRecStart"))->setEnabled(true);
+    menuItem(QStringLiteral("mnuDRecStop"))->setEnabled(false);
+    m_prompter->beep();
+}
+
+void frmTerminal::mnuDProperties_Click()
+{
+    DevicePropertiesOpen = 1;
+    PropertiesEdit = 1;
+    synchronize();
+    frmDProp dialog(*this, this);
+    runDialog(dialog);
+}
+
+void frmTerminal::mnuOptionsBackDoor_Click()
+{
+    m_memWrite->start();
+}
+
+void frmTerminal::mnuOptionsMemExport_Click()
+{
+    if (!confirm(QStringLiteral("  Do you want to Save Configuration Table into the File?  ")))
+        return;
+    synchronize();
+    frmExportE dialog(*this, this);
+    runDialog(dialog);
+}
+
+void frmTerminal::mnuOptionsMemImport_Click()
+{
+    if (!confirm(QStringLiteral("WARNING: Proceeding with this may cause loosing of the Calibration Data!\r"
+                                "   Do you want to Import Configuration Table into the Unit?   ")))
+        return;
+    frmImportE dialog(*this, this);
+    runDialog(dialog);
+}
+
+void frmTerminal::mnuOptionsCalibrate_Click()
+{
+    m_calibrate->start();
+}
+
+void frmTerminal::mnuOptionsView_Click()
+{
+    frmAutoTune dialog(*this, this);
+    runDialog(dialog);
+}
+
+void frmTerminal::mnuOptionRescale_Click()
+{
+    m_rescale->start();
+}
+
+void frmTerminal::mnuHelpA_Click()
+{
+    frmAbout dialog(this);
+    runDialog(dialog);
+}
+
+void frmTerminal::setMenusLocked(bool locked)
+{
+    if (locked == m_locked)
+        return;
+    m_locked = locked;
+    if (locked) {
+        m_kept.clear();
+        for (const QString &name : kLockedItems)
+            if (QAction *a = menuItem(name)) {
+                m_kept.insert(name, a->isEnabled());
+                a->setEnabled(false);
+            }
+        for (const QString &key : kLockedButtons)
+            if (QAction *b = button(key)) {
+                m_kept.insert(QStringLiteral("button:") + key, b->isEnabled());
+                b->setEnabled(false);
+            }
+    } else {
+        for (const QString &name : kLockedItems)
+            if (QAction *a = menuItem(name))
+                a->setEnabled(m_kept.value(name, true));
+        for (const QString &key : kLockedButtons)
+            if (QAction *b = button(key))
+                b->setEnabled(m_kept.value(QStringLiteral("button:") + key, true));
+        button(QStringLiteral("StartAM"))->setEnabled(!m_link->AutoUpdateOn);
+    }
+    imgConnected->setEnabled(!locked);
+    imgNotConnected->setEnabled(!locked);
+}

@@ -1,0 +1,173 @@
+// The main window's talk with the device on its own: the configuration
+// readout, the display poll (Timer4), the recorder (Timer5), the monitor and
+// connect-time refresh (TimerM) and the status text reset (Timer2).
+#include "frmterminal.h"
+
+#include "common/numtext.h"
+#include "config/commsettings.h"
+#include "link/devicelink.h"
+#include "livedisplay.h"
+#include "session/configreadout.h"
+#include "session/terminalstate.h"
+#include "terminallogs.h"
+
+#include <QAction>
+#include <QDateTime>
+#include <QLabel>
+#include <QLineEdit>
+#include <QProgressBar>
+#include <QTimer>
+
+bool frmTerminal::synchronize()
+{
+    if (m_syncing)
+        return false;
+    m_syncing = true;
+    ConfigReadout readout(*m_link, *m_state, m_prompter);
+    PrgBar1->setValue(0);
+    PrgBar1->show();
+    readout.progress = [this](int v) {
+        PrgBar1->setValue(v);
+        if (v == 1 || v == 5)
+            refreshStatusBar();
+    };
+    const bool ok = readout.run();
+    PrgBar1->hide();
+    if (ok) {
+        refreshStatusBar();
+        showFlowLabels();
+    }
+    m_syncing = false;
+    return ok;
+}
+
+void frmTerminal::refreshStatusBar()
+{
+    if (m_state->MemoryImage0100.isEmpty())
+        return;
+    setPanelText(QStringLiteral("SampleTime"),
+                 QStringLiteral("Sample time: ") + m_state->cellText(QStringLiteral("0100")) + QStringLiteral(" x 20 ms"));
+    const qint64 maxFlow = m_state->cellValue(QStringLiteral("0105"));
+    // In tenths mode the device stores ten times the flow.
+    const QString maxText = m_state->tenthsMode() ? numtext::doubleToText(maxFlow / 10.0) : QString::number(maxFlow);
+    setPanelText(QStringLiteral("MaxFlow"), QStringLiteral("Max Flow: ") + maxText + QStringLiteral(" L/s"));
+    if (!m_state->EngUnitHex.isEmpty())
+        setPanelText(QStringLiteral("EngUnit"), QStringLiteral("Enginnering Unit: ") + m_state->unitText());
+}
+
+bool frmTerminal::autoUpdateOn() const
+{
+    return m_link->AutoUpdateOn;
+}
+
+void frmTerminal::setAutoUpdate(bool on)
+{
+    m_link->AutoUpdateOn = on;
+    if (on) {
+        m_link->TimeoutCount = 0;
+        Timer4->start();
+    } else {
+        Timer4->stop();
+    }
+    if (QAction *b = button(QStringLiteral("StartAS")))
+        b->setChecked(on);
+}
+
+QString frmTerminal::currentFlowText() const
+{
+    return m_state->FlowText;
+}
+
+void frmTerminal::showFlowLabels()
+{
+    lblMDRe->setText(m_state->FlowText);
+    lblMDEU->setText(LiveDisplay::unitShown(*m_state));
+    Label7->setText(m_state->TotalText);
+    Label12->setText(m_state->totalUnitText());
+}
+
+void frmTerminal::Timer4_Timer()
+{
+    if (!m_link->AutoUpdateOn) {
+        Timer4->stop();
+        return;
+    }
+    Timer4->stop();
+    // A message of the running poll is up; the poll starts the timer again
+    // when it ends.
+    if (m_inTick)
+        return;
+    if (!m_link->PortOpen() && !m_link->openPort()) {
+        setAutoUpdate(false);
+        return;
+    }
+    m_inTick = true;
+    LiveDisplay live(*m_link, *m_state, m_prompter);
+    const LiveDisplay::Result r = live.tick();
+    showFlowLabels();
+    if (!r.stopped && m_recording && m_recordDue) {
+        Timer5->stop();
+        m_recordDue = false;
+        if (m_dataLog->record(QDateTime::currentDateTime(), m_state->FlowText, lblMDEU->text()))
+            Timer5->start();
+        else
+            mnuFileALogC_Click();  // stops recording and reports why the log could not be saved
+    }
+    m_inTick = false;
+    if (m_link->AutoUpdateOn && !Timer4->isActive())
+        Timer4->start();
+}
+
+void frmTerminal::Timer5_Timer()
+{
+    m_recordDue = true;
+}
+
+void frmTerminal::setRecordIntervalIndex(int index)
+{
+    m_timeSr = index;
+    if (const int ms = CommSettings::intervalMs(index); ms > 0) {
+        Timer5->setInterval(ms);
+        if (!m_recording)
+            Timer5->stop();
+    }
+}
+
+void frmTerminal::setUpdateRateIndex(int index)
+{
+    m_timeSs = index;
+    if (const int ms = CommSettings::intervalMs(index); ms > 0) {
+        Timer4->setInterval(ms);
+        if (!m_link->AutoUpdateOn)
+            Timer4->stop();
+    }
+    setPanelText(QStringLiteral("UpdateRate"), QStringLiteral("Update Rate: %1 ms").arg(Timer4->interval()));
+}
+
+void frmTerminal::TimerM_Timer()
+{
+    if (m_monitor) {
+        lblTr->setText(m_link->lblTr);
+        txtRs->setText(m_link->txtRs);
+    }
+    if (m_link->PortOpen()) {
+        const qint64 s = m_connectedSince > 0 ? (QDateTime::currentMSecsSinceEpoch() - m_connectedSince) / 1000 : 0;
+        lblConnectTime->setText(QStringLiteral("%1:%2:%3")
+                                    .arg(s / 3600, 2, 10, QLatin1Char('0'))
+                                    .arg(s / 60 % 60, 2, 10, QLatin1Char('0'))
+                                    .arg(s % 60, 2, 10, QLatin1Char('0')));
+    } else {
+        lblConnectTime->setText(tr("Closed"));
+    }
+}
+
+void frmTerminal::Timer2_Timer()
+{
+    setStatusText(QStringLiteral("Status: "));
+    Timer2->stop();
+}
+
+void frmTerminal::startTimer2()
+{
+    Timer2->start();
+}

@@ -1,0 +1,150 @@
+// The main window's port: choosing and replacing it, the port toggle, its
+// state on screen and the line events.
+#include "frmterminal.h"
+#include "frmterminal_p.h"
+
+#include "common/prompter.h"
+#include "lineevents.h"
+#include "link/devicelink.h"
+#include "link/portfactory.h"
+
+#include <QAction>
+#include <QDateTime>
+#include <QLabel>
+#include <QTimer>
+
+using frmterminal::kSystemMonitor;
+
+SerialPort *frmTerminal::port() const
+{
+    return m_link->port();
+}
+
+QString frmTerminal::portName() const
+{
+    return port() ? port()->portName() : QString();
+}
+
+void frmTerminal::setPortByName(const QString &name)
+{
+    setPort(PortFactory::make(name));
+}
+
+void frmTerminal::setPort(SerialPort *newPort)
+{
+    if (!newPort)
+        return;
+    if (SerialPort *old = port()) {
+        // The line settings belong to the program, not to the port object.
+        newPort->setSettings(old->settings());
+        newPort->setHandshaking(old->handshaking());
+    }
+    m_link->setPort(newPort);
+    setInterfaceFlag(m_link->Rs232Mode);
+    showPortState();
+    setPanelText(QStringLiteral("Comport"), QStringLiteral("COM Port: ") + portName());
+}
+
+bool frmTerminal::choosePort(const QString &name, QString *error)
+{
+    SerialPort *old = port();
+    if (!PortFactory::exists(name, error))
+        return false;
+    const bool wasOpen = old && old->isOpen();
+    std::unique_ptr<SerialPort> next(PortFactory::make(name));
+    if (old) {
+        next->setSettings(old->settings());
+        next->setHandshaking(old->handshaking());
+    }
+    if (wasOpen) {
+        setAutoUpdate(false);
+        old->close();
+        if (!next->open()) {
+            if (error)
+                *error = next->errorString();
+            old->open();
+            showPortState();
+            return false;
+        }
+    }
+    setPort(next.release());
+    return true;
+}
+
+bool frmTerminal::mnuOpen_Click()
+{
+    SerialPort *p = port();
+    if (!p)
+        return false;
+    if (p->isOpen()) {
+        closePort();
+    } else if (!p->open()) {
+        m_prompter->message(p->errorString(), kSystemMonitor, Prompter::Exclamation);
+    } else {
+        // A fresh connection starts without the old line texts.
+        m_lineEvents->clear();
+        m_connectedSince = QDateTime::currentMSecsSinceEpoch();
+    }
+    showPortState();
+    return p->isOpen();
+}
+
+void frmTerminal::closePort()
+{
+    setAutoUpdate(false);
+    if (SerialPort *p = port())
+        p->close();
+    showPortState();
+}
+
+void frmTerminal::onPortLost()
+{
+    // The link has reported the loss; the operator can open the port again.
+    setAutoUpdate(false);
+    showPortState();
+}
+
+void frmTerminal::showPortState()
+{
+    const bool open = m_link->PortOpen();
+    if (QAction *a = menuItem(QStringLiteral("mnuOpen")))
+        a->setChecked(open);
+    if (QAction *b = button(QStringLiteral("TransmitTextFile")))
+        b->setEnabled(open);
+    if (QAction *b = button(QStringLiteral("DialPhoneNumber")))
+        b->setChecked(open);
+    imgConnected->setVisible(open);
+    imgNotConnected->setVisible(!open);
+    setPanelText(QStringLiteral("Settings"),
+                 QStringLiteral("Settings: ") + (open && port() ? port()->settings() : QString()));
+    TimerM_Timer();
+}
+
+void frmTerminal::setInterfaceFlag(bool rs232)
+{
+    m_link->Rs232Mode = rs232;
+    if (port())
+        port()->setInterfaceMode(rs232);
+}
+
+void frmTerminal::MSComm1_OnComm(int code)
+{
+    const LineEvents::Action action = m_lineEvents->OnComm(code);
+    if (action == LineEvents::None)
+        return;
+    setStatusText(m_lineEvents->statusText(action));
+    if (action == LineEvents::AskError) {
+        m_prompter->beep();
+        // One question at a time: events that come while it is up only
+        // update the status text.
+        if (!m_asking) {
+            m_asking = true;
+            const bool ignore = m_prompter->askOkCancel(m_lineEvents->LineErrorText, LineEvents::QuestionTitle,
+                                                        Prompter::Exclamation);
+            m_asking = false;
+            if (!ignore && m_link->PortOpen())
+                closePort();
+        }
+    }
+    Timer2->start();
+}
