@@ -66,7 +66,7 @@ struct Rig : SimRig {
         for (int i = 0; i < parts.size(); ++i) {
             if (i > 0) {
                 QTest::keyClick(f, Qt::Key_Home);
-                QTest::keyClick(f, Qt::Key_Delete);
+                QTest::sendKeyEvent(QTest::Click, f, Qt::Key_Delete, QString(QChar(0x7f)), Qt::NoModifier); // as X11 sends it
             }
             QTest::keyClicks(f, parts[i]);
         }
