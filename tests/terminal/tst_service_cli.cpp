@@ -20,7 +20,6 @@ class TestServiceCli : public QObject
     Q_OBJECT
 private slots:
     void rescaleChangesBothValues();
-    void corruptedFactorReadBackLeavesMaxFlow();
     void calibrateAndPoke();
     void refusals_data();
     void refusals();
@@ -35,18 +34,6 @@ void TestServiceCli::rescaleChangesBothValues()
     QVERIFY2(r.err.contains(QLatin1String("New Scaling Factor was Successfully Updated!")), qPrintable(r.err));
     QCOMPARE(readHex(sim.path(), "0118", "04"), QStringLiteral("000F4240"));
     QCOMPARE(readHex(sim.path(), "0105", "04"), QStringLiteral("00002710"));
-}
-
-void TestServiceCli::corruptedFactorReadBackLeavesMaxFlow()
-{
-    SimProcess sim;
-    QVERIFY2(sim.start({QStringLiteral("--fault"), QStringLiteral("corrupt")}),
-             qPrintable(sim.errorString()));
-    const CliRun r = runCli(sim.path(), {"rescale", "10000", "--code", "123", "--yes"});
-    QCOMPARE(r.code, 1);
-    QVERIFY2(r.err.contains(QLatin1String("ABORT: Error during Scale Factor Update!")), qPrintable(r.err));
-    QVERIFY(!r.err.contains(QLatin1String("Maximum Flow Update")));
-    QCOMPARE(readHex(sim.path(), "0105", "04"), QStringLiteral("00001388"));
 }
 
 void TestServiceCli::calibrateAndPoke()
