@@ -54,7 +54,7 @@ static CliCommand rescaleCommand("rescale",
         const QString oldMax = rescale.maxFlowOldText();
         const QString oldFactor = rescale.scaleFactorOldText();
         const QString newMax = c.args[0].trimmed();
-        const Rescale::Result r = rescale.compute(newMax, oldMax, oldFactor);
+        const Rescale::Result r = rescale.compute(newMax);
         if (!r.leave || r.failed)
             return ExitDevice;
         *c.out << "scaling factor " << oldFactor << " -> " << r.sf << (r.factorDone ? "" : " (not written)") << "\n";
@@ -87,7 +87,6 @@ static CliCommand calibrateCommand("calibrate", "calibrate FACTOR --yes         
             return ExitDevice;
         if (!host->synchronize())
             return ExitDevice;
-        calibration.startText();
         switch (calibration.enter(factor)) {
         case Calibration::OutOfRange:
             *c.err << host->statusText() << "\n";
@@ -96,7 +95,7 @@ static CliCommand calibrateCommand("calibrate", "calibrate FACTOR --yes         
             *c.err << host->statusText() << "\n";
             return ExitDevice;
         case Calibration::Unchanged:
-            *c.out << "scaling factor " << calibration.currentText << " (unchanged)\n";
+            *c.out << "scaling factor " << calibration.startText() << " (unchanged)\n";
             return ExitOk;
         case Calibration::Written:
             *c.out << host->statusText() << "\n";

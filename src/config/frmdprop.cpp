@@ -18,8 +18,35 @@
 #include <QStackedWidget>
 #include <QTabBar>
 #include <QVBoxLayout>
+#include <QValidator>
 
 namespace {
+
+// Holds text that reaches a field other than by a key (paste, middle-click,
+// drop, setText) to the field's key rule: what a key could not type is dropped.
+class KeyRuleValidator : public QValidator
+{
+public:
+    KeyRuleValidator(TerminalHost &host, const QString &control, QObject *parent)
+        : QValidator(parent), m_host(host), m_control(control) {}
+    State validate(QString &input, int &pos) const override
+    {
+        QString kept;
+        for (int i = 0; i < input.size(); ++i) {
+            const int key = input.at(i).unicode();
+            if (key != 8 && ParameterCommit::keyAction(m_control, key, m_host.state().tenthsMode()) == ParameterCommit::KeyPass)
+                kept += input.at(i);
+            else if (i < pos)
+                --pos;
+        }
+        input = kept;
+        return Acceptable;
+    }
+
+private:
+    TerminalHost &m_host; // outlives the form, unlike its ParameterCommit
+    QString m_control;
+};
 
 QWidget *withUnit(QWidget *field, QLabel *unit)
 {
@@ -67,6 +94,7 @@ QLineEdit *frmDProp::newField(const QString &control, int maxLength)
     if (maxLength > 0)
         field->setMaxLength(maxLength);
     field->installEventFilter(this);
+    field->setValidator(new KeyRuleValidator(m_host, control, field));
     m_fields.insert(control, field);
     m_keyPress.insert(field, keyPressHandler(control));
     return field;
@@ -259,6 +287,10 @@ bool frmDProp::eventFilter(QObject *watched, QEvent *event)
         return QDialog::eventFilter(watched, event);
     const auto *key = static_cast<QKeyEvent *>(event);
     int KeyAscii = 0;
+    // Delete edits like Backspace, and a paste is held to the key rule by the
+    // field's validator: neither is a typed character.
+    if (key->key() == Qt::Key_Delete || key->matches(QKeySequence::Paste))
+        return false;
     if (key->key() == Qt::Key_Return || key->key() == Qt::Key_Enter)
         KeyAscii = 13;
     else if (key->key() == Qt::Key_Backspace)

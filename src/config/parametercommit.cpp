@@ -226,12 +226,34 @@ bool ParameterCommit::isPending(const QString &control, const QString &shown) co
 {
     if (!textFields().contains(control))
         return false;
-    const QString stored = displayText(control);
-    if (control == kUnitName)
-        return shown != stored;
-    if (control == kDataPointer)
-        return numtext::hexValue(shown) != numtext::hexValue(stored);
-    return numtext::val(shown) != numtext::val(stored);
+    const Parameter *p = ParameterMap::find(control);
+    if (p->encoding == Parameter::UnitName)
+        return shown.size() < 2 || unitNameData(shown) != heldUnitData();
+    qint64 value = 0;
+    // Text that is no value the device could hold is pending: its commit refuses it.
+    if (!readValue(*p, shown, &value))
+        return true;
+    return value != m_host.state().cellValue(p->address);
+}
+
+bool ParameterCommit::readValue(const Parameter &p, const QString &typed, qint64 *value) const
+{
+    if (p.encoding == Parameter::HexPointer) {
+        // Typed in hex and sent as typed: only upper-case digits that fit the field.
+        if (!ParameterMap::isUpperHex(typed) || typed.size() > 2 * p.width)
+            return false;
+        *value = typed.isEmpty() ? 0 : typed.toLongLong(nullptr, 16);
+        return true;
+    }
+    const bool tenths = p.encoding == Parameter::FullScale && tenthsMode();
+    return ParameterMap::exactValue(typed, tenths ? 1 : 0, value);
+}
+
+QString ParameterCommit::heldUnitData() const
+{
+    const Parameter &p = *ParameterMap::find(kUnitName);
+    const TerminalState &s = m_host.state();
+    return s.CellValue.contains(p.address) ? ParameterMap::padHex(quint32(s.cellValue(p.address)), p.width) : QString();
 }
 
 CommitResult ParameterCommit::commit(const QString &control, const QString &typed, const ShownText &shown)
@@ -245,25 +267,31 @@ CommitResult ParameterCommit::commit(const QString &control, const QString &type
         return commitUnitName(*p, typed);
 
     const bool tenths = p->encoding == Parameter::FullScale && tenthsMode();
-    // The data pointer is typed in hex; as a 4-digit "&H" text 8000h and up read negative.
-    const double v = p->encoding == Parameter::HexPointer ? double(numtext::hexValue(typed)) : numtext::val(typed);
+    // stored is what the device would hold: tenths of the full scale in tenth mode.
+    qint64 stored = 0;
+    const bool read = readValue(*p, typed, &stored);
+    const double v = tenths ? stored / 10.0 : double(stored);
     QString rangeText = p->rangeText;
     double upper = p->upperExclusive;
     if (tenths) {
         upper = kTenthsLimit;
         rangeText = ParameterMap::tenthsRangeText();
     } else if (!p->crossField.isEmpty()) {
-        // The limit is what the other field shows now, committed or not.
+        // The limit is what the other field shows now, committed or not, but
+        // never beyond what that field itself accepts.
+        const Parameter *other = ParameterMap::find(p->crossField);
         upper = numtext::val(shown ? shown(p->crossField) : displayText(p->crossField));
+        const double otherUpper = other->encoding == Parameter::FullScale && tenthsMode() ? kTenthsLimit
+                                                                                          : other->upperExclusive;
+        upper = qMin(upper, otherUpper);
     }
     const bool lowerOk = p->lowerExclusive ? v > p->lower : v >= p->lower;
-    if (!lowerOk || v >= upper) {
+    if (!read || !lowerOk || v >= upper || !ParameterMap::fitsWidth(stored, p->width)) {
         refused(rangeText);
         r.outcome = CommitResult::Refused;
         return r;
     }
 
-    const qint64 stored = numtext::roundHalfEvenToInt(tenths ? v * 10 : v);
     if (stored == m_host.state().cellValue(p->address)) {
         r.outcome = CommitResult::Unchanged;
         return r;
@@ -306,20 +334,22 @@ CommitResult ParameterCommit::commitUnitName(const Parameter &p, const QString &
     r.text = typed;
     if (typed.size() < 2)
         return r;
-    if (typed == m_host.state().cellText(p.address)) {
+    // Compared as the device holds it: two character codes and the zero byte.
+    const QString data = unitNameData(typed);
+    if (data == heldUnitData()) {
         r.outcome = CommitResult::Unchanged;
         return r;
     }
-    const QString data = unitNameData(typed);
     r.data = data;
     if (m_host.link().WriteRamData(p.widthText(), p.address, data) != data) {
         r.outcome = CommitResult::Failed;
         r.text = displayText(p.control);
         return r;
     }
-    // The device keeps two characters; that is the name from now on.
-    store(p, data, qint64(data.toULongLong(nullptr, 16)), typed.left(2));
+    // The device keeps two characters ("?" for those beyond its set); that is the name from now on.
+    store(p, data, qint64(data.toULongLong(nullptr, 16)), QString::fromLatin1(QByteArray::fromHex(data.toLatin1()).left(2)));
     r.outcome = CommitResult::Written;
+    r.text = displayText(p.control);
     return r;
 }
 

@@ -96,6 +96,10 @@ public:
     QString totalUnitText() const;  // lblTotalEU: " K  " or " M  " before the unit name
 
 private:
+    // The typed text as the number the device would hold; false when it is none.
+    bool readValue(const Parameter &p, const QString &typed, qint64 *value) const;
+    // The unit name's data as the device holds it ("" before any readout).
+    QString heldUnitData() const;
     CommitResult commitUnitName(const Parameter &p, const QString &typed);
     CommitResult finish(const Parameter &p, const QString &control, const QString &typed,
                         const QString &data, qint64 stored);

@@ -81,4 +81,51 @@ QString padHex(quint32 value, int width)
     return numtext::hexPadded(value, 2 * width);
 }
 
+bool exactValue(const QString &text, int decimals, qint64 *scaled)
+{
+    qint64 v = 0;
+    int significant = 0;
+    int fraction = -1; // digits after the point; -1 before it
+    bool anyDigit = false;
+    for (QChar c : text) {
+        if (c == QLatin1Char('.')) {
+            if (fraction >= 0)
+                return false;
+            fraction = 0;
+            continue;
+        }
+        if (c < QLatin1Char('0') || c > QLatin1Char('9'))
+            return false;
+        const int d = c.digitValue();
+        anyDigit = true;
+        if (fraction >= 0 && ++fraction > decimals) {
+            if (d != 0)
+                return false;
+            continue;
+        }
+        if ((v != 0 || d != 0) && ++significant > 17)
+            return false;
+        v = v * 10 + d;
+    }
+    if (!anyDigit && !text.isEmpty())
+        return false;
+    for (int i = qMax(fraction, 0); i < decimals; ++i)
+        v *= 10;
+    *scaled = v;
+    return true;
+}
+
+bool fitsWidth(qint64 value, int width)
+{
+    return value >= 0 && (width >= 8 || value < (qint64(1) << (8 * width)));
+}
+
+bool isUpperHex(const QString &text)
+{
+    for (QChar c : text)
+        if (!((c >= QLatin1Char('0') && c <= QLatin1Char('9')) || (c >= QLatin1Char('A') && c <= QLatin1Char('F'))))
+            return false;
+    return true;
+}
+
 } // namespace ParameterMap

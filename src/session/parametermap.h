@@ -54,4 +54,15 @@ const QStringList &tableAddresses();
 // Unsigned value as hex text padded on the left with "0" to 2 x width digits.
 QString padHex(quint32 value, int width);
 
+// Typed decimal text read exactly, as a whole number of tenths when
+// decimals is 1: digits and at most one ".", no further digit after the
+// allowed decimals but "0", at most 17 significant digits. Empty text reads
+// 0, as an empty field commits 0. False for anything else: such text is
+// refused, never cut, rounded or wrapped into a value the device would hold.
+bool exactValue(const QString &text, int decimals, qint64 *scaled);
+// Whether value fits an unsigned field of width bytes.
+bool fitsWidth(qint64 value, int width);
+// Text of upper-case hex digits only ("" included).
+bool isUpperHex(const QString &text);
+
 } // namespace ParameterMap

@@ -49,6 +49,29 @@ qint32 currentMaxFlow(const TerminalState &s)
     return qint32(quint32(s.cellValue(Rescale::MaxFlowAddress)));
 }
 
+// A raw write the device took changes what the terminal holds of those
+// bytes: the readout's images, the words read on their own and every
+// parameter cell built from them, so no window goes on showing the old value.
+void takeRawWrite(TerminalState &s, int address, const QString &data)
+{
+    const struct {
+        QString *hex;
+        int first;
+    } copies[] = {{&s.MemoryImage0100, 0x100}, {&s.MemoryImage01E5, 0x1E5}, {&s.DensityHex, 0x170},
+                  {&s.UDFactorHex, 0x17C},     {&s.EngUnitHex, 0x1E4},      {&s.DataPointerHex, 0x1FE}};
+    for (int i = 0; i + 1 < data.size(); i += 2) {
+        for (const auto &c : copies) {
+            const int offset = (address + i / 2 - c.first) * 2;
+            if (offset >= 0 && offset + 2 <= c.hex->size())
+                c.hex->replace(offset, 2, data.mid(i, 2));
+        }
+    }
+    s.fillCellsFromImages();
+    s.Density = qint32(s.DensityHex.toUInt(nullptr, 16));
+    s.UDFactor = qint32(s.UDFactorHex.toUInt(nullptr, 16));
+    s.EngUnit = s.EngUnitHex.toInt(nullptr, 16);
+}
+
 bool isHexDigitKey(int key)
 {
     return (key >= '0' && key <= '9') || (key >= 'A' && key <= 'F');
@@ -122,15 +145,19 @@ QString Rescale::scaleFactorOldText() const
     return QString::number(currentFactor(s));
 }
 
-Rescale::Result Rescale::compute(const QString &newMaxText, const QString &oldMaxText, const QString &oldFactorText)
+Rescale::Result Rescale::compute(const QString &newMaxText)
 {
     Result r;
     Prompter &p = m_host.prompter();
     TerminalState &s = m_host.state();
     const QString title = QStringLiteral("System Monitor");
+    const bool tenths = s.tenthsMode();
 
+    // The old values are what the device holds now, not what a label showed
+    // when the frame opened.
     const double newMax = numtext::val(newMaxText);
-    const double oldMax = numtext::val(oldMaxText);
+    const double oldMax = !s.CellValue.contains(MaxFlowAddress) ? 0.0
+        : tenths ? currentMaxFlow(s) / 10.0 : double(currentMaxFlow(s));
     if (!(newMax > 0 && oldMax > 0)) {
         // Only an exact zero gets the first text; a negative new value the second.
         if (newMax == 0)
@@ -141,15 +168,25 @@ Rescale::Result Rescale::compute(const QString &newMaxText, const QString &oldMa
                                      " new Scaling Factor! Try again."), title, Prompter::Information);
         return r;
     }
+    // The full scale is stored as typed (in tenths when coefficient A says
+    // so): a value the field cannot hold exactly is refused, not rounded.
+    QString digits = newMaxText;
+    digits.remove(QLatin1Char(' ')).remove(QLatin1Char('\t')).remove(QLatin1Char('\n'));
+    const qint64 top = tenths ? 50000000 : 5000000;
+    if (!ParameterMap::exactValue(digits, tenths ? 1 : 0, &r.maxStored) || r.maxStored < 1 || r.maxStored > top) {
+        r.maxStored = 0;
+        p.message(ParameterMap::rangeMessage(tenths ? ParameterMap::tenthsRangeText()
+                                                    : ParameterMap::find(MaxFlowAddress)->rangeText),
+                  title, Prompter::Information);
+        return r;
+    }
 
-    const double oldSF = numtext::val(oldFactorText);
+    const double oldSF = s.CellValue.contains(FactorAddress) ? double(currentFactor(s)) : 0.0;
     newSF = oldSF * (newMax / oldMax);
     r.sf = numtext::roundHalfEvenToInt(newSF);
     r.computed = true;
     // Output frequency at full scale, in Hz.
     const qint64 freq = numtext::roundHalfEvenToInt(double(r.sf) / 1000.0);
-    const bool tenths = s.tenthsMode();
-    r.maxStored = numtext::roundHalfEvenToInt(tenths ? newMax * 10 : newMax);
 
     const qint16 high = qint16(quint16(s.cellValue(kHighCutAddress)));
     const qint16 low = qint16(quint16(s.cellValue(kLowCutAddress)));
@@ -167,15 +204,6 @@ Rescale::Result Rescale::compute(const QString &newMaxText, const QString &oldMa
                   title, Prompter::Information);
         return r;
     }
-    // The device holds four bytes: a full scale beyond them cannot be stored
-    // at all, so refuse it before the factor is touched.
-    if (r.maxStored < 0 || r.maxStored > qint64(0xFFFFFFFFu)) {
-        p.message(ParameterMap::rangeMessage(tenths ? QStringLiteral(" permissible range [0.1-5000000.0]")
-                                                    : QStringLiteral(" permissible range [1-5000000]")),
-                  title, Prompter::Information);
-        return r;
-    }
-
     r.leave = true;
     if (!p.askYesNo(QStringLiteral("New Scaling Factor is: ") + QString::number(r.sf)
                         + QStringLiteral("\rDo you want to Activate New Scaling Factor?"),
@@ -235,11 +263,10 @@ bool Calibration::confirmEntry()
         QStringLiteral("System Monitor"), Prompter::Warning);
 }
 
-QString Calibration::startText()
+QString Calibration::startText() const
 {
     const TerminalState &s = m_host.state();
-    currentText = s.CellValue.contains(Rescale::FactorAddress) ? QString::number(currentFactor(s)) : QString();
-    return currentText;
+    return s.CellValue.contains(Rescale::FactorAddress) ? QString::number(currentFactor(s)) : QString();
 }
 
 bool Calibration::keyPasses(int key)
@@ -249,25 +276,26 @@ bool Calibration::keyPasses(int key)
 
 Calibration::Outcome Calibration::enter(const QString &text)
 {
-    const double value = numtext::val(text);
-    if (value <= 0 || value >= kFactorLimit) {
+    qint64 factor = 0;
+    if (!ParameterMap::exactValue(text, 0, &factor) || factor <= 0 || factor >= kFactorLimit) {
         // The panel, not a message box; the range text names 999999000 although it is refused.
         m_host.setStatusText(QStringLiteral("Status: The value of the parameter is out of")
                              + ParameterMap::find(QStringLiteral("txtScaleFactor"))->rangeText
                              + QStringLiteral(" Try again!"));
         return OutOfRange;
     }
-    if (value == numtext::val(currentText))
+    // Against what the device holds now: a rescale may have changed it
+    // since the frame opened.
+    TerminalState &s = m_host.state();
+    if (s.CellValue.contains(Rescale::FactorAddress) && factor == currentFactor(s))
         return Unchanged;
 
-    const qint64 factor = numtext::roundHalfEvenToInt(value);
     const QString data = ParameterMap::padHex(quint32(factor), 4);
     if (m_host.link().WriteRamData(kWidth4, Rescale::FactorAddress, data) != data) {
         m_host.setStatusText(QStringLiteral("Status: ") + kWriteError);
         return Failed;
     }
-    currentText = text;
-    storeValue(m_host.state(), Rescale::FactorAddress, data, factor);
+    storeValue(s, Rescale::FactorAddress, data, factor);
     m_host.setStatusText(writtenStatus(Rescale::FactorAddress, data, factor));
     m_host.startTimer2();
     m_host.refreshStatusBar();
@@ -345,7 +373,8 @@ MemWrite::Box MemWrite::check(const QString &numByte, const QString &sAddress, c
 {
     Prompter &p = m_host.prompter();
     const QString title = QStringLiteral("System Monitor");
-    if (numByte.size() < 2) {
+    // Every box holds hex digits only: text that is not hex is never read as 0.
+    if (numByte.size() != 2 || !ParameterMap::isUpperHex(numByte)) {
         p.message(QStringLiteral("The number of the bytes to be sent\r is not correct! Try again!"), title,
                   Prompter::Information);
         return NumByte;
@@ -353,13 +382,13 @@ MemWrite::Box MemWrite::check(const QString &numByte, const QString &sAddress, c
     // Read with a leading zero so that 8000h and above count as too high,
     // not as negative.
     const qint32 address = numtext::hexValueForcePositive(sAddress);
-    if (sAddress.size() < 4 || address > 0x7FFF) {
+    if (sAddress.size() != 4 || !ParameterMap::isUpperHex(sAddress) || address > 0x7FFF) {
         p.message(QStringLiteral("The destination address of the data to be sent\r is not correct! Try again!"),
                   title, Prompter::Information);
         return SAddress;
     }
     const qint32 count = numtext::hexValueForcePositive(numByte);
-    if (wData.size() != 2 * count) {
+    if (wData.size() != 2 * count || !ParameterMap::isUpperHex(wData)) {
         p.message(QStringLiteral("The data field\r is not correct! Try again!"), title, Prompter::Information);
         return WData;
     }
@@ -374,5 +403,9 @@ bool MemWrite::write(const QString &numByte, const QString &sAddress, const QStr
     if (box != NoBox)
         return false;
     const QString readBack = m_host.link().WriteRamData(numByte, sAddress, wData);
-    return !readBack.isEmpty() && readBack == wData;
+    if (readBack.isEmpty() || readBack != wData)
+        return false;
+    takeRawWrite(m_host.state(), sAddress.toInt(nullptr, 16), wData);
+    m_host.refreshStatusBar();
+    return true;
 }

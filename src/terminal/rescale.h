@@ -49,9 +49,10 @@ public:
         bool flowDone = false;
         bool failed = false;     // a verified write failed
     };
-    // cmdRescale_Click on the frame's texts: checks, the second question, the
-    // factor write and then the maximum flow write.
-    Result compute(const QString &newMaxText, const QString &oldMaxText, const QString &oldFactorText);
+    // cmdRescale_Click with the new maximum typed, against the values the
+    // device holds: checks, the second question, the factor write and then
+    // the maximum flow write.
+    Result compute(const QString &newMaxText);
 
     // The last computed factor, unrounded.
     double newSF = 0;
@@ -67,18 +68,17 @@ public:
     explicit Calibration(TerminalHost &host) : m_host(host) {}
 
     bool confirmEntry();
-    // The current factor as text; remembered as the text the box started with.
-    QString startText();
+    // The current factor as text, for the box to start with.
+    QString startText() const;
 
     // txtScaleFactor's key filter on a key code as the box receives it
     // (Enter 13, Backspace 8, else the character): digits and Backspace pass.
     static bool keyPasses(int key);
 
     enum Outcome { OutOfRange, Unchanged, Written, Failed };
-    // Enter in txtScaleFactor (and cmdWOK): range test, then the verified write.
+    // Enter in txtScaleFactor (and cmdWOK): range test, then, unless the
+    // device holds that factor already, the verified write.
     Outcome enter(const QString &text);
-
-    QString currentText;   // the factor text last shown or written
 
 private:
     TerminalHost &m_host;

@@ -12,8 +12,32 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
+#include <QValidator>
 
 namespace {
+
+// Holds text that reaches a box other than by a key (paste, middle-click,
+// drop, setText) to the box's key rule: what a key could not type is dropped.
+class KeyRuleValidator : public QValidator
+{
+public:
+    KeyRuleValidator(std::function<bool(int key)> passes, QObject *parent) : QValidator(parent), m_passes(std::move(passes)) {}
+    State validate(QString &input, int &pos) const override
+    {
+        QString kept;
+        for (int i = 0; i < input.size(); ++i) {
+            if (input.at(i).unicode() != 8 && m_passes(input.at(i).unicode()))
+                kept += input.at(i);
+            else if (i < pos)
+                --pos;
+        }
+        input = kept;
+        return Acceptable;
+    }
+
+private:
+    std::function<bool(int)> m_passes;
+};
 
 // The key as a text box's key-press handler sees it: 13 Enter, 8 Backspace,
 // 27 Escape, control characters as their codes (Ctrl+V 22), else the typed
@@ -135,7 +159,10 @@ void RescaleFrame::start()
 
 void RescaleFrame::cmdRescale_Click()
 {
-    const Rescale::Result r = m_rescale->compute(txtMaxFlowNew->text(), lblMaxFlowOld->text(), lblScaleFactorOld->text());
+    // The labels show, and the rescale uses, what the device holds now.
+    lblMaxFlowOld->setText(m_rescale->maxFlowOldText());
+    lblScaleFactorOld->setText(m_rescale->scaleFactorOldText());
+    const Rescale::Result r = m_rescale->compute(txtMaxFlowNew->text());
     if (r.computed) {
         lblSFNew->setText(QString::number(r.sf));
         lblSFNew->show();
@@ -172,6 +199,7 @@ CalibrateFrame::CalibrateFrame(TerminalHost &host, QWidget *parent)
     txtScaleFactor->setContextMenuPolicy(Qt::NoContextMenu);
     txtScaleFactor->setAcceptDrops(false);
     txtScaleFactor->installEventFilter(this);
+    txtScaleFactor->setValidator(new KeyRuleValidator(&Calibration::keyPasses, txtScaleFactor));
     cmdWOK = button("cmdWOK", QStringLiteral("OK"), this);
 
     auto *layout = new QHBoxLayout(this);
@@ -238,8 +266,10 @@ MemWriteFrame::MemWriteFrame(TerminalHost &host, QWidget *parent)
     txtNumByte = hexBox("txtNumByte", MemWrite::maxLength(MemWrite::NumByte), this);
     txtSAddress = hexBox("txtSAddress", MemWrite::maxLength(MemWrite::SAddress), this);
     txtWData = hexBox("txtWData", MemWrite::maxLength(MemWrite::WData), this);
-    for (QLineEdit *b : {txtNumByte, txtSAddress, txtWData})
+    for (QLineEdit *b : {txtNumByte, txtSAddress, txtWData}) {
         b->installEventFilter(this);
+        b->setValidator(new KeyRuleValidator([](int key) { return MemWrite::hexKey(MemWrite::WData, key, {}) == MemWrite::Pass; }, b));
+    }
     cmdMWrite = button("cmdMWrite", QStringLiteral("Write"), this);
     cmdMWCancel = button("cmdMWCancel", QStringLiteral("Cancel"), this);
 

@@ -36,27 +36,25 @@ void TestParamsCli::refusals_data()
     QTest::addColumn<int>("code");
     QTest::addColumn<QString>("err");
 
-    QTest::newRow("percent out of range")
-        << QStringList{"set", "txt1Percent", "101"} << 1
+    QTest::newRow("percent out of range") << QStringList{"set", "txt1Percent", "101"} << 1
         << "The value of the parameter is out of\n permissible range [0-100] Try again!\n";
-    QTest::newRow("low cut-off at the high cut-off, by alias")
-        << QStringList{"set", "low-cutoff", "1000"} << 1
+    QTest::newRow("low cut-off at the high cut-off, by alias") << QStringList{"set", "low-cutoff", "1000"} << 1
         << "The value of the parameter is out of\n permissible range [0-9999] Try again!\n";
-    QTest::newRow("time base beyond the list")
-        << QStringList{"set", "time-base", "4"} << 1
+    QTest::newRow("time base beyond the list") << QStringList{"set", "time-base", "4"} << 1
         << "The value of the parameter is out of\n permissible range [0-3] Try again!\n";
-    QTest::newRow("letters in a number") << QStringList{"set", "txt1Percent", "1a"} << 2
-                                         << "quorin-cli: txt1Percent takes digits only, not \"1a\"\n";
-    QTest::newRow("lower-case pointer") << QStringList{"set", "data-pointer", "1a00"} << 2
-                                        << "quorin-cli: txtDataPointer takes upper-case hex digits, not \"1a00\"\n";
-    QTest::newRow("unknown name") << QStringList{"get", "flux"} << 2
-                                  << "quorin-cli: unknown parameter \"flux\" (see: quorin-cli params)\n";
-    QTest::newRow("reset not confirmed")
-        << QStringList{"reset-total"} << 1
+    // Refused, never rounded or cut on the way: 0.04 would be stored as 0,
+    // "00200" does not fit the pointer's two bytes.
+    QTest::newRow("tenths full scale finer than tenths") << QStringList{"--preset", "tenths", "set", "max-flow", "0.04"} << 1
+        << "The value of the parameter is out of\n permissible range [0.1-5000000.0] Try again!\n";
+    QTest::newRow("pointer of five digits") << QStringList{"set", "data-pointer", "00200"} << 1
+        << "The value of the parameter is out of\n permissible range [200h-7FFFh] Try again!\n";
+    QTest::newRow("letters in a number") << QStringList{"set", "txt1Percent", "1a"} << 2 << "quorin-cli: txt1Percent takes digits only, not \"1a\"\n";
+    QTest::newRow("lower-case pointer") << QStringList{"set", "data-pointer", "1a00"} << 2 << "quorin-cli: txtDataPointer takes upper-case hex digits, not \"1a00\"\n";
+    QTest::newRow("unknown name") << QStringList{"get", "flux"} << 2 << "quorin-cli: unknown parameter \"flux\" (see: quorin-cli params)\n";
+    QTest::newRow("reset not confirmed") << QStringList{"reset-total"} << 1
         << "WARNING: Proceeding with this will reset Totalizer to Zero!\n   Do you want to Reset Totalizer to Zero?    "
            "No (give --yes to answer Yes)\n";
-    QTest::newRow("reset while the device shows flow")
-        << QStringList{"reset-total", "--yes"} << 1
+    QTest::newRow("reset while the device shows flow") << QStringList{"reset-total", "--yes"} << 1
         << "WARNING: Proceeding with this will reset Totalizer to Zero!\n   Do you want to Reset Totalizer to Zero?    Yes\n"
            "WARNING: Flow reading is not zero!\n Please make sure flow reading is zero!\n";
 }
