@@ -1,7 +1,7 @@
 // Rescale, calibration entry and the access checks, without windows, against
 // the simulated transmitter: the checks, the exact texts, and what reaches
 // the device (and what never does).
-#include "config/parametermap.h"
+#include "session/parametermap.h"
 #include "support/simrig.h"
 #include "terminal/rescale.h"
 
