@@ -2,6 +2,7 @@
 
 #include "parametercommit.h"
 #include "common/prompter.h"
+#include "session/operationgate.h"
 #include "session/terminalhost.h"
 #include "session/terminalstate.h"
 
@@ -258,6 +259,11 @@ void frmDProp::buildForm()
     connect(cboEUTimeBase, qOverload<int>(&QComboBox::activated), this, &frmDProp::cboEUTimeBase_Click);
     connect(cmdTSetZero, &QPushButton::clicked, this, &frmDProp::cmdTSetZero_Click);
     connect(cmdOK, &QPushButton::clicked, this, &frmDProp::cmdOK_Click);
+    // While a value is written nothing here may start another write or close the window.
+    connect(&m_host.gate(), &OperationGate::busyChanged, this, [this](bool on) {
+        cmdOK->setEnabled(!on);
+        cmdTSetZero->setEnabled(!on);
+    });
 }
 
 void frmDProp::Form_Load()
@@ -299,7 +305,7 @@ bool frmDProp::eventFilter(QObject *watched, QEvent *event)
         KeyAscii = key->text().at(0).unicode();
     else
         return false; // arrows, Tab, Escape and shortcuts are not typed characters
-    if (m_busy)
+    if (busy())
         return true;
     (this->*m_keyPress.value(watched))(KeyAscii);
     return KeyAscii == 0;
@@ -350,12 +356,10 @@ bool frmDProp::commitField(const QString &control)
 {
     QLineEdit *field = m_fields.value(control);
     const bool tenthsBefore = m_commit->tenthsMode();
-    m_busy = true;
     const CommitResult r = m_commit->commit(control, field->text(), [this](const QString &other) {
         const QLineEdit *f = m_fields.value(other);
         return f ? f->text() : QString();
     });
-    m_busy = false;
     field->setText(r.text);
     // A new coefficient A can switch the full scale in or out of tenths.
     if (m_commit->tenthsMode() != tenthsBefore)
@@ -375,13 +379,11 @@ void frmDProp::showMaxFlow()
 
 void frmDProp::cboEUnit_Click(int index)
 {
-    if (m_busy) {
+    if (busy()) {
         cboEUnit->setCurrentIndex(m_commit->comboIndex(QStringLiteral("cboEUnit")));
         return;
     }
-    m_busy = true;
     const CommitResult r = m_commit->commitIndex(QStringLiteral("cboEUnit"), index);
-    m_busy = false;
     cboEUnit->setCurrentIndex(r.index);
     lblMaxFlowUnit->setText(m_host.state().unitText());
     lblMinFlowUnit->setText(m_host.state().unitText());
@@ -390,13 +392,11 @@ void frmDProp::cboEUnit_Click(int index)
 
 void frmDProp::cboEUTimeBase_Click(int index)
 {
-    if (m_busy) {
+    if (busy()) {
         cboEUTimeBase->setCurrentIndex(m_commit->comboIndex(QStringLiteral("cboEUTimeBase")));
         return;
     }
-    m_busy = true;
     const CommitResult r = m_commit->commitIndex(QStringLiteral("cboEUTimeBase"), index);
-    m_busy = false;
     cboEUTimeBase->setCurrentIndex(r.index);
     lblMaxFlowUnit->setText(m_host.state().unitText());
     lblMinFlowUnit->setText(m_host.state().unitText());
@@ -404,21 +404,15 @@ void frmDProp::cboEUTimeBase_Click(int index)
 
 void frmDProp::optEnable_Click(int index)
 {
-    if (!m_busy) {
-        m_busy = true;
+    if (!busy())
         m_commit->commitOption(QStringLiteral("optEnable"), index);
-        m_busy = false;
-    }
     showOptions();
 }
 
 void frmDProp::optPulse_Click(int index)
 {
-    if (!m_busy) {
-        m_busy = true;
+    if (!busy())
         m_commit->commitOption(QStringLiteral("optPulse"), index);
-        m_busy = false;
-    }
     showOptions();
 }
 
@@ -436,17 +430,27 @@ void frmDProp::showTotal()
 
 void frmDProp::cmdTSetZero_Click()
 {
-    if (m_busy)
+    if (busy())
         return;
-    m_busy = true;
     m_commit->resetTotal([this] { showTotal(); });
-    m_busy = false;
     showTotal();
+}
+
+bool frmDProp::busy() const
+{
+    return m_host.gate().busy();
+}
+
+void frmDProp::reject()
+{
+    // The window stays while a write runs; it is left once the device has answered.
+    if (!busy())
+        QDialog::reject();
 }
 
 void frmDProp::cmdOK_Click()
 {
-    if (m_busy)
+    if (busy())
         return;
     // Edits typed without Enter are committed as if Enter had been pressed;
     // a refused one keeps the form open on its field.

@@ -28,6 +28,8 @@ protected:
     bool eventFilter(QObject *watched, QEvent *event) override;
 
 private:
+    // A device operation runs (a write of this window, or anything else).
+    bool busy() const;
     using KeyPressHandler = void (frmDProp::*)(int &KeyAscii);
 
     void buildForm();
@@ -78,6 +80,8 @@ private:
     void showOptions();
     void showTotal();
     void cmdTSetZero_Click();
+    // Closing waits while a value is written.
+    void reject() override;
     void cmdOK_Click();
 
     TerminalHost &m_host;
@@ -96,5 +100,4 @@ private:
     QLabel *lblTotalEU = nullptr;
     QPushButton *cmdOK = nullptr;
     QPushButton *cmdTSetZero = nullptr;
-    bool m_busy = false; // a write is in progress: further keys and clicks wait
 };

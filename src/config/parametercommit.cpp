@@ -4,12 +4,14 @@
 #include "common/prompter.h"
 #include "link/devicelink.h"
 #include "session/parametermap.h"
+#include "session/operationgate.h"
 #include "session/terminalhost.h"
 #include "session/terminalstate.h"
 
 namespace {
 
 const QString kTitle = QStringLiteral("System Monitor");
+const QString kWriteOperation = QStringLiteral("parameter write");
 const QString kUnitName = QStringLiteral("txtUDEUString");
 const QString kDataPointer = QStringLiteral("txtDataPointer");
 const QString kMaxFlow = QStringLiteral("txtMaxFlow");
@@ -312,6 +314,12 @@ CommitResult ParameterCommit::finish(const Parameter &p, const QString &control,
 {
     CommitResult r;
     r.data = data;
+    const OperationGate::Hold hold = m_host.gate().begin(kWriteOperation);
+    if (!hold) {
+        r.outcome = CommitResult::Busy;
+        r.text = typed;
+        return r;
+    }
     DeviceLink &link = m_host.link();
     if (link.WriteRamData(p.widthText(), p.address, data) != data) {
         // Show what the device is known to hold.
@@ -341,6 +349,11 @@ CommitResult ParameterCommit::commitUnitName(const Parameter &p, const QString &
         return r;
     }
     r.data = data;
+    const OperationGate::Hold hold = m_host.gate().begin(kWriteOperation);
+    if (!hold) {
+        r.outcome = CommitResult::Busy;
+        return r;
+    }
     if (m_host.link().WriteRamData(p.widthText(), p.address, data) != data) {
         r.outcome = CommitResult::Failed;
         r.text = displayText(p.control);
@@ -413,6 +426,11 @@ CommitResult ParameterCommit::commitIndex(const QString &control, int index)
         return r;
     }
     r.data = ParameterMap::padHex(quint32(index), p->width);
+    const OperationGate::Hold hold = m_host.gate().begin(kWriteOperation);
+    if (!hold) {
+        r.outcome = CommitResult::Busy;
+        return r;
+    }
     if (m_host.link().WriteRamData(p->widthText(), p->address, r.data) != r.data) {
         r.outcome = CommitResult::Failed;
         return r;
@@ -461,6 +479,11 @@ CommitResult ParameterCommit::commitOption(const QString &control, int element)
         return r;
     }
     r.data = rebuildOptions(storedByte, bitValue, newBit);
+    const OperationGate::Hold hold = m_host.gate().begin(kWriteOperation);
+    if (!hold) {
+        r.outcome = CommitResult::Busy;
+        return r;
+    }
     DeviceLink &link = m_host.link();
     if (link.WriteRamData(p.widthText(), p.address, r.data) != r.data) {
         r.outcome = CommitResult::Failed;
@@ -496,6 +519,9 @@ QString ParameterCommit::totalUnitText() const
 ParameterCommit::ResetOutcome ParameterCommit::resetTotal(const std::function<void()> &show,
                                                           const std::function<QString()> &flowReading)
 {
+    const OperationGate::Hold hold = m_host.gate().begin(QStringLiteral("totalizer reset"));
+    if (!hold)
+        return ResetBusy;
     Prompter &prompter = m_host.prompter();
     if (!prompter.askYesNo(QStringLiteral("WARNING: Proceeding with this will reset Totalizer to Zero!\r"
                                           "   Do you want to Reset Totalizer to Zero?   "),

@@ -18,6 +18,7 @@ struct CommitResult {
         Written,    // written and read back equal
         Failed,     // the write or its verification failed: the stored value is shown again
         Ignored,    // nothing to do (a unit name shorter than two characters)
+        Busy,       // another device operation runs: nothing sent, the field shows what it did
     };
     Outcome outcome = Ignored;
     QString text;   // what the field shows afterwards
@@ -89,7 +90,7 @@ public:
     // changes the total shown, so that a window can update its labels.
     // flowReading gives the flow as shown, asked for after the confirmation;
     // by default the main window's current reading.
-    enum ResetOutcome { ResetDeclined, ResetNoReading, ResetFlowNotZero, ResetDone, ResetNotVerified };
+    enum ResetOutcome { ResetDeclined, ResetNoReading, ResetFlowNotZero, ResetDone, ResetNotVerified, ResetBusy };
     ResetOutcome resetTotal(const std::function<void()> &show = {},
                             const std::function<QString()> &flowReading = {});
     QString totalText() const;      // lblTotal

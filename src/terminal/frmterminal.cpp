@@ -10,6 +10,7 @@
 #include "lineevents.h"
 #include "link/devicelink.h"
 #include "link/portfactory.h"
+#include "session/operationgate.h"
 #include "session/terminalsession.h"
 #include "session/terminalstate.h"
 #include "setupfile.h"
@@ -46,6 +47,7 @@ frmTerminal::frmTerminal(Prompter *prompter, QWidget *parent)
     m_session = std::make_unique<TerminalSession>(m_prompter, nullptr);
     m_link = &m_session->link();
     m_state = &m_session->state();
+    connect(&m_session->gate(), &OperationGate::busyChanged, this, [this](bool busy) { setLocks(m_locked, busy); });
     execDialog = [](QDialog &dialog) { return dialog.exec(); };
 
     // Default file names and setup.dat go beside the program when that
@@ -194,6 +196,8 @@ void frmTerminal::applyStoredSettings()
 
 void frmTerminal::mnuFileExit_Click()
 {
+    if (busyRefused())
+        return;
     if (m_recording)
         mnuDRecStop_Click();
     closeLogs();
@@ -226,6 +230,12 @@ void frmTerminal::Form_Unload()
 
 void frmTerminal::closeEvent(QCloseEvent *event)
 {
+    // The window stays until the device operation in progress has ended:
+    // closing would close the port in the middle of a write.
+    if (busyRefused()) {
+        event->ignore();
+        return;
+    }
     Form_Unload();
     event->accept();
 }

@@ -161,6 +161,8 @@ private:
                      bool enabled, void (frmTerminal::*handler)());
     void addSeparator(QMenu *menu, const char *name);
     void setEnabledPair(const QStringList &items, const QStringList &buttons, bool enabled);
+    void setLocks(bool frame, bool busy);
+    bool busyRefused() const;
     void commLogWritten(bool ok);
     void applyStoredSettings();
     void closePort();
@@ -219,9 +221,8 @@ private:
     bool m_recording = false;
     bool m_recordDue = false;
     bool m_commLogCloseQueued = false;
-    bool m_locked = false;
-    bool m_inTick = false;
-    bool m_syncing = false;
+    bool m_locked = false;      // a service frame locked the menus
+    bool m_busyLocked = false;  // a device operation runs
     bool m_asking = false;
     bool m_unloaded = false;
 };

@@ -7,6 +7,8 @@
 #include "config/frmproperties.h"
 #include "frmabout.h"
 #include "link/devicelink.h"
+#include "session/operationgate.h"
+#include "session/terminalsession.h"
 #include "terminallogs.h"
 #include "widgetservice.h"
 
@@ -40,6 +42,13 @@ const QStringList kLockedItems = {
 const QStringList kLockedButtons = {"DialPhoneNumber", "HangUpPhone", "OpenLogFile", "CloseLogFile",
                                     "ALogO", "ALogC", "Properties", "StartAM"};
 } // namespace
+
+bool frmTerminal::busyRefused() const
+{
+    // One device operation at a time: a command that would start another, or
+    // open a window over values half read, waits for a later click.
+    return m_session->gate().busy();
+}
 
 void frmTerminal::tbrToolBar_ButtonClick(const QString &key)
 {
@@ -77,12 +86,23 @@ void frmTerminal::tbrToolBar_ButtonClick(const QString &key)
 
 void frmTerminal::setEnabledPair(const QStringList &items, const QStringList &buttons, bool enabled)
 {
+    // Under a lock an item keeps the state it is to get back.
+    const bool locked = m_locked || m_busyLocked;
     for (const QString &name : items)
-        if (QAction *a = menuItem(name))
-            a->setEnabled(enabled);
+        if (QAction *a = menuItem(name)) {
+            if (locked && m_kept.contains(name))
+                m_kept.insert(name, enabled);
+            else
+                a->setEnabled(enabled);
+        }
     for (const QString &key : buttons)
-        if (QAction *b = button(key))
-            b->setEnabled(enabled);
+        if (QAction *b = button(key)) {
+            const QString kept = QStringLiteral("button:") + key;
+            if (locked && m_kept.contains(kept))
+                m_kept.insert(kept, enabled);
+            else
+                b->setEnabled(enabled);
+        }
 }
 
 bool frmTerminal::confirm(const QString &text)
@@ -228,12 +248,16 @@ std::unique_ptr<frmProperties> frmTerminal::propertiesDialog()
 
 void frmTerminal::mnuProperties_Click()
 {
+    if (busyRefused())
+        return;
     const auto dialog = propertiesDialog();
     runDialog(*dialog);
 }
 
 void frmTerminal::mnuDeviceSinhronize_Click()
 {
+    if (busyRefused())
+        return;
     synchronize();
 }
 
@@ -263,6 +287,8 @@ void frmTerminal::mnuDRecStop_Click()
 
 void frmTerminal::mnuDProperties_Click()
 {
+    if (busyRefused())
+        return;
     DevicePropertiesOpen = 1;
     PropertiesEdit = 1;
     synchronize();
@@ -272,11 +298,15 @@ void frmTerminal::mnuDProperties_Click()
 
 void frmTerminal::mnuOptionsBackDoor_Click()
 {
+    if (busyRefused())
+        return;
     m_memWrite->start();
 }
 
 void frmTerminal::mnuOptionsMemExport_Click()
 {
+    if (busyRefused())
+        return;
     if (!confirm(QStringLiteral("  Do you want to Save Configuration Table into the File?  ")))
         return;
     synchronize();
@@ -286,6 +316,8 @@ void frmTerminal::mnuOptionsMemExport_Click()
 
 void frmTerminal::mnuOptionsMemImport_Click()
 {
+    if (busyRefused())
+        return;
     if (!confirm(QStringLiteral("WARNING: Proceeding with this may cause loosing of the Calibration Data!\r"
                                 "   Do you want to Import Configuration Table into the Unit?   ")))
         return;
@@ -295,17 +327,23 @@ void frmTerminal::mnuOptionsMemImport_Click()
 
 void frmTerminal::mnuOptionsCalibrate_Click()
 {
+    if (busyRefused())
+        return;
     m_calibrate->start();
 }
 
 void frmTerminal::mnuOptionsView_Click()
 {
+    if (busyRefused())
+        return;
     frmAutoTune dialog(*this, this);
     runDialog(dialog);
 }
 
 void frmTerminal::mnuOptionRescale_Click()
 {
+    if (busyRefused())
+        return;
     m_rescale->start();
 }
 
@@ -317,10 +355,22 @@ void frmTerminal::mnuHelpA_Click()
 
 void frmTerminal::setMenusLocked(bool locked)
 {
-    if (locked == m_locked)
-        return;
-    m_locked = locked;
-    if (locked) {
+    if (locked != m_locked)
+        setLocks(locked, m_busyLocked);
+}
+
+// The service frames' lock and a running device operation disable the same
+// items. While either holds, each item's own state is kept in m_kept, and
+// whatever changes an item meanwhile (a log closing itself) changes the kept
+// state; the last lock to go restores them all.
+void frmTerminal::setLocks(bool frame, bool busy)
+{
+    const bool before = m_locked || m_busyLocked;
+    const bool frameReleased = m_locked && !frame;
+    m_locked = frame;
+    m_busyLocked = busy;
+    const bool after = frame || busy;
+    if (!before && after) {
         m_kept.clear();
         for (const QString &name : kLockedItems)
             if (QAction *a = menuItem(name)) {
@@ -332,15 +382,20 @@ void frmTerminal::setMenusLocked(bool locked)
                 m_kept.insert(QStringLiteral("button:") + key, b->isEnabled());
                 b->setEnabled(false);
             }
-    } else {
+    }
+    // Leaving a service frame, "StartAM" comes back only while the update is off.
+    if (frameReleased)
+        m_kept.insert(QStringLiteral("button:StartAM"), !m_link->AutoUpdateOn);
+    if (before && !after) {
         for (const QString &name : kLockedItems)
             if (QAction *a = menuItem(name))
                 a->setEnabled(m_kept.value(name, true));
         for (const QString &key : kLockedButtons)
             if (QAction *b = button(key))
                 b->setEnabled(m_kept.value(QStringLiteral("button:") + key, true));
-        button(QStringLiteral("StartAM"))->setEnabled(!m_link->AutoUpdateOn);
     }
-    imgConnected->setEnabled(!locked);
-    imgNotConnected->setEnabled(!locked);
+    if (imgConnected && imgNotConnected) {
+        imgConnected->setEnabled(!after);
+        imgNotConnected->setEnabled(!after);
+    }
 }

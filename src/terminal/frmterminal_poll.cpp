@@ -7,7 +7,8 @@
 #include "config/commsettings.h"
 #include "link/devicelink.h"
 #include "livedisplay.h"
-#include "session/configreadout.h"
+#include "session/operationgate.h"
+#include "session/terminalsession.h"
 #include "session/terminalstate.h"
 #include "terminallogs.h"
 
@@ -20,24 +21,21 @@
 
 bool frmTerminal::synchronize()
 {
-    if (m_syncing)
+    const OperationGate::Hold hold = gate().begin(QStringLiteral("readout"));
+    if (!hold)
         return false;
-    m_syncing = true;
-    ConfigReadout readout(*m_link, *m_state, m_prompter);
     PrgBar1->setValue(0);
     PrgBar1->show();
-    readout.progress = [this](int v) {
+    const bool ok = m_session->readOut([this](int v) {
         PrgBar1->setValue(v);
         if (v == 1 || v == 5)
             refreshStatusBar();
-    };
-    const bool ok = readout.run();
+    });
     PrgBar1->hide();
     if (ok) {
         refreshStatusBar();
         showFlowLabels();
     }
-    m_syncing = false;
     return ok;
 }
 
@@ -92,16 +90,16 @@ void frmTerminal::Timer4_Timer()
         Timer4->stop();
         return;
     }
-    Timer4->stop();
-    // A message of the running poll is up; the poll starts the timer again
-    // when it ends.
-    if (m_inTick)
+    // A device operation runs, or an exchange (or a message of this poll)
+    // holds the poll off: this tick is skipped and a later one polls.
+    if (gate().busy() || m_link->pollHeld())
         return;
     if (!m_link->PortOpen() && !m_link->openPort()) {
         setAutoUpdate(false);
         return;
     }
-    m_inTick = true;
+    // Held for the whole tick; the release starts the timer again.
+    m_link->holdPoll();
     LiveDisplay live(*m_link, *m_state, m_prompter);
     const LiveDisplay::Result r = live.tick();
     showFlowLabels();
@@ -113,9 +111,7 @@ void frmTerminal::Timer4_Timer()
         else
             mnuFileALogC_Click();  // stops recording and reports why the log could not be saved
     }
-    m_inTick = false;
-    if (m_link->AutoUpdateOn && !Timer4->isActive())
-        Timer4->start();
+    m_link->releasePoll();
 }
 
 void frmTerminal::Timer5_Timer()

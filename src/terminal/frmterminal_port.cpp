@@ -77,6 +77,9 @@ bool frmTerminal::mnuOpen_Click()
     if (!p)
         return false;
     if (p->isOpen()) {
+        // Not under an operation that is talking to the device.
+        if (busyRefused())
+            return true;
         closePort();
     } else if (!p->open()) {
         m_prompter->message(p->errorString(), kSystemMonitor, Prompter::Exclamation);

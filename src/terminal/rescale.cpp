@@ -4,6 +4,7 @@
 #include "common/prompter.h"
 #include "session/parametermap.h"
 #include "link/devicelink.h"
+#include "session/operationgate.h"
 #include "session/terminalhost.h"
 #include "session/terminalstate.h"
 
@@ -148,6 +149,12 @@ QString Rescale::scaleFactorOldText() const
 Rescale::Result Rescale::compute(const QString &newMaxText)
 {
     Result r;
+    // The whole computation is one operation: its questions and both writes.
+    const OperationGate::Hold hold = m_host.gate().begin(QStringLiteral("rescale"));
+    if (!hold) {
+        r.busy = true;
+        return r;
+    }
     Prompter &p = m_host.prompter();
     TerminalState &s = m_host.state();
     const QString title = QStringLiteral("System Monitor");
@@ -276,6 +283,9 @@ bool Calibration::keyPasses(int key)
 
 Calibration::Outcome Calibration::enter(const QString &text)
 {
+    const OperationGate::Hold hold = m_host.gate().begin(QStringLiteral("calibration"));
+    if (!hold)
+        return Busy;
     qint64 factor = 0;
     if (!ParameterMap::exactValue(text, 0, &factor) || factor <= 0 || factor >= kFactorLimit) {
         // The panel, not a message box; the range text names 999999000 although it is refused.
@@ -397,6 +407,11 @@ MemWrite::Box MemWrite::check(const QString &numByte, const QString &sAddress, c
 
 bool MemWrite::write(const QString &numByte, const QString &sAddress, const QString &wData, Box *faulty)
 {
+    if (faulty)
+        *faulty = NoBox;
+    const OperationGate::Hold hold = m_host.gate().begin(QStringLiteral("back door write"));
+    if (!hold)
+        return false;
     const Box box = check(numByte, sAddress, wData);
     if (faulty)
         *faulty = box;

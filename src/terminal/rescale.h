@@ -48,6 +48,7 @@ public:
         bool factorDone = false;
         bool flowDone = false;
         bool failed = false;     // a verified write failed
+        bool busy = false;       // another device operation runs: nothing was done
     };
     // cmdRescale_Click with the new maximum typed, against the values the
     // device holds: checks, the second question, the factor write and then
@@ -75,7 +76,8 @@ public:
     // (Enter 13, Backspace 8, else the character): digits and Backspace pass.
     static bool keyPasses(int key);
 
-    enum Outcome { OutOfRange, Unchanged, Written, Failed };
+    // Busy: another device operation runs; nothing was checked or sent.
+    enum Outcome { OutOfRange, Unchanged, Written, Failed, Busy };
     // Enter in txtScaleFactor (and cmdWOK): range test, then, unless the
     // device holds that factor already, the verified write.
     Outcome enter(const QString &text);
@@ -108,7 +110,8 @@ public:
     // faulty box returned (NoBox when all pass).
     Box check(const QString &numByte, const QString &sAddress, const QString &wData);
     // The checks and the verified write. True when the device holds the data
-    // (the boxes are cleared); *faulty names the box a check refused.
+    // (the boxes are cleared); *faulty names the box a check refused. False
+    // at once, nothing sent, while another device operation runs.
     bool write(const QString &numByte, const QString &sAddress, const QString &wData, Box *faulty = nullptr);
 
 private:

@@ -4,6 +4,7 @@
 #include "frmethernet.h"
 #include "frmrescale.h"
 #include "rescale.h"
+#include "session/operationgate.h"
 #include "session/terminalhost.h"
 
 #include <QFormLayout>
@@ -79,6 +80,16 @@ QLineEdit *hexBox(const char *name, int maxLength, QWidget *parent)
     return box;
 }
 
+// While a device operation runs, the controls that would start another one or
+// leave the frame are disabled.
+void followGate(TerminalHost &host, QObject *context, const QList<QWidget *> &controls)
+{
+    QObject::connect(&host.gate(), &OperationGate::busyChanged, context, [controls](bool busy) {
+        for (QWidget *w : controls)
+            w->setEnabled(!busy);
+    });
+}
+
 QPushButton *button(const char *name, const QString &caption, QWidget *parent)
 {
     auto *b = new QPushButton(caption, parent);
@@ -122,6 +133,7 @@ RescaleFrame::RescaleFrame(TerminalHost &host, QWidget *parent)
     buttons->addWidget(cmdCancelRescale);
     form->addRow(buttons);
 
+    followGate(m_host, this, {txtMaxFlowNew, cmdRescale, cmdCancelRescale});
     connect(cmdRescale, &QPushButton::clicked, this, &RescaleFrame::cmdRescale_Click);
     connect(cmdCancelRescale, &QPushButton::clicked, this, &RescaleFrame::cmdCancelRescale_Click);
 
@@ -159,10 +171,14 @@ void RescaleFrame::start()
 
 void RescaleFrame::cmdRescale_Click()
 {
+    if (m_host.gate().busy())
+        return;
     // The labels show, and the rescale uses, what the device holds now.
     lblMaxFlowOld->setText(m_rescale->maxFlowOldText());
     lblScaleFactorOld->setText(m_rescale->scaleFactorOldText());
     const Rescale::Result r = m_rescale->compute(txtMaxFlowNew->text());
+    if (r.busy)
+        return;
     if (r.computed) {
         lblSFNew->setText(QString::number(r.sf));
         lblSFNew->show();
@@ -173,6 +189,9 @@ void RescaleFrame::cmdRescale_Click()
 
 void RescaleFrame::cmdCancelRescale_Click()
 {
+    // Not while the rescale writes: the frame and the menu lock stay until it ends.
+    if (m_host.gate().busy())
+        return;
     leave();
 }
 
@@ -201,13 +220,17 @@ CalibrateFrame::CalibrateFrame(TerminalHost &host, QWidget *parent)
     txtScaleFactor->installEventFilter(this);
     txtScaleFactor->setValidator(new KeyRuleValidator(&Calibration::keyPasses, txtScaleFactor));
     cmdWOK = button("cmdWOK", QStringLiteral("OK"), this);
+    cmdWCancel = button("cmdWCancel", QStringLiteral("Cancel"), this);
 
     auto *layout = new QHBoxLayout(this);
     layout->addWidget(new QLabel(QStringLiteral("Scaling Factor:"), this));
     layout->addWidget(txtScaleFactor);
     layout->addWidget(cmdWOK);
+    layout->addWidget(cmdWCancel);
 
+    followGate(m_host, this, {cmdWOK, cmdWCancel});
     connect(cmdWOK, &QPushButton::clicked, this, &CalibrateFrame::cmdWOK_Click);
+    connect(cmdWCancel, &QPushButton::clicked, this, &CalibrateFrame::cmdWCancel_Click);
     hide();
 }
 
@@ -234,10 +257,21 @@ void CalibrateFrame::cmdWOK_Click()
 void CalibrateFrame::txtScaleFactor_Enter()
 {
     const Calibration::Outcome outcome = m_calibration->enter(txtScaleFactor->text());
-    if (outcome == Calibration::Written || outcome == Calibration::Unchanged) {
-        hide();
-        m_host.setAutoUpdate(!m_host.autoUpdateOn());
-    }
+    if (outcome == Calibration::Written || outcome == Calibration::Unchanged)
+        leave();
+}
+
+void CalibrateFrame::cmdWCancel_Click()
+{
+    // Leaves without writing; not while a write runs.
+    if (!m_host.gate().busy() && isVisible())
+        leave();
+}
+
+void CalibrateFrame::leave()
+{
+    hide();
+    m_host.setAutoUpdate(!m_host.autoUpdateOn());
 }
 
 bool CalibrateFrame::eventFilter(QObject *watched, QEvent *event)
@@ -248,6 +282,10 @@ bool CalibrateFrame::eventFilter(QObject *watched, QEvent *event)
             return false;
         if (key == 13) {
             txtScaleFactor_Enter();
+            return true;
+        }
+        if (key == 27) {
+            cmdWCancel_Click();
             return true;
         }
         return !Calibration::keyPasses(key);
@@ -272,6 +310,7 @@ MemWriteFrame::MemWriteFrame(TerminalHost &host, QWidget *parent)
     }
     cmdMWrite = button("cmdMWrite", QStringLiteral("Write"), this);
     cmdMWCancel = button("cmdMWCancel", QStringLiteral("Cancel"), this);
+    followGate(m_host, this, {cmdMWrite, cmdMWCancel});
 
     auto *form = new QFormLayout(this);
     form->addRow(QStringLiteral("Number of Bytes (hex):"), txtNumByte);
@@ -310,6 +349,9 @@ QLineEdit *MemWriteFrame::box(int which) const
 
 void MemWriteFrame::start()
 {
+    // The frame whose write runs stays as it is.
+    if (m_host.gate().busy())
+        return;
     hide();
     if (runAccessPrompt)
         runAccessPrompt();
@@ -321,6 +363,8 @@ void MemWriteFrame::start()
 
 void MemWriteFrame::cmdMWrite_Click()
 {
+    if (m_host.gate().busy())
+        return;
     MemWrite::Box faulty = MemWrite::NoBox;
     if (m_memWrite->write(txtNumByte->text(), txtSAddress->text(), txtWData->text(), &faulty)) {
         txtNumByte->clear();
@@ -334,6 +378,8 @@ void MemWriteFrame::cmdMWrite_Click()
 
 void MemWriteFrame::cmdMWCancel_Click()
 {
+    if (m_host.gate().busy())
+        return;
     txtNumByte->clear();
     txtSAddress->clear();
     txtWData->clear();

@@ -59,22 +59,26 @@ public:
     // mnuOptionsCalibrate: confirmation, then the frame with the periodic
     // update toggled so that polling stops while the operator types. The
     // frame is left, and the update toggled back, once Enter found the
-    // value written or unchanged.
+    // value written or unchanged, or Cancel (Escape) was chosen.
     void start();
 
     // Does what Enter in txtScaleFactor does.
     void cmdWOK_Click();
+    // Leaves the frame without writing (also Escape in txtScaleFactor).
+    void cmdWCancel_Click();
 
 protected:
     bool eventFilter(QObject *watched, QEvent *event) override;
 
 private:
     void txtScaleFactor_Enter();
+    void leave();
 
     TerminalHost &m_host;
     std::unique_ptr<Calibration> m_calibration;
     QLineEdit *txtScaleFactor;
     QPushButton *cmdWOK;
+    QPushButton *cmdWCancel;
 };
 
 class MemWriteFrame : public QFrame
