@@ -1,7 +1,9 @@
 // Compare, selective import, the write journal and undo, end to end through
 // quorin-cli against two simulated transmitters with different presets; and
 // a journal that cannot be written, in-process.
+#include "files/configimport.h"
 #include "files/configtable.h"
+#include "files/frmimporte.h"
 #include "session/writejournal.h"
 #include "support/clirun.h"
 #include "support/fulldisk.h"
@@ -9,7 +11,10 @@
 #include "support/simrig.h"
 
 #include <QDir>
+#include <QComboBox>
 #include <QFile>
+#include <QPlainTextEdit>
+#include <QPushButton>
 #include <QTemporaryDir>
 #include <QtTest>
 
@@ -18,6 +23,7 @@ class TestCompareCli : public QObject
     Q_OBJECT
 private slots:
     void compareImportJournalAndUndo();
+    void importWindowMarksAndWritesChangedRowsOnly();
     void journalThatCannotBeWrittenIsReportedOnce_data();
     void journalThatCannotBeWrittenIsReportedOnce();
 };
@@ -142,6 +148,34 @@ void TestCompareCli::compareImportJournalAndUndo()
     QCOMPARE(runCli(second.path(), {QStringLiteral("compare"), s}).code, 0);
     QCOMPARE(runCli(second.path(), {QStringLiteral("import"), a, QStringLiteral("--only"), QStringLiteral("coefficient-b"),
                                     QStringLiteral("--yes")}).code, 2);
+}
+
+void TestCompareCli::importWindowMarksAndWritesChangedRowsOnly()
+{
+    SimRig rig;
+    QVERIFY(rig.readOut());
+    QTemporaryDir dir;
+    const QString path = dir.filePath(QStringLiteral("t.epr"));
+    QString error;
+    QVERIFY(ConfigTable::fromTerminal(rig.session.state()).writeFile(path, &error));
+    rig.device->setValue(0x134, 2, 1500);
+    rig.device->setValue(0x170, 4, 900);
+
+    frmImportE w(rig.session);
+    w.importer().setRowPause(0);
+    QVERIFY(w.openFile(path));
+    w.findChild<QPushButton *>(QStringLiteral("cmdCompare"))->click();
+    QStringList marks;
+    for (const QString &line : w.text().split(QLatin1Char('\n')))
+        if (line.contains(QLatin1String("<> DIFFERS")))
+            marks << line.mid(7, 4) + line.section(QLatin1String("device "), 1);
+    QCOMPARE(marks, QStringList({QStringLiteral("013405DC (1500)"), QStringLiteral("017000000384 (900)")}));
+    QCOMPARE(rig.writeFrames(), QStringList());
+
+    w.findChild<QComboBox *>(QStringLiteral("cboUploadRows"))->setCurrentIndex(1);
+    w.findChild<QPushButton *>(QStringLiteral("cmdUpload"))->click();
+    QCOMPARE(rig.writeFrames(), QStringList({SimRig::writeFrame("0134", "02", "03E8"), SimRig::writeFrame("0170", "04", "000003E6")}));
+    QCOMPARE(rig.prompter.texts().last(), QStringLiteral("EEPROM Table has been Saved. Click OK."));
 }
 
 void TestCompareCli::journalThatCannotBeWrittenIsReportedOnce_data()
