@@ -3,6 +3,7 @@
 // a journal that cannot be written, in-process.
 #include "files/configimport.h"
 #include "files/configtable.h"
+#include "files/frmhistory.h"
 #include "files/frmimporte.h"
 #include "session/writejournal.h"
 #include "support/clirun.h"
@@ -15,6 +16,7 @@
 #include <QFile>
 #include <QPlainTextEdit>
 #include <QPushButton>
+#include <QTableWidget>
 #include <QTemporaryDir>
 #include <QtTest>
 
@@ -24,6 +26,7 @@ class TestCompareCli : public QObject
 private slots:
     void compareImportJournalAndUndo();
     void importWindowMarksAndWritesChangedRowsOnly();
+    void historyWindowListsAndUndoes();
     void journalThatCannotBeWrittenIsReportedOnce_data();
     void journalThatCannotBeWrittenIsReportedOnce();
 };
@@ -176,6 +179,28 @@ void TestCompareCli::importWindowMarksAndWritesChangedRowsOnly()
     w.findChild<QPushButton *>(QStringLiteral("cmdUpload"))->click();
     QCOMPARE(rig.writeFrames(), QStringList({SimRig::writeFrame("0134", "02", "03E8"), SimRig::writeFrame("0170", "04", "000003E6")}));
     QCOMPARE(rig.prompter.texts().last(), QStringLiteral("EEPROM Table has been Saved. Click OK."));
+}
+
+void TestCompareCli::historyWindowListsAndUndoes()
+{
+    SimRig rig;
+    QVERIFY(rig.readOut());
+    QTemporaryDir dir;
+    rig.session.journal().setPath(dir.filePath(QStringLiteral("j.jsonl")));
+    rig.session.link().WriteRamData("02", "0134", "0FA0");
+    rig.session.link().WriteRamData("04", "0170", "00000384");
+    frmHistory w(rig.session, rig.session.journal().path());
+    auto *grid = w.findChild<QTableWidget *>(QStringLiteral("grdHistory"));
+    QCOMPARE(grid->rowCount(), 2);
+    QCOMPARE(grid->item(0, 5)->text(), QStringLiteral("txtFluDensity"));
+    QCOMPARE(grid->item(1, 6)->text(), QStringLiteral("03E8"));
+    grid->setCurrentCell(1, 0);
+    rig.prompter.answers << true;
+    w.findChild<QPushButton *>(QStringLiteral("cmdUndo"))->click();
+    QCOMPARE(rig.device->value(0x134, 2), 1000u);
+    QCOMPARE(rig.device->value(0x170, 4), 998u);
+    QCOMPARE(grid->rowCount(), 4);
+    QCOMPARE(grid->item(0, 2)->text(), QStringLiteral("undo"));
 }
 
 void TestCompareCli::journalThatCannotBeWrittenIsReportedOnce_data()
