@@ -52,25 +52,61 @@ static CliCommand exportCommand("export", "export FILE.epr        read the confi
         return ExitOk;
     });
 
-static CliCommand importCommand("import", "import FILE.epr --yes  write a saved table into the device, each row verified",
+static CliCommand importCommand("import",
+    "import FILE.epr --yes  write a saved table into the device, each row verified\n"
+    "         [--dry-run]   list the rows it would write and send nothing (no --yes needed)\n"
+    "         [--only NAME,...]  only these rows (names as params shows them)\n"
+    "         [--changed]   only the rows whose data differs from the device's; the live\n"
+    "                       rows (data-pointer, total-counter) only when named with --only",
     [](CliContext &c) -> int {
         if (c.args.size() != 1)
             return c.usage(QStringLiteral("import needs FILE.epr"));
-        if (!c.flag(QStringLiteral("yes")))
+        const bool dryRun = c.flag(QStringLiteral("dry-run"));
+        if (!dryRun && !c.flag(QStringLiteral("yes")))
             return c.usage(QStringLiteral("import overwrites the device's configuration; give --yes to go on"));
         ConfigTable table;
         QString error;
         if (!table.readFile(c.args[0], &error))
             return c.usage(error);
+        QList<int> named;
+        const bool only = c.options.contains(QStringLiteral("only"));
+        if (only && !ConfigImport::namedEntries(table, c.option(QStringLiteral("only")).split(QLatin1Char(','), Qt::SkipEmptyParts),
+                                                &named, &error))
+            return c.usage(error);
+        if (only && named.isEmpty())
+            return c.usage(QStringLiteral("--only needs one or more names"));
         TerminalHost *host = nullptr;
         if (const int status = c.readOut(&host))
             return status;
         ConfigImport import(*host);
+        QList<int> entries = import.uploadEntries();
+        if (only) {
+            QList<int> chosen;
+            for (int e : named)
+                if (entries.contains(e))
+                    chosen << e;
+                else
+                    *c.err << "import: " << table.row(e).Address << " is left out: the device is in tenths mode\n";
+            entries = chosen;
+        }
+        // Live rows named with --only are the technician's explicit choice.
+        if (c.flag(QStringLiteral("changed")))
+            entries = ConfigImport::changedEntries(table, host->state(), entries, only);
+        if (dryRun) {
+            for (int e : std::as_const(entries))
+                *c.out << table.displayLine(e, QStringLiteral("   ")) << "\n";
+            *c.out << "dry run: " << entries.size() << " rows would be written, nothing was sent\n";
+            return ExitOk;
+        }
+        if (entries.isEmpty()) {
+            *c.out << "nothing to write\n";
+            return ExitOk;
+        }
         QObject::connect(&import, &ConfigImport::rowDone, [&](int entry) {
             *c.out << table.displayLine(entry, QStringLiteral("   ")) << "\n";
             c.out->flush();
         });
-        return import.upload(table) ? ExitOk : ExitDevice;
+        return import.upload(table, entries) ? ExitOk : ExitDevice;
     });
 
 static CliCommand flowlogCommand("flowlog", "flowlog ENDADDR FILE.mlg  read the flow log up to ENDADDR (200-7FFF) into FILE",

@@ -23,10 +23,11 @@ QMap<QString, CliCommand *> &registry()
 const QStringList kValueOptions = {
     QStringLiteral("port"), QStringLiteral("settings"), QStringLiteral("fault"),
     QStringLiteral("preset"), QStringLiteral("count"), QStringLiteral("interval"),
-    QStringLiteral("code"), QStringLiteral("timeout"),
+    QStringLiteral("code"), QStringLiteral("timeout"), QStringLiteral("last"), QStringLiteral("only"),
 };
 const QStringList kFlags = {
     QStringLiteral("sim"), QStringLiteral("rs485"), QStringLiteral("yes"), QStringLiteral("help"),
+    QStringLiteral("dry-run"), QStringLiteral("changed"),
 };
 
 void printHelp(QTextStream &out)
@@ -180,6 +181,7 @@ int main(int argc, char **argv)
         return ctx.usage(QStringLiteral("unknown command \"%1\" (try --help)").arg(command));
 
     TerminalSession session(&prompter, nullptr);
+    session.journalSource = [command] { return QStringLiteral("quorin-cli ") + command; };
     DeviceLink &link = session.link();
     ctx.link = &link;
     ctx.connect = [&]() -> bool {

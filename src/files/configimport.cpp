@@ -1,13 +1,16 @@
 #include "configimport.h"
 
 #include "common/prompter.h"
+#include "configcompare.h"
 #include "configtable.h"
 #include "link/devicelink.h"
 #include "session/operationgate.h"
+#include "session/parametermap.h"
 #include "session/terminalhost.h"
 #include "session/terminalstate.h"
 
 #include <QEventLoop>
+#include <algorithm>
 #include <QTimer>
 
 ConfigImport::ConfigImport(TerminalHost &host, QObject *parent) : QObject(parent), m_host(host), Timer1(new QTimer(this))
@@ -22,19 +25,74 @@ void ConfigImport::setRowPause(int msecs)
     Timer1->setInterval(msecs);
 }
 
+QList<int> ConfigImport::uploadEntries() const
+{
+    const bool tenths = m_host.state().cellValue(QStringLiteral("012D")) == DeviceCodeTenths;
+    QList<int> entries;
+    for (int r = 1; r <= RowsWritten; ++r)
+        if (!(r == 25 && tenths))
+            entries << r - 1;
+    return entries;
+}
+
+QList<int> ConfigImport::changedEntries(const ConfigTable &table, const TerminalState &state, const QList<int> &entries,
+                                        bool withLive)
+{
+    const ConfigTable device = ConfigTable::fromTerminal(state);
+    QList<int> changed;
+    for (int e : entries) {
+        const ConfigRow &row = table.row(e);
+        if (!withLive && ConfigCompare::isLive(row.Address.toUpper()))
+            continue;
+        const int d = ConfigCompare::findRow(device, row.Address, ConfigTable::RowCount);
+        const int width = row.Width.toInt();
+        if (d < 0 || ConfigCompare::normalised(device.row(d).Data, width) != ConfigCompare::normalised(row.Data, width))
+            changed << e;
+    }
+    return changed;
+}
+
+bool ConfigImport::namedEntries(const ConfigTable &table, const QStringList &names, QList<int> *entries, QString *error)
+{
+    entries->clear();
+    for (const QString &name : names) {
+        const Parameter *p = ParameterMap::find(name.trimmed());
+        if (!p) {
+            *error = QStringLiteral("no parameter is called \"%1\" (see params)").arg(name);
+            return false;
+        }
+        const int e = ConfigCompare::findRow(table, p->address, RowsWritten);
+        if (e < 0) {
+            *error = QStringLiteral("%1 (%2) is not among the rows an import writes").arg(name, p->address);
+            return false;
+        }
+        if (!entries->contains(e))
+            entries->append(e);
+    }
+    std::sort(entries->begin(), entries->end());
+    return true;
+}
+
 bool ConfigImport::upload(const ConfigTable &table)
+{
+    return upload(table, uploadEntries());
+}
+
+bool ConfigImport::upload(const ConfigTable &table, const QList<int> &entries)
 {
     const OperationGate::Hold hold = m_host.gate().begin(QStringLiteral("import"));
     if (!hold)
         return false;
 
     emit progress(0);
-    const bool tenths = m_host.state().cellValue(QStringLiteral("012D")) == DeviceCodeTenths;
+    // The "012D" row is never written while the device is in tenths mode.
+    const QList<int> allowed = uploadEntries();
     int written = 0;
-    for (int r = 1; r <= RowsWritten; ++r) {
-        const ConfigRow &row = table.row(r - 1);
-        if (r == 25 && tenths)
+    for (int e : entries) {
+        if (!allowed.contains(e))
             continue;
+        const int r = e + 1;
+        const ConfigRow &row = table.row(r - 1);
         // A row counts only when the device held its data afterwards: an
         // empty data text would otherwise match the empty read-back of a
         // failed exchange.

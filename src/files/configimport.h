@@ -1,9 +1,12 @@
 #pragma once
 // Writes a configuration table into the device, row by row, each write
 // checked by reading the memory back, with a 250 ms pause between rows.
+#include <QList>
 #include <QObject>
+#include <QStringList>
 
 class ConfigTable;
+class TerminalState;
 class QTimer;
 class TerminalHost;
 
@@ -18,6 +21,21 @@ public:
     // every row was written and verified; the messages are shown here.
     // Refused (false, nothing sent) while another device operation runs.
     bool upload(const ConfigTable &table);
+    // The same for the listed entries only (a subset of uploadEntries()).
+    bool upload(const ConfigTable &table, const QList<int> &entries);
+
+    // The entries a plain upload writes, in order: 0 to 24, without the
+    // "012D" row while the device is in tenths mode.
+    QList<int> uploadEntries() const;
+    // Those of `entries` whose data differs from the device's as last read.
+    // The live rows (log pointer, counter word) move on by themselves and
+    // are left out unless withLive.
+    static QList<int> changedEntries(const ConfigTable &table, const TerminalState &state, const QList<int> &entries,
+                                     bool withLive = false);
+    // The entries of the rows named by control, readable name or address;
+    // false with *error for a name the parameter map does not know or a row
+    // an upload never writes.
+    static bool namedEntries(const ConfigTable &table, const QStringList &names, QList<int> *entries, QString *error);
     // Tests shorten the pause between rows.
     void setRowPause(int msecs);
 

@@ -1,10 +1,12 @@
 #include "frmimporte.h"
 
 #include "common/prompter.h"
+#include "configcompare.h"
 #include "configimport.h"
 #include "session/operationgate.h"
 #include "session/terminalhost.h"
 
+#include <QComboBox>
 #include <QDir>
 #include <QFontDatabase>
 #include <QHBoxLayout>
@@ -38,10 +40,17 @@ frmImportE::frmImportE(TerminalHost &host, QWidget *parent)
     cmdUpload->setObjectName(QStringLiteral("cmdUpload"));
     cmdCancel = new QPushButton(QStringLiteral("Cancel"), this);
     cmdCancel->setObjectName(QStringLiteral("cmdCancel"));
+    cmdCompare = new QPushButton(QStringLiteral("Compare with Device"), this);
+    cmdCompare->setObjectName(QStringLiteral("cmdCompare"));
+    cboUploadRows = new QComboBox(this);
+    cboUploadRows->setObjectName(QStringLiteral("cboUploadRows"));
+    cboUploadRows->addItems({QStringLiteral("All rows"), QStringLiteral("Changed rows only")});
 
     auto *buttons = new QHBoxLayout;
     buttons->addWidget(cmdOpen);
+    buttons->addWidget(cmdCompare);
     buttons->addStretch();
+    buttons->addWidget(cboUploadRows);
     buttons->addWidget(cmdUpload);
     buttons->addWidget(cmdCancel);
     auto *layout = new QVBoxLayout(this);
@@ -54,11 +63,13 @@ frmImportE::frmImportE(TerminalHost &host, QWidget *parent)
     connect(cmdOpen, &QPushButton::clicked, this, &frmImportE::cmdOpen_Click);
     connect(cmdUpload, &QPushButton::clicked, this, &frmImportE::cmdUpload_Click);
     connect(cmdCancel, &QPushButton::clicked, this, &frmImportE::cmdCancel_Click);
+    connect(cmdCompare, &QPushButton::clicked, this, &frmImportE::cmdCompare_Click);
     // While rows are written nothing here may start another upload, open
     // another file or leave the window.
     connect(&host.gate(), &OperationGate::busyChanged, this, [this](bool busy) {
-        for (QPushButton *b : {cmdOpen, cmdUpload, cmdCancel})
+        for (QPushButton *b : {cmdOpen, cmdUpload, cmdCancel, cmdCompare})
             b->setEnabled(!busy);
+        cboUploadRows->setEnabled(!busy);
     });
     connect(m_import, &ConfigImport::progress, this, [this](int rows) {
         ProgBar1->setValue(rows);
@@ -107,8 +118,47 @@ void frmImportE::cmdUpload_Click()
     if (m_host.gate().busy())
         return;
     m_peak = 0;
-    if (m_import->upload(m_table))
+    if (cboUploadRows->currentIndex() == 0) {
+        if (m_import->upload(m_table))
+            accept();
+        return;
+    }
+    // Only the rows whose data differs from the device's as it is now.
+    if (!m_host.synchronize())
+        return;
+    const QList<int> rows = ConfigImport::changedEntries(m_table, m_host.state(), m_import->uploadEntries());
+    if (rows.isEmpty()) {
+        m_host.prompter().message(QStringLiteral("The device already holds every row of the table."),
+                                  QStringLiteral("System Monitor"), Prompter::Information);
+        return;
+    }
+    if (m_import->upload(m_table, rows))
         accept();
+}
+
+void frmImportE::cmdCompare_Click()
+{
+    if (m_host.gate().busy() || !m_host.synchronize())
+        return;
+    const ConfigTable device = ConfigTable::fromTerminal(m_host.state());
+    QList<CompareRow> rows;
+    QString error;
+    if (!ConfigCompare::compare(m_table, device, &rows, &error, m_table.recordsRead())) {
+        m_host.prompter().message(QStringLiteral("The table cannot be compared: ")
+                                      + error.replace(QLatin1String("A has"), QLatin1String("the file has")),
+                                  QStringLiteral("System Monitor"), Prompter::Information);
+        return;
+    }
+    QStringList lines;
+    for (int r = 0; r < ConfigTable::RowCount; ++r) {
+        QString line = m_table.displayLine(r, QStringLiteral("   "));
+        for (const CompareRow &c : std::as_const(rows))
+            if (c.differs && c.address.compare(m_table.row(r).Address, Qt::CaseInsensitive) == 0)
+                line += (c.live ? QStringLiteral("   <> device ") : QStringLiteral("   <> DIFFERS, device "))
+                        + c.dataB + QStringLiteral(" (") + c.valueB + (c.live ? QStringLiteral(", live)") : QStringLiteral(")"));
+        lines << line;
+    }
+    Text1->setPlainText(lines.join(QLatin1Char('\n')));
 }
 
 void frmImportE::cmdCancel_Click()

@@ -6,6 +6,7 @@
 #include <QDialog>
 
 class ConfigImport;
+class QComboBox;
 class QLabel;
 class QPlainTextEdit;
 class QProgressBar;
@@ -21,6 +22,8 @@ public:
     void cmdOpen_Click();
     void cmdUpload_Click();
     void cmdCancel_Click();
+    // Reads the device and marks the rows of the shown table that differ.
+    void cmdCompare_Click();
     // Closing waits for a running upload to end; rows are never cut off half-way.
     void reject() override;
 
@@ -46,4 +49,6 @@ private:
     QPushButton *cmdOpen;
     QPushButton *cmdUpload;
     QPushButton *cmdCancel;
+    QPushButton *cmdCompare;
+    QComboBox *cboUploadRows;  // "All rows" or "Changed rows only"
 };

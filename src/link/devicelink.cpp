@@ -451,5 +451,6 @@ QString DeviceLink::WriteRamData(const QString &byteCount, const QString &addres
         result = data;
     }
     releasePoll();
+    emit ramDataWritten(address, byteCount, data, reply, !result.isEmpty());
     return result;
 }

@@ -117,6 +117,10 @@ signals:
     void portStateChanged(bool open);
     void portLost(const QString &reason);
     void flagsChanged();
+    // After every verified write has compared its read-back: what was asked
+    // for and what the device held afterwards ("" when no reply came).
+    void ramDataWritten(const QString &address, const QString &byteCount, const QString &data,
+                        const QString &readBack, bool verified);
 
 private:
     struct Pending;

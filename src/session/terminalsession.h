@@ -6,7 +6,9 @@
 #include "session/operationgate.h"
 #include "session/terminalhost.h"
 #include "session/terminalstate.h"
+#include "session/writejournal.h"
 
+#include <QMap>
 #include <QStringList>
 #include <functional>
 #include <memory>
@@ -43,7 +45,31 @@ public:
     QString folder;
     QList<int> progressSteps;    // progress values of the last readouts
 
+    // Every verified write is journaled here (the per-user data folder
+    // unless set otherwise). journalSource names the window or command the
+    // write came from; without it the record names the operation only.
+    WriteJournal &journal() { return m_journal; }
+    std::function<QString()> journalSource;
+    // The bytes the terminal knows at address from the last readout and the
+    // writes since, without asking the device; "" when any byte is unknown.
+    QString knownData(const QString &address, int width) const;
+
 private:
+    void journalWrite(const QString &address, const QString &byteCount, const QString &data,
+                      const QString &readBack, bool verified);
+    QString imageByte(int address) const;
+
+    // Bytes written since the readout, with the image's byte at that time:
+    // once the image changes (a new readout, or the window that wrote it
+    // updated its copy) the image is the newer knowledge.
+    struct WrittenByte {
+        QString value;      // "" unknown (no read-back)
+        QString imageThen;
+    };
+    QMap<int, WrittenByte> m_written;
+    WriteJournal m_journal;
+    bool m_journalReported = false;
+
     Prompter *m_prompter;
     std::unique_ptr<DeviceLink> m_link;
     TerminalState m_state;

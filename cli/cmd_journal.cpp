@@ -1,0 +1,89 @@
+// The journal of verified writes, and undoing the newest of them.
+#include "cli.h"
+
+#include "session/parametermap.h"
+#include "session/terminalhost.h"
+#include "session/writejournal.h"
+#include "session/writeundo.h"
+
+#include <climits>
+
+namespace {
+
+// --last N: a positive count, or `def` when not given; -1 when bad.
+int lastCount(const CliContext &c, int def)
+{
+    if (!c.options.contains(QStringLiteral("last")))
+        return def;
+    bool ok = false;
+    const int n = c.option(QStringLiteral("last")).toInt(&ok);
+    return ok && n > 0 ? n : -1;
+}
+
+QString line(const JournalRecord &r)
+{
+    const Parameter *p = ParameterMap::find(r.address);
+    const QString name = p && p->width == r.width ? (p->control.isEmpty() ? p->alias : p->control) : QStringLiteral("-");
+    return QStringList{r.time, r.port.isEmpty() ? QStringLiteral("-") : r.port,
+                       r.operation.isEmpty() ? QStringLiteral("-") : r.operation,
+                       r.source.isEmpty() ? QStringLiteral("-") : r.source, r.address,
+                       QStringLiteral("%1").arg(r.width, 2, 10, QLatin1Char('0')), name,
+                       QStringLiteral("before ") + (r.beforeKnown() ? r.before : QStringLiteral("unknown")),
+                       QStringLiteral("written ") + r.written,
+                       r.verified ? QStringLiteral("verified")
+                                  : QStringLiteral("failed, read back ")
+                                        + (r.readBack.isEmpty() ? QStringLiteral("nothing") : r.readBack)}
+        .join(QLatin1String("  "));
+}
+
+} // namespace
+
+static CliCommand journalCommand("journal",
+    "journal [--last N]     list the journal of verified writes, newest first",
+    [](CliContext &c) -> int {
+        if (!c.args.isEmpty())
+            return c.usage(QStringLiteral("journal takes no arguments"));
+        const int n = lastCount(c, INT_MAX);
+        if (n < 0)
+            return c.usage(QStringLiteral("--last needs a positive whole number"));
+        const WriteJournal journal;
+        QString error;
+        const QList<JournalRecord> records = journal.records(&error);
+        if (!error.isEmpty()) {
+            *c.err << "quorin-cli: " << error << "\n";
+            return ExitUsage;
+        }
+        for (int i = records.size() - 1; i >= 0 && i >= records.size() - n; --i)
+            *c.out << line(records[i]) << "\n";
+        return ExitOk;
+    });
+
+static CliCommand undoCommand("undo",
+    "undo --last N --yes    put back the data of the newest N journaled writes, newest first;\n"
+    "                       refused when the device no longer holds what they wrote",
+    [](CliContext &c) -> int {
+        if (!c.args.isEmpty())
+            return c.usage(QStringLiteral("undo takes no arguments"));
+        const int n = lastCount(c, -1);
+        if (n < 0)
+            return c.usage(QStringLiteral("undo needs --last N, a positive whole number"));
+        // The readout lets the journal name the data each undo write replaces.
+        TerminalHost *host = nullptr;
+        if (const int status = c.readOut(&host))
+            return status;
+        const WriteJournal journal;
+        WriteUndo undo(*host, journal);
+        undo.undone = [&](const JournalRecord &r) {
+            *c.out << "undone: " << WriteUndo::describe(r) << "\n";
+            c.out->flush();
+        };
+        switch (undo.undoLast(n)) {
+        case WriteUndo::Done:
+            return ExitOk;
+        case WriteUndo::Declined:
+            return ExitUsage;
+        default:
+            *c.err << "quorin-cli: undo refused: " << undo.refusal() << "\n";
+            return ExitDevice;
+        }
+    });

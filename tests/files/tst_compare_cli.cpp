@@ -1,0 +1,258 @@
+// Compare, selective import, the write journal and undo, end to end through
+// quorin-cli against two simulated transmitters with different presets; and
+// a journal that cannot be written, in-process.
+#include "files/configimport.h"
+#include "files/configtable.h"
+#include "files/frmhistory.h"
+#include "files/frmimporte.h"
+#include "session/writejournal.h"
+#include "support/clirun.h"
+#include "support/fulldisk.h"
+#include "support/simprocess.h"
+#include "support/simrig.h"
+
+#include <QDir>
+#include <QComboBox>
+#include <QFile>
+#include <QPlainTextEdit>
+#include <QPushButton>
+#include <QTableWidget>
+#include <QTemporaryDir>
+#include <QtTest>
+
+class TestCompareCli : public QObject
+{
+    Q_OBJECT
+private slots:
+    void compareImportJournalAndUndo();
+    void importWindowMarksAndWritesChangedRowsOnly();
+    void historyWindowListsAndUndoes();
+    void journalThatCannotBeWrittenIsReportedOnce_data();
+    void journalThatCannotBeWrittenIsReportedOnce();
+};
+
+namespace {
+
+// The rows a compare listing marks, by address, and its last line.
+QStringList marked(const CliRun &r, const QString &mark)
+{
+    QStringList addresses;
+    for (const QString &line : r.lines())
+        if (line.endsWith(QLatin1String("  ") + mark))
+            addresses << line.mid(5, 4);
+    return addresses;
+}
+
+QStringList journal(int last)
+{
+    return runCli({QStringLiteral("journal"), QStringLiteral("--last"), QString::number(last)}).lines();
+}
+
+} // namespace
+
+void TestCompareCli::compareImportJournalAndUndo()
+{
+    SimProcess first, second;
+    QVERIFY2(first.start({QStringLiteral("--preset"), QStringLiteral("second"), QStringLiteral("--no-pacing")}),
+             qPrintable(first.errorString()));
+    QVERIFY2(second.start({QStringLiteral("--no-pacing")}), qPrintable(second.errorString()));
+    QTemporaryDir dir;
+    const QString a = dir.filePath(QStringLiteral("a.epr"));
+    const QString b = dir.filePath(QStringLiteral("b.epr"));
+    QCOMPARE(runCli(first.path(), {QStringLiteral("export"), a}).code, 0);
+    QCOMPARE(runCli(second.path(), {QStringLiteral("export"), b}).code, 0);
+
+    // Two files: exactly the rows whose data differs, the live rows apart.
+    ConfigTable ta, tb;
+    QString error;
+    QVERIFY(ta.readFile(a, &error) && tb.readFile(b, &error));
+    QStringList differing;
+    for (int row = 0; row < ConfigTable::RowCount; ++row)
+        if (ta.row(row).Data != tb.row(row).Data && row != 18 && row != 20)
+            differing << ta.row(row).Address;
+    CliRun r = runCli({QStringLiteral("compare"), a, b});
+    QCOMPARE(r.code, 1);
+    QCOMPARE(marked(r, QStringLiteral("differs")), differing);
+    QCOMPARE(r.lines().size(), 28);
+    QVERIFY2(r.lines().last() == QStringLiteral("%1 rows differ").arg(differing.size()), qPrintable(r.out));
+    QVERIFY2(r.out.contains(QRegularExpression(QStringLiteral("\n1    0105  txtMaxFlow \\(full-scale flow\\) +1200 +5000 +differs\n"))),
+             qPrintable(r.out));
+    QCOMPARE(runCli({QStringLiteral("compare"), a, a}).code, 0);
+    QCOMPARE(runCli({QStringLiteral("compare"), a, dir.filePath(QStringLiteral("none.epr"))}).code, 2);
+
+    // The device against its own file: the same, though its live rows move.
+    r = runCli(second.path(), {QStringLiteral("compare"), b});
+    QCOMPARE(r.code, 0);
+    QCOMPARE(marked(r, QStringLiteral("differs")), QStringList());
+    QVERIFY(r.out.contains(QLatin1String("0109  (totalizer fraction / counter word)")));
+
+    // A dry run lists what it would write and writes nothing.
+    const int before = journal(1000).size();
+    r = runCli(second.path(), {QStringLiteral("import"), a, QStringLiteral("--dry-run")});
+    QCOMPARE(r.code, 0);
+    QCOMPARE(r.lines().size(), 26);
+    QCOMPARE(r.lines().last(), QStringLiteral("dry run: 25 rows would be written, nothing was sent"));
+    QCOMPARE(journal(1000).size(), before);
+
+    // --changed writes exactly the rows that differ, each journaled.
+    r = runCli(second.path(), {QStringLiteral("import"), a, QStringLiteral("--changed"), QStringLiteral("--yes")}, 120000);
+    QCOMPARE(r.code, 0);
+    QCOMPARE(r.lines().size(), differing.size() - 1);
+    QStringList written;
+    for (const QString &line : journal(differing.size() - 1)) {
+        QVERIFY2(line.contains(QLatin1String("  import  quorin-cli import  ")) && line.endsWith(QLatin1String("  verified")),
+                 qPrintable(line));
+        written.prepend(line.section(QLatin1String("  "), 4, 4));
+    }
+    // The "0130" row is never written by an import, so it alone still differs.
+    QVERIFY(differing.removeOne(QStringLiteral("0130")));
+    QCOMPARE(written, differing);
+    r = runCli(second.path(), {QStringLiteral("compare"), a});
+    QCOMPARE(r.code, 1);
+    QCOMPARE(marked(r, QStringLiteral("differs")), QStringList{QStringLiteral("0130")});
+    const QString s = dir.filePath(QStringLiteral("s.epr"));
+    QCOMPARE(runCli(second.path(), {QStringLiteral("export"), s}).code, 0);
+
+    // Edits are journaled with the data before and after, and undo puts the
+    // device back, newest first, only when told --yes.
+    QCOMPARE(runCli(second.path(), {QStringLiteral("set"), QStringLiteral("high-cutoff"), QStringLiteral("1500")}).code, 0);
+    QCOMPARE(runCli(second.path(), {QStringLiteral("set"), QStringLiteral("density"), QStringLiteral("900")}).code, 0);
+    QCOMPARE(runCli(second.path(), {QStringLiteral("set"), QStringLiteral("high-cutoff"), QStringLiteral("1600")}).code, 0);
+    QStringList j = journal(3);
+    QCOMPARE(j.size(), 3);
+    QVERIFY2(j[0].contains(QLatin1String("0134  02  txtHighFcut  before 05DC  written 0640  verified")), qPrintable(j[0]));
+    QVERIFY2(j[1].contains(QLatin1String("0170  04  txtFluDensity  before 00000352  written 00000384  verified")), qPrintable(j[1]));
+    QVERIFY2(j[2].contains(QLatin1String("0134  02  txtHighFcut  before 0258  written 05DC  verified")), qPrintable(j[2]));
+    QVERIFY(j[2].contains(QRegularExpression(QStringLiteral("^\\d{4}-\\d\\d-\\d\\dT\\d\\d:\\d\\d:\\d\\d(Z|[+-]\\d\\d:\\d\\d)  "))));
+
+    r = runCli(second.path(), {QStringLiteral("undo"), QStringLiteral("--last"), QStringLiteral("3")});
+    QCOMPARE(r.code, 2);
+    QVERIFY2(r.err.contains(QLatin1String("  0134 02  0640 -> 05DC  txtHighFcut\n  0170 04  00000384 -> 00000352  txtFluDensity\n")),
+             qPrintable(r.err));
+    QCOMPARE(runCli(second.path(), {QStringLiteral("compare"), s}).code, 1);
+    // Another device does not hold what these records wrote.
+    r = runCli(first.path(), {QStringLiteral("undo"), QStringLiteral("--last"), QStringLiteral("3"), QStringLiteral("--yes")});
+    QCOMPARE(r.code, 1);
+    QVERIFY2(r.err.contains(QLatin1String("it was changed since")), qPrintable(r.err));
+    r = runCli(second.path(), {QStringLiteral("undo"), QStringLiteral("--last"), QStringLiteral("3"), QStringLiteral("--yes")}, 60000);
+    QCOMPARE(r.code, 0);
+    QCOMPARE(r.lines().size(), 3);
+    QCOMPARE(runCli(second.path(), {QStringLiteral("compare"), s}).code, 0);
+    j = journal(3);
+    QVERIFY2(j[0].contains(QLatin1String("  undo  quorin-cli undo  0134  02  txtHighFcut  before 05DC  written 0258  verified")),
+             qPrintable(j[0]));
+
+    // --only writes the named rows alone.
+    QCOMPARE(runCli(second.path(), {QStringLiteral("set"), QStringLiteral("high-cutoff"), QStringLiteral("1500")}).code, 0);
+    r = runCli(second.path(), {QStringLiteral("import"), a, QStringLiteral("--only"), QStringLiteral("txtHighFcut,density"),
+                               QStringLiteral("--yes")}, 60000);
+    QCOMPARE(r.code, 0);
+    QCOMPARE(r.lines().size(), 2);
+    QCOMPARE(runCli(second.path(), {QStringLiteral("compare"), s}).code, 0);
+    QCOMPARE(runCli(second.path(), {QStringLiteral("import"), a, QStringLiteral("--only"), QStringLiteral("coefficient-b"),
+                                    QStringLiteral("--yes")}).code, 2);
+}
+
+void TestCompareCli::importWindowMarksAndWritesChangedRowsOnly()
+{
+    SimRig rig;
+    QVERIFY(rig.readOut());
+    QTemporaryDir dir;
+    const QString path = dir.filePath(QStringLiteral("t.epr"));
+    QString error;
+    QVERIFY(ConfigTable::fromTerminal(rig.session.state()).writeFile(path, &error));
+    rig.device->setValue(0x134, 2, 1500);
+    rig.device->setValue(0x170, 4, 900);
+
+    frmImportE w(rig.session);
+    w.importer().setRowPause(0);
+    QVERIFY(w.openFile(path));
+    w.findChild<QPushButton *>(QStringLiteral("cmdCompare"))->click();
+    QStringList marks;
+    for (const QString &line : w.text().split(QLatin1Char('\n')))
+        if (line.contains(QLatin1String("<> DIFFERS")))
+            marks << line.mid(7, 4) + line.section(QLatin1String("device "), 1);
+    QCOMPARE(marks, QStringList({QStringLiteral("013405DC (1500)"), QStringLiteral("017000000384 (900)")}));
+    QCOMPARE(rig.writeFrames(), QStringList());
+
+    w.findChild<QComboBox *>(QStringLiteral("cboUploadRows"))->setCurrentIndex(1);
+    w.findChild<QPushButton *>(QStringLiteral("cmdUpload"))->click();
+    QCOMPARE(rig.writeFrames(), QStringList({SimRig::writeFrame("0134", "02", "03E8"), SimRig::writeFrame("0170", "04", "000003E6")}));
+    QCOMPARE(rig.prompter.texts().last(), QStringLiteral("EEPROM Table has been Saved. Click OK."));
+}
+
+void TestCompareCli::historyWindowListsAndUndoes()
+{
+    SimRig rig;
+    QVERIFY(rig.readOut());
+    QTemporaryDir dir;
+    rig.session.journal().setPath(dir.filePath(QStringLiteral("j.jsonl")));
+    rig.session.link().WriteRamData("02", "0134", "0FA0");
+    rig.session.link().WriteRamData("04", "0170", "00000384");
+    frmHistory w(rig.session, rig.session.journal().path());
+    auto *grid = w.findChild<QTableWidget *>(QStringLiteral("grdHistory"));
+    QCOMPARE(grid->rowCount(), 2);
+    QCOMPARE(grid->item(0, 5)->text(), QStringLiteral("txtFluDensity"));
+    QCOMPARE(grid->item(1, 6)->text(), QStringLiteral("03E8"));
+    grid->setCurrentCell(1, 0);
+    rig.prompter.answers << true;
+    w.findChild<QPushButton *>(QStringLiteral("cmdUndo"))->click();
+    QCOMPARE(rig.device->value(0x134, 2), 1000u);
+    QCOMPARE(rig.device->value(0x170, 4), 998u);
+    QCOMPARE(grid->rowCount(), 4);
+    QCOMPARE(grid->item(0, 2)->text(), QStringLiteral("undo"));
+}
+
+void TestCompareCli::journalThatCannotBeWrittenIsReportedOnce_data()
+{
+    QTest::addColumn<bool>("fullDisk");
+    QTest::newRow("folder cannot be made") << false;
+    QTest::newRow("full disk") << true;
+}
+
+void TestCompareCli::journalThatCannotBeWrittenIsReportedOnce()
+{
+    QFETCH(bool, fullDisk);
+    QTemporaryDir dir;
+    // A file where the folder should be stands for a folder that cannot be written.
+    QFile blocker(dir.filePath(QStringLiteral("blocker")));
+    QVERIFY(blocker.open(QIODevice::WriteOnly));
+    blocker.close();
+    const QString path = dir.filePath(fullDisk ? QStringLiteral("journal.jsonl") : QStringLiteral("blocker/journal.jsonl"));
+    // An earlier record, and one cut short by a crash, stay as they are.
+    const QByteArray earlier = JournalRecord{"t", "p", "o", "s", "0100", 1, "05", "06", true, "06"}.toLine() + "\n{\"time\":";
+    if (fullDisk) {
+        QFile f(path);
+        QVERIFY(f.open(QIODevice::WriteOnly) && f.write(earlier) == earlier.size());
+    }
+
+    SimRig rig;
+    QVERIFY(rig.readOut());
+    rig.session.journal().setPath(path);
+    {
+        std::unique_ptr<FullDisk> full(fullDisk ? new FullDisk(earlier.size() + 10) : nullptr);
+        QCOMPARE(rig.session.link().WriteRamData("02", "0134", "0FA0"), QStringLiteral("0FA0"));
+        QCOMPARE(rig.session.link().WriteRamData("02", "0134", "0BB8"), QStringLiteral("0BB8"));
+    }
+    QCOMPARE(rig.writeFrames(), QStringList({SimRig::writeFrame("0134", "02", "0FA0"), SimRig::writeFrame("0134", "02", "0BB8")}));
+    QCOMPARE(rig.device->value(0x134, 2), 3000u);
+    QCOMPARE(rig.prompter.texts().size(), 1);
+    QVERIFY2(rig.prompter.texts()[0].startsWith(QLatin1String("The change journal cannot be written")),
+             qPrintable(rig.prompter.texts()[0]));
+    if (!fullDisk)
+        return;
+    QFile back(path);
+    QVERIFY(back.open(QIODevice::ReadOnly));
+    QVERIFY(back.readAll().startsWith(earlier));
+
+    // With room again, a record follows the torn lines whole.
+    QCOMPARE(rig.session.link().WriteRamData("02", "0134", "0FA0"), QStringLiteral("0FA0"));
+    QString error;
+    const QList<JournalRecord> records = rig.session.journal().records(&error);
+    QCOMPARE(records.size(), 2);
+    QCOMPARE(records[1].before, QStringLiteral("0BB8"));
+    QCOMPARE(records[1].written, QStringLiteral("0FA0"));
+}
+
+QTEST_MAIN(TestCompareCli)
+#include "tst_compare_cli.moc"
