@@ -107,7 +107,6 @@ void TestNetPorts::throughDeviceServer()
     r = runCli(port, {QStringLiteral("set"), QStringLiteral("txtMeasureInter"), QStringLiteral("77")});
     QVERIFY2(r.code == 0, qPrintable(r.err));
     QCOMPARE(r.out, QStringLiteral("77\n"));
-    QCOMPARE(runCli(port, {QStringLiteral("read"), QStringLiteral("0100"), QStringLiteral("01")}).out, QStringLiteral("4D\n"));
 
     QTemporaryDir dir;
     const QString log = dir.filePath(QStringLiteral("log.mlg"));

@@ -31,8 +31,6 @@ public:
     // "tcp://127.0.0.1:PORT" or "rfc2217://127.0.0.1:PORT".
     QString address() const;
     quint16 port() const { return m_port; }
-    // The configuration it was started with.
-    QString config() const { return m_config; }
     QString errorString() const { return m_error; }
     // Ends it (SIGTERM, then SIGKILL) and waits.
     void stop();
