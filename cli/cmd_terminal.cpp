@@ -3,12 +3,14 @@
 #include "cli.h"
 
 #include "session/parametermap.h"
+#include "session/reconnector.h"
 #include "link/devicelink.h"
 #include "terminal/livedisplay.h"
 #include "session/terminalhost.h"
 #include "session/terminalstate.h"
 
 #include <QDateTime>
+#include <memory>
 
 namespace {
 
@@ -45,7 +47,7 @@ static CliCommand infoCommand("info", "info                   read the configura
     });
 
 static CliCommand monitorCommand("monitor",
-    "monitor [--count N] [--interval MS]  the live flow display, unit and total, one line per poll (N 0: until stopped)",
+    "monitor [--count N] [--interval MS] [--reconnect]  the live flow display, unit and total, one line per poll (N 0: until stopped)",
     [](CliContext &c) -> int {
         if (!c.args.isEmpty())
             return c.usage(QStringLiteral("monitor takes no arguments"));
@@ -68,16 +70,39 @@ static CliCommand monitorCommand("monitor",
             s.setCell(QStringLiteral("0104"), QString::number(timeBase.left(2).toInt(nullptr, 16)),
                       timeBase.left(2).toInt(nullptr, 16));
         LiveDisplay live(link, s, &host->prompter());
+        // With --reconnect a lost port is opened again and the display goes
+        // on; the poll that saw the loss does not count.
+        std::unique_ptr<Reconnector> again;
+        if (c.flag(QStringLiteral("reconnect"))) {
+            again = std::make_unique<Reconnector>(&link);
+            const QString name = link.port() ? link.port()->portName() : QString();
+            QObject::connect(again.get(), &Reconnector::reconnecting, [&c, name] {
+                *c.err << "quorin-cli: reconnecting to " << name << "\n";
+                c.err->flush();
+            });
+            QObject::connect(again.get(), &Reconnector::reconnected, [&c, name] {
+                *c.err << "quorin-cli: reconnected to " << name << "\n";
+                c.err->flush();
+            });
+        }
         bool allOk = true;
         for (int i = 0; count == 0 || i < count; ++i) {
             if (i > 0)
                 link.pause(interval);
+            if (again && again->isRetrying())
+                again->waitUntilBack();
             const LiveDisplay::Result r = live.tick();
-            allOk = allOk && r.ok();
+            const bool retry = r.stopped && again && again->isRetrying();
+            if (!retry)
+                allOk = allOk && r.ok();
             *c.out << QTime::currentTime().toString(QStringLiteral("HH:mm:ss")) << "  "
                    << s.FlowText.rightJustified(9) << " " << LiveDisplay::unitShown(s).trimmed().leftJustified(9) << " total "
                    << s.TotalText << " " << s.totalUnitText().trimmed() << "\n";
             c.out->flush();
+            if (retry) {
+                --i;
+                continue;
+            }
             if (r.stopped)
                 return ExitDevice;
         }

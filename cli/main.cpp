@@ -27,13 +27,16 @@ const QStringList kValueOptions = {
 };
 const QStringList kFlags = {
     QStringLiteral("sim"), QStringLiteral("rs485"), QStringLiteral("yes"), QStringLiteral("help"),
-    QStringLiteral("dry-run"), QStringLiteral("changed"),
+    QStringLiteral("dry-run"), QStringLiteral("changed"), QStringLiteral("reconnect"),
 };
 
 void printHelp(QTextStream &out)
 {
     out << "usage: quorin-cli (--port PATH | --sim) [--rs485] [--settings 9600,n,8,1] COMMAND ARGS\n"
+           "  --port takes a serial device, tcp://HOST:PORT (raw bytes through a serial device server)\n"
+           "    or rfc2217://HOST:PORT (the server's line follows --settings)\n"
            "  --sim uses the built-in simulated transmitter (--preset NAME, --fault SPEC)\n"
+           "  --reconnect: monitor opens a lost port again every 2 s and goes on\n"
            "commands:\n";
     for (const CliCommand *c : registry())
         out << "  " << c->synopsis << "\n";

@@ -1,8 +1,10 @@
-// quorin-sim: the simulated transmitter on a pseudo-terminal. The first line
-// on stdout is the path to open as the serial port.
+// quorin-sim: the simulated transmitter on a pseudo-terminal, or with
+// --listen on a TCP port of 127.0.0.1. The first line on stdout is the port
+// name to open: the pseudo-terminal's path, or "tcp://127.0.0.1:PORT".
 #include "ptyserver.h"
 #include "simdevice.h"
 #include "simfaults.h"
+#include "tcpserver.h"
 
 #include <QCommandLineParser>
 #include <QCoreApplication>
@@ -59,7 +61,8 @@ int main(int argc, char *argv[])
 
     QCommandLineParser parser;
     parser.setApplicationDescription(QStringLiteral(
-        "Simulated flow transmitter on a pseudo-terminal. Prints the path to open as the first line."));
+        "Simulated flow transmitter on a pseudo-terminal (or a TCP port with --listen). "
+        "Prints the port name to open as the first line."));
     parser.addHelpOption();
     const QCommandLineOption rs485(QStringLiteral("rs485"), QStringLiteral("Answer with the RS485 bus tag."));
     const QCommandLineOption baud(QStringLiteral("baud"), QStringLiteral("Line speed for pacing (default 9600)."),
@@ -72,7 +75,11 @@ int main(int argc, char *argv[])
                                     QStringLiteral("Device preset: %1.").arg(SimDevice::presetNames().join(QLatin1String(", "))),
                                     QStringLiteral("NAME"), QStringLiteral("standard"));
     const QCommandLineOption noPacing(QStringLiteral("no-pacing"), QStringLiteral("Answer at once, not at line speed."));
-    parser.addOptions({rs485, baud, fault, preset, noPacing});
+    const QCommandLineOption listen(QStringLiteral("listen"),
+                                    QStringLiteral("Serve raw bytes on TCP port N of 127.0.0.1, one client at a "
+                                                   "time (0: a free port), instead of a pseudo-terminal."),
+                                    QStringLiteral("N"));
+    parser.addOptions({rs485, baud, fault, preset, noPacing, listen});
     if (!parser.parse(app.arguments()))
         return usage(parser.errorText());
     if (parser.isSet(QStringLiteral("help"))) {
@@ -94,25 +101,52 @@ int main(int argc, char *argv[])
         return usage(QStringLiteral("unknown preset \"%1\"; choose one of: %2")
                          .arg(parser.value(preset), SimDevice::presetNames().join(QLatin1String(", "))));
 
+    int listenPort = -1;
+    if (parser.isSet(listen)) {
+        listenPort = parser.value(listen).toInt(&ok);
+        if (!ok || listenPort < 0 || listenPort > 65535)
+            return usage(QStringLiteral("--listen needs a TCP port number 0 to 65535, not \"%1\"").arg(parser.value(listen)));
+    }
+
     SimDevice device(parser.value(preset));
     device.setRs485(parser.isSet(rs485));
     PtyServer server(&device);
-    server.setBaud(baudRate);
-    server.setPacing(!parser.isSet(noPacing));
-    server.setFaults(faults);
-    if (!server.open(&error)) {
-        std::fprintf(stderr, "quorin-sim: cannot create a pseudo-terminal: %s\n", qPrintable(error));
-        return 1;
+    TcpSimServer tcp(&device);
+    QString portName;
+    if (listenPort >= 0) {
+        tcp.setBaud(baudRate);
+        tcp.setPacing(!parser.isSet(noPacing));
+        tcp.setFaults(faults);
+        if (!tcp.listen(quint16(listenPort), &error)) {
+            std::fprintf(stderr, "quorin-sim: cannot listen on 127.0.0.1:%d: %s\n", listenPort, qPrintable(error));
+            return 1;
+        }
+        // A device server that drops the line drops the client, not itself.
+        QObject::connect(&tcp, &TcpSimServer::hungUp, &app,
+                         [] { std::fprintf(stderr, "quorin-sim: hung up (fault), waiting for the next client\n"); });
+        portName = tcp.address();
+    } else {
+        server.setBaud(baudRate);
+        server.setPacing(!parser.isSet(noPacing));
+        server.setFaults(faults);
+        if (!server.open(&error)) {
+            std::fprintf(stderr, "quorin-sim: cannot create a pseudo-terminal: %s\n", qPrintable(error));
+            return 1;
+        }
+        QObject::connect(&server, &PtyServer::hungUp, &app, [&app] {
+            std::fprintf(stderr, "quorin-sim: hung up (fault)\n");
+            app.quit();
+        });
+        QObject::connect(&server, &PtyServer::lineSpeedChanged, &app, [](int baud) {
+            std::fprintf(stderr, "quorin-sim: the line is set to %d baud\n", baud);
+        });
+        portName = server.slavePath();
     }
     if (!quitOnSignals(&app))
         std::fprintf(stderr, "quorin-sim: signals will not end the simulator cleanly\n");
-    QObject::connect(&server, &PtyServer::hungUp, &app, [&app] {
-        std::fprintf(stderr, "quorin-sim: hung up (fault)\n");
-        app.quit();
-    });
     device.startClock();
 
-    std::printf("%s\n", qPrintable(server.slavePath()));
+    std::printf("%s\n", qPrintable(portName));
     std::fflush(stdout);
     std::fprintf(stderr, "quorin-sim: serving preset %s at %d baud%s%s, faults %s\n",
                  qPrintable(device.preset()), baudRate, parser.isSet(noPacing) ? " (no pacing)" : "",

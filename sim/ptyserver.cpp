@@ -73,7 +73,27 @@ bool PtyServer::open(QString *error)
     m_writeNotifier->setEnabled(false);
     connect(m_writeNotifier, &QSocketNotifier::activated, this, &PtyServer::onWritable);
     m_line->reset();
+    m_lineSpeed = readLineSpeed();
     return true;
+}
+
+int PtyServer::readLineSpeed() const
+{
+    static const struct {
+        speed_t code;
+        int baud;
+    } speeds[] = {
+        {B300, 300}, {B600, 600}, {B1200, 1200}, {B2400, 2400}, {B4800, 4800}, {B9600, 9600},
+        {B19200, 19200}, {B38400, 38400}, {B57600, 57600}, {B115200, 115200}, {B230400, 230400},
+    };
+    termios tio {};
+    if (m_slave < 0 || ::tcgetattr(m_slave, &tio) != 0)
+        return 0;
+    const speed_t code = ::cfgetospeed(&tio);
+    for (const auto &s : speeds)
+        if (s.code == code)
+            return s.baud;
+    return 0;
 }
 
 void PtyServer::close()
@@ -109,6 +129,13 @@ void PtyServer::setFaults(const SimFaults &faults)
 
 void PtyServer::onReadable()
 {
+    // Settings on a pseudo-terminal change only what it reports; telling the
+    // speed shows that a client's setting reached the device's side.
+    const int speed = readLineSpeed();
+    if (speed != m_lineSpeed) {
+        m_lineSpeed = speed;
+        emit lineSpeedChanged(speed);
+    }
     char buf[4096];
     for (;;) {
         const ssize_t n = ::read(m_master, buf, sizeof buf);

@@ -34,15 +34,21 @@ public:
     void setFaults(const SimFaults &faults);
     SimLine *line() const { return m_line; }
 
+    // The speed the client last set on the line (0 unknown).
+    int lineSpeed() const { return m_lineSpeed; }
+
 signals:
     // The hang-up fault closed the pseudo-terminal.
     void hungUp();
+    // The client set another speed on the line; seen when its next bytes come.
+    void lineSpeedChanged(int baud);
 
 private:
     void onReadable();
     void onWritable();
     void send(const QByteArray &piece);
     void onHangUp();
+    int readLineSpeed() const;
 
     SimLine *m_line;
     int m_master = -1;
@@ -51,4 +57,5 @@ private:
     QSocketNotifier *m_writeNotifier = nullptr;
     QByteArray m_out;
     QString m_path;
+    int m_lineSpeed = 0;
 };

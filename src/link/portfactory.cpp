@@ -1,6 +1,7 @@
 #include "portfactory.h"
 
 #include "qtserialport.h"
+#include "tcpport.h"
 
 #include <QFileInfo>
 #include <QVector>
@@ -53,11 +54,17 @@ SerialPort *PortFactory::make(const QString &name)
 {
     if (const Entry *e = find(name))
         return e->maker();
+    if (TcpPort::isNetworkName(name))
+        return new TcpPort(name);
     return new QtSerialPort(name);
 }
 
 bool PortFactory::exists(const QString &name, QString *error)
 {
+    // A network address exists when it reads well; whether anything answers
+    // there shows when it is opened.
+    if (!isRegistered(name) && TcpPort::isNetworkName(name))
+        return TcpPort::parseAddress(name, nullptr, nullptr, nullptr, error);
     if (isRegistered(name) || QFileInfo::exists(QtSerialPort::systemName(name)))
         return true;
     if (error)

@@ -1,5 +1,6 @@
 #pragma once
 // SerialPort on a real line (or a pseudo-terminal) through Qt Serial Port.
+#include "lineparams.h"
 #include "serialport.h"
 
 #include <QList>
@@ -33,15 +34,6 @@ public:
 
     // "Com3" is /dev/ttyS2 on this platform; anything else is a device path.
     static QString systemName(const QString &name);
-
-    struct LineSettings {
-        int baud = 9600;
-        QChar parity = QLatin1Char('n');
-        int dataBits = 8;
-        QString stopBits = QStringLiteral("1");
-    };
-    // Reads "9600,n,8,1"; false (with a reason) for a text the port cannot take.
-    static bool parseSettings(const QString &text, LineSettings *out, QString *error);
 
     // The UART's error counters: break, framing, overrun, parity.
     struct ErrorCounts {

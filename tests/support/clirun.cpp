@@ -4,7 +4,7 @@
 #include <QProcess>
 #include <QTimer>
 
-CliRun runCli(const QStringList &args, int timeoutMs)
+static CliRun run(const QStringList &args, int timeoutMs, int afterMs, const std::function<void()> &meanwhile)
 {
     QProcess p;
     p.setProgram(QStringLiteral(QUORIN_CLI_EXE));
@@ -15,8 +15,13 @@ CliRun runCli(const QStringList &args, int timeoutMs)
     QObject::connect(&timer, &QTimer::timeout, &loop, &QEventLoop::quit);
     QObject::connect(&p, &QProcess::finished, &loop, &QEventLoop::quit);
     QObject::connect(&p, &QProcess::errorOccurred, &loop, &QEventLoop::quit);
+    QTimer later;
+    later.setSingleShot(true);
+    if (meanwhile)
+        QObject::connect(&later, &QTimer::timeout, &loop, meanwhile);
     p.start();
     timer.start(timeoutMs);
+    later.start(afterMs);
     if (p.state() != QProcess::NotRunning)
         loop.exec();
     CliRun r;
@@ -32,7 +37,18 @@ CliRun runCli(const QStringList &args, int timeoutMs)
     return r;
 }
 
+CliRun runCli(const QStringList &args, int timeoutMs)
+{
+    return run(args, timeoutMs, 0, {});
+}
+
 CliRun runCli(const QString &port, const QStringList &args, int timeoutMs)
 {
     return runCli(QStringList{QStringLiteral("--port"), port} + args, timeoutMs);
+}
+
+CliRun runCli(const QString &port, const QStringList &args, int afterMs, const std::function<void()> &meanwhile,
+              int timeoutMs)
+{
+    return run(QStringList{QStringLiteral("--port"), port} + args, timeoutMs, afterMs, meanwhile);
 }

@@ -4,6 +4,7 @@
 // answering.
 #include <QString>
 #include <QStringList>
+#include <functional>
 
 struct CliRun {
     int code = -1;   // exit code; -1 did not finish, -2 crashed
@@ -16,3 +17,7 @@ struct CliRun {
 CliRun runCli(const QStringList &args, int timeoutMs = 30000);
 // Same on a named port: "--port PATH" in front of args.
 CliRun runCli(const QString &port, const QStringList &args, int timeoutMs = 30000);
+// Same, and calls meanwhile() once after afterMs while quorin-cli runs (to
+// pull the line from under it, say).
+CliRun runCli(const QString &port, const QStringList &args, int afterMs, const std::function<void()> &meanwhile,
+              int timeoutMs = 30000);

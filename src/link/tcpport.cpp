@@ -1,0 +1,244 @@
+#include "tcpport.h"
+
+#include <QEventLoop>
+#include <QTcpSocket>
+#include <QTimer>
+#include <QUrl>
+
+namespace {
+const QString kTcp = QStringLiteral("tcp://");
+const QString kTelnet = QStringLiteral("rfc2217://");
+}
+
+TcpPort::TcpPort(const QString &name, QObject *parent)
+    : SerialPort(parent), m_socket(new QTcpSocket(this)), m_name(name)
+{
+    connect(m_socket, &QTcpSocket::readyRead, this, &TcpPort::onReadyRead);
+    connect(m_socket, &QTcpSocket::bytesWritten, this, &TcpPort::onBytesWritten);
+    connect(m_socket, &QTcpSocket::disconnected, this, &TcpPort::onGone);
+    connect(m_socket, &QTcpSocket::errorOccurred, this, &TcpPort::onGone);
+}
+
+TcpPort::~TcpPort()
+{
+    m_socket->disconnect(this);
+    m_socket->abort();
+}
+
+bool TcpPort::isNetworkName(const QString &name)
+{
+    return name.startsWith(kTcp, Qt::CaseInsensitive) || name.startsWith(kTelnet, Qt::CaseInsensitive);
+}
+
+bool TcpPort::parseAddress(const QString &name, QString *host, quint16 *port, bool *telnet, QString *error)
+{
+    const QUrl url(name, QUrl::StrictMode);
+    const QString scheme = url.scheme().toLower();
+    const int p = url.port();
+    QString why;
+    if (scheme != QLatin1String("tcp") && scheme != QLatin1String("rfc2217"))
+        why = QStringLiteral("the address must start with tcp:// or rfc2217://");
+    else if (!url.isValid() || url.host().isEmpty())
+        why = QStringLiteral("no host name");
+    else if (p <= 0)
+        why = QStringLiteral("no TCP port number (HOST:PORT, 1 to 65535)");
+    else if (!url.path().isEmpty() || url.hasQuery() || url.hasFragment() || !url.userInfo().isEmpty())
+        why = QStringLiteral("only HOST:PORT may follow the scheme");
+    if (!why.isEmpty()) {
+        if (error)
+            *error = QStringLiteral("Invalid port address %1: %2").arg(name, why);
+        return false;
+    }
+    if (host)
+        *host = url.host();
+    if (port)
+        *port = quint16(p);
+    if (telnet)
+        *telnet = scheme == QLatin1String("rfc2217");
+    return true;
+}
+
+QString TcpPort::where() const
+{
+    return m_host.contains(QLatin1Char(':')) ? QStringLiteral("[%1]:%2").arg(m_host).arg(m_tcpPort)
+                                             : QStringLiteral("%1:%2").arg(m_host).arg(m_tcpPort);
+}
+
+bool TcpPort::open()
+{
+    if (m_open)
+        return true;
+    if (!parseAddress(m_name, &m_host, &m_tcpPort, &m_telnet, &m_error))
+        return false;
+    m_socket->abort();
+    m_rx.clear();
+    m_unsent.clear();
+    m_codec.reset();
+
+    // The wait for the connection is a nested loop that the connection, a
+    // refusal or the time limit ends.
+    QEventLoop loop;
+    QTimer limit;
+    limit.setSingleShot(true);
+    connect(&limit, &QTimer::timeout, &loop, &QEventLoop::quit);
+    connect(m_socket, &QTcpSocket::connected, &loop, &QEventLoop::quit);
+    connect(m_socket, &QTcpSocket::errorOccurred, &loop, &QEventLoop::quit);
+    m_socket->connectToHost(m_host, m_tcpPort);
+    limit.start(m_connectTimeout);
+    if (m_socket->state() != QAbstractSocket::ConnectedState && m_socket->state() != QAbstractSocket::UnconnectedState)
+        loop.exec();
+
+    if (m_socket->state() != QAbstractSocket::ConnectedState) {
+        const QString why = limit.isActive() ? m_socket->errorString()
+                                             : QStringLiteral("no answer within %1 s").arg(m_connectTimeout / 1000.0);
+        m_error = QStringLiteral("Cannot connect to %1: %2").arg(where(), why);
+        m_socket->abort();
+        return false;
+    }
+    m_socket->setSocketOption(QAbstractSocket::LowDelayOption, 1);
+    m_open = true;
+    if (m_telnet) {
+        // The server's acknowledgements are not awaited: some never send the
+        // ones for the modem lines, and the line works without them.
+        send(m_codec.start(), 0);
+        sendLineSettings();
+    }
+    return true;
+}
+
+void TcpPort::close()
+{
+    m_open = false;
+    m_rx.clear();
+    m_unsent.clear();
+    // What is still queued leaves in the background; a later open starts over.
+    m_socket->disconnectFromHost();
+}
+
+void TcpPort::sendLineSettings()
+{
+    LineSettings s;
+    parseLineSettings(m_settings, &s, nullptr);
+    send(TelnetCodec::lineRequests(s, m_handshaking), 0);
+}
+
+bool TcpPort::setSettings(const QString &settings)
+{
+    if (!parseLineSettings(settings, nullptr, &m_error))
+        return false;
+    m_settings = settings;
+    if (m_open && m_telnet)
+        sendLineSettings();
+    return true;
+}
+
+bool TcpPort::setHandshaking(int mode)
+{
+    if (mode < 0 || mode > 3) {
+        m_error = QStringLiteral("Invalid property value");
+        return false;
+    }
+    m_handshaking = mode;
+    if (m_open && m_telnet)
+        sendLineSettings();
+    return true;
+}
+
+void TcpPort::send(const QByteArray &wire, qint64 dataBytes)
+{
+    if (wire.isEmpty())
+        return;
+    m_unsent.append({wire.size(), dataBytes > 0});
+    m_socket->write(wire);
+}
+
+qint64 TcpPort::write(const QByteArray &bytes)
+{
+    if (!m_open) {
+        m_error = QStringLiteral("Operation valid only when the port is open");
+        return -1;
+    }
+    if (bytes.isEmpty())
+        return 0;
+    send(m_telnet ? TelnetCodec::escape(bytes) : bytes, bytes.size());
+    return bytes.size();
+}
+
+QByteArray TcpPort::readAll()
+{
+    QByteArray b;
+    b.swap(m_rx);
+    return b;
+}
+
+bool TcpPort::flush(int msecs)
+{
+    if (!m_open || m_socket->bytesToWrite() == 0)
+        return true;
+    QEventLoop loop;
+    QTimer limit;
+    limit.setSingleShot(true);
+    connect(&limit, &QTimer::timeout, &loop, &QEventLoop::quit);
+    connect(m_socket, &QTcpSocket::bytesWritten, &loop, [&] {
+        if (m_socket->bytesToWrite() == 0)
+            loop.quit();
+    });
+    connect(this, &SerialPort::portLost, &loop, &QEventLoop::quit);
+    limit.start(msecs);
+    loop.exec();
+    return m_open && m_socket->bytesToWrite() == 0;
+}
+
+void TcpPort::onReadyRead()
+{
+    if (!m_open)
+        return;
+    const QByteArray wire = m_socket->readAll();
+    if (!m_telnet) {
+        m_rx += wire;
+        emit commEvent(CommEvent::Receive);
+        return;
+    }
+    m_rx += m_codec.decode(wire);
+    send(m_codec.takeAnswers(), 0);
+    const QList<int> events = m_codec.takeEvents();
+    for (int code : events)
+        emit commEvent(code);
+    if (!m_rx.isEmpty() && m_open)
+        emit commEvent(CommEvent::Receive);
+}
+
+// One send event per piece of the program's data that reached the socket.
+void TcpPort::onBytesWritten(qint64 n)
+{
+    bool data = false;
+    while (n > 0 && !m_unsent.isEmpty()) {
+        Piece &p = m_unsent.first();
+        const qint64 take = qMin(n, p.bytes);
+        p.bytes -= take;
+        n -= take;
+        if (p.bytes == 0) {
+            data = data || p.data;
+            m_unsent.removeFirst();
+        }
+    }
+    if (data && m_open)
+        emit commEvent(CommEvent::Send);
+}
+
+void TcpPort::onGone()
+{
+    if (!m_open)
+        return; // our own close, or a failure open() reports itself
+    // Report once, with the port already closed, outside the socket's signal.
+    QString why = m_socket->errorString();
+    if (m_socket->error() == QAbstractSocket::RemoteHostClosedError || why.isEmpty())
+        why = QStringLiteral("the server closed the connection");
+    const QString reason = QStringLiteral("The connection to %1 was lost: %2.").arg(where(), why);
+    m_error = reason;
+    m_open = false;
+    m_rx.clear();
+    m_unsent.clear();
+    m_socket->abort();
+    QTimer::singleShot(0, this, [this, reason] { emit portLost(reason); });
+}

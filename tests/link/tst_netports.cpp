@@ -1,0 +1,171 @@
+// Network ports: the telnet codec on its own, then quorin-cli through a real
+// serial device server (ser2net, raw and with the com-port option) in front
+// of a simulated transmitter, and straight against quorin-sim --listen.
+#include "link/serialport.h"
+#include "link/telnetcodec.h"
+#include "support/clirun.h"
+#include "support/ser2netprocess.h"
+#include "support/simprocess.h"
+
+#include <QElapsedTimer>
+#include <QFileInfo>
+#include <QTemporaryDir>
+#include <QtTest>
+
+using Chunks = QList<QByteArray>;
+using Events = QList<int>;
+
+class TestNetPorts : public QObject
+{
+    Q_OBJECT
+private slots:
+    void telnetDecoding_data();
+    void telnetDecoding();
+    void telnetEncoding();
+    void throughDeviceServer_data();
+    void throughDeviceServer();
+    void serverStoppedMidReadout_data() { throughDeviceServer_data(); }
+    void serverStoppedMidReadout();
+    void simulatorListensAndMonitorReconnects();
+};
+
+void TestNetPorts::telnetDecoding_data()
+{
+    QTest::addColumn<Chunks>("chunks");
+    QTest::addColumn<QByteArray>("data");
+    QTest::addColumn<Events>("events");
+    QTest::addColumn<QByteArray>("answers");
+    QTest::newRow("doubled 0xFF is one data byte") << Chunks{"a\xff\xff" "b"} << QByteArray("a\xff" "b") << Events{} << QByteArray();
+    QTest::newRow("0xFF pair split across reads") << Chunks{"a\xff", "\xff" "b"} << QByteArray("a\xff" "b") << Events{} << QByteArray();
+    QTest::newRow("subnegotiation split across reads")
+        << Chunks{"x\xff\xfa", ",k", "\x09\xff", "\xf0y"} << QByteArray("xy") << Events{CommEvent::CTS, CommEvent::CD} << QByteArray();
+    QTest::newRow("modem lines against the last state")
+        << Chunks{"\xff\xfa,k\x10\xff\xf0", "\xff\xfa,k\xb0\xff\xf0"} << QByteArray() << Events{CommEvent::DSR, CommEvent::CD} << QByteArray();
+    QTest::newRow("escaped 0xFF inside a notification")
+        << Chunks{"\xff\xfa,k\xff\xff\xff\xf0"} << QByteArray()
+        << Events{CommEvent::CTS, CommEvent::DSR, CommEvent::CD, CommEvent::Ring} << QByteArray();
+    QTest::newRow("line errors")
+        << Chunks{"\xff\xfa,j\x1e\xff\xf0", "\xff\xfa,j\x61\xff\xf0"} << QByteArray()
+        << Events{CommEvent::Overrun, CommEvent::RxParity, CommEvent::Frame, CommEvent::Break} << QByteArray();
+    // What ser2net says first; what we offered already is not answered again.
+    QTest::newRow("negotiation answered once")
+        << Chunks{QByteArrayLiteral("\xff\xfb\x03\xff\xfd\x03\xff\xfb\x01\xff\xfd,\xff\xfd\x00\xff\xfb\x00\xff\xfb\x03")} << QByteArray() << Events{}
+        << QByteArray("\xff\xfd\x03\xff\xfc\x03\xff\xfe\x01");
+}
+
+void TestNetPorts::telnetDecoding()
+{
+    QFETCH(Chunks, chunks);
+    QFETCH(QByteArray, data);
+    QFETCH(Events, events);
+    QFETCH(QByteArray, answers);
+    TelnetCodec codec;
+    codec.start();
+    QByteArray got;
+    for (const QByteArray &c : chunks)
+        got += codec.decode(c);
+    QCOMPARE(got, data);
+    QCOMPARE(codec.takeEvents(), events);
+    QCOMPARE(codec.takeAnswers(), answers);
+}
+
+void TestNetPorts::telnetEncoding()
+{
+    QCOMPARE(TelnetCodec::escape("\xff" "a\xff"), QByteArray("\xff\xff" "a\xff\xff"));
+    LineSettings s;
+    s.baud = 0xFF;
+    s.parity = QLatin1Char('e');
+    s.stopBits = QStringLiteral("1.5");
+    QCOMPARE(TelnetCodec::lineRequests(s, 2),
+             QByteArrayLiteral("\xff\xfa,\x01\0\0\0\xff\xff\xff\xf0" "\xff\xfa,\x02\x08\xff\xf0" "\xff\xfa,\x03\x03\xff\xf0"
+                               "\xff\xfa,\x04\x03\xff\xf0" "\xff\xfa,\x05\x03\xff\xf0"));
+}
+
+void TestNetPorts::throughDeviceServer_data()
+{
+    QTest::addColumn<int>("mode");
+    QTest::newRow("raw") << int(Ser2netProcess::Raw);
+    QTest::newRow("rfc2217") << int(Ser2netProcess::Rfc2217);
+}
+
+void TestNetPorts::throughDeviceServer()
+{
+    if (Ser2netProcess::program().isEmpty())
+        QSKIP("ser2net is not installed (scripts/deps installs it)");
+    QFETCH(int, mode);
+    QElapsedTimer took;
+    took.start();
+    SimProcess sim;
+    QVERIFY2(sim.start({QStringLiteral("--no-pacing")}), qPrintable(sim.errorString()));
+    Ser2netProcess s2n;
+    QVERIFY2(s2n.start(sim.path(), Ser2netProcess::Mode(mode)), qPrintable(s2n.errorString()));
+    const QString port = s2n.address();
+
+    CliRun r = runCli(port, {QStringLiteral("info")});
+    QVERIFY2(r.code == 0, qPrintable(r.err));
+    QVERIFY2(r.out.contains(QStringLiteral("\nunit ")), qPrintable(r.out));
+    r = runCli(port, {QStringLiteral("set"), QStringLiteral("txtMeasureInter"), QStringLiteral("77")});
+    QVERIFY2(r.code == 0, qPrintable(r.err));
+    QCOMPARE(r.out, QStringLiteral("77\n"));
+
+    QTemporaryDir dir;
+    const QString log = dir.filePath(QStringLiteral("log.mlg"));
+    r = runCli(port, {QStringLiteral("flowlog"), QStringLiteral("7FFF"), log});
+    QVERIFY2(r.code == 0, qPrintable(r.err));
+    QCOMPARE(r.out, QStringLiteral("16129 points saved to %1\n").arg(log));
+
+    // Only the com-port option carries the line settings to the device's side.
+    r = runCli(port, {QStringLiteral("--settings"), QStringLiteral("19200,n,8,1"), QStringLiteral("read"),
+                      QStringLiteral("0100"), QStringLiteral("01")});
+    QCOMPARE(r.out, QStringLiteral("4D\n"));
+    QCOMPARE(sim.errorOutput().contains("the line is set to 19200 baud"), mode == Ser2netProcess::Rfc2217);
+    qInfo("%s took %lld ms", QTest::currentDataTag(), took.elapsed());
+}
+
+void TestNetPorts::serverStoppedMidReadout()
+{
+    if (Ser2netProcess::program().isEmpty())
+        QSKIP("ser2net is not installed (scripts/deps installs it)");
+    QFETCH(int, mode);
+    SimProcess sim;
+    // Paced at 9600 baud the readout takes half a second and the flow log
+    // more than a minute: the download is running when the server goes.
+    QVERIFY2(sim.start(), qPrintable(sim.errorString()));
+    Ser2netProcess s2n;
+    QVERIFY2(s2n.start(sim.path(), Ser2netProcess::Mode(mode)), qPrintable(s2n.errorString()));
+    QTemporaryDir dir;
+    QElapsedTimer took;
+    took.start();
+    const CliRun r = runCli(s2n.address(), {QStringLiteral("flowlog"), QStringLiteral("7FFF"), dir.filePath(QStringLiteral("l.mlg"))},
+                            1500, [&] { s2n.stop(); }, 15000);
+    QCOMPARE(r.code, 1);
+    QVERIFY2(r.err.count(QStringLiteral("The connection to 127.0.0.1:%1 was lost: ").arg(s2n.port())) == 1, qPrintable(r.err));
+    QVERIFY2(r.err.contains(QStringLiteral("flowlog: block 1 of 127")) && !r.err.contains(QStringLiteral("Cannot connect")),
+             qPrintable(r.err));
+    QVERIFY2(took.elapsed() < 8000, qPrintable(QString::number(took.elapsed())));
+    qInfo("%s took %lld ms", QTest::currentDataTag(), took.elapsed());
+}
+
+void TestNetPorts::simulatorListensAndMonitorReconnects()
+{
+    QElapsedTimer took;
+    took.start();
+    SimProcess sim;
+    // The device server drops the client after 14 frames and takes the next.
+    QVERIFY2(sim.start({QStringLiteral("--listen"), QStringLiteral("0"), QStringLiteral("--no-pacing"),
+                        QStringLiteral("--fault"), QStringLiteral("hangup:14")}),
+             qPrintable(sim.errorString()));
+    QVERIFY2(sim.path().startsWith(QStringLiteral("tcp://127.0.0.1:")), qPrintable(sim.path()));
+    const CliRun r = runCli(sim.path(), {QStringLiteral("monitor"), QStringLiteral("--count"), QStringLiteral("4"),
+                                         QStringLiteral("--interval"), QStringLiteral("50"), QStringLiteral("--reconnect")});
+    QVERIFY2(r.code == 0, qPrintable(r.err));
+    QCOMPARE(r.err.count(QStringLiteral("quorin-cli: reconnecting to %1\n").arg(sim.path())), 1);
+    QCOMPARE(r.err.count(QStringLiteral("quorin-cli: reconnected to %1\n").arg(sim.path())), 1);
+    // Four good polls, and the one the loss cut short.
+    QCOMPARE(r.lines().size(), 5);
+    QVERIFY(!r.lines().last().contains(QStringLiteral("-----")));
+    qInfo("took %lld ms", took.elapsed());
+}
+
+QTEST_GUILESS_MAIN(TestNetPorts)
+#include "tst_netports.moc"
