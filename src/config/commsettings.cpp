@@ -230,3 +230,16 @@ void CommSettings::saveExit(const QString &curUnit, int comMonitor, int devInfo)
     s->setValue(kSection + QLatin1String("Com_monitor"), QString::number(comMonitor));
     s->setValue(kSection + QLatin1String("Dev_info"), QString::number(devInfo));
 }
+
+QStringList CommSettings::recentPorts()
+{
+    return store()->value(QStringLiteral("Network/RecentPorts")).toStringList();
+}
+
+void CommSettings::rememberPort(const QString &name)
+{
+    QStringList ports = recentPorts();
+    ports.removeAll(name);
+    ports.prepend(name);
+    store()->setValue(QStringLiteral("Network/RecentPorts"), ports.mid(0, 5));
+}

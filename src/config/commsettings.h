@@ -104,6 +104,10 @@ public:
     static Stored load();
     // The settings dialog's OK: Settings, CommPort, Handshaking, Echo,
     // Interface, Time_ss, Time_sr, in this order.
+    // Addresses typed into the port list (tcp://, rfc2217://, paths), the
+    // last used first; kept apart from the specified keys.
+    static QStringList recentPorts();
+    static void rememberPort(const QString &name);
     static void saveProperties(const QString &settings, const QString &portName, int handshaking, bool echo,
                                bool rs232, int timeSs, int timeSr);
     // Exit and unload: Cur_unit, Com_monitor, Dev_info.

@@ -57,7 +57,8 @@ frmProperties::frmProperties(TerminalHost &host, const Current &current, QWidget
     auto *port = new QWidget(fraSettings);
     auto *portForm = new QFormLayout(port);
     cboInterface = combo(port, "cboInterface", CommSettings::interfaces());
-    cboPort = combo(port, "cboPort", portList(portName()));
+    // A network address (tcp://HOST:PORT, rfc2217://HOST:PORT) or a path can be typed.
+    cboPort = combo(port, "cboPort", portList(portName()), true);
     cboSpeed = combo(port, "cboSpeed", CommSettings::speeds(), true);
     cboDataBits = combo(port, "cboDataBits", CommSettings::dataBits());
     cboParity = combo(port, "cboParity", CommSettings::parities());
@@ -140,6 +141,9 @@ QStringList frmProperties::portList(const QString &current)
         if (!path.startsWith(QLatin1String("/dev/ttyS")) && !ports.contains(path))
             ports << path;
     }
+    for (const QString &recent : CommSettings::recentPorts())
+        if (!ports.contains(recent) && !PortFactory::isRegistered(recent))
+            ports << recent;
     if (!current.isEmpty() && !PortFactory::isRegistered(current) && !ports.contains(current))
         ports << current;
     ports << PortFactory::registeredNames();
@@ -217,7 +221,7 @@ void frmProperties::cmdOK_Click()
     auto refuse = [&prompter](const QString &error) {
         prompter.message(error, QStringLiteral("System Monitor"), Prompter::Exclamation);
     };
-    const QString chosen = cboPort->currentText();
+    const QString chosen = cboPort->currentText().trimmed();
     if (chosen != portName()) {
         QString error;
         if (!choosePort || !choosePort(chosen, &error)) {
@@ -237,6 +241,8 @@ void frmProperties::cmdOK_Click()
         return;
     }
     const bool rs232 = cboInterface->currentIndex() == 0;
+    if (!CommSettings::comPorts().contains(chosen) && !PortFactory::isRegistered(chosen))
+        CommSettings::rememberPort(chosen);
     emit interfaceChosen(rs232);
     m_current.echo = optEcho[1]->isChecked();
     emit applied(cboInterface->currentText(), chosen, m_current.echo);

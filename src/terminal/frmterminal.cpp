@@ -18,6 +18,7 @@
 #include "widgetprompter.h"
 
 #include <QAction>
+#include <QApplication>
 #include <QCloseEvent>
 #include <QCoreApplication>
 #include <QDateTime>
@@ -98,6 +99,13 @@ frmTerminal::frmTerminal(Prompter *prompter, QWidget *parent)
     });
 
     buildWindow();
+    watchReconnect();
+    menuItem(QStringLiteral("mnuReconnect"))->setChecked(reconnectOn());
+    // Journal records name the window a write came from.
+    m_session->journalSource = [] {
+        const QWidget *w = QApplication::activeModalWidget();
+        return w ? w->objectName() : QStringLiteral("frmTerminal");
+    };
     m_link->setPort(PortFactory::make(QStringLiteral("Com1")));
     Form_Load();
 }

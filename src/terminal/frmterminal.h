@@ -28,6 +28,7 @@ class MemWriteFrame;
 class RescaleFrame;
 class SerialPort;
 class TerminalState;
+class Reconnector;
 class TerminalSession;
 class WidgetPrompter;
 class frmProperties;
@@ -107,6 +108,11 @@ public:
     void mnuOptionsView_Click();
     void mnuOptionRescale_Click();
     void mnuHelpA_Click();
+    void mnuDeviceHistory_Click();
+    // Automatic reconnect of a lost port (a setting, off unless chosen).
+    void mnuReconnect_Click();
+    void setReconnect(bool on);
+    bool reconnectOn() const;
     // The communication settings dialog, wired to this window.
     std::unique_ptr<frmProperties> propertiesDialog();
 
@@ -167,6 +173,7 @@ private:
     void applyStoredSettings();
     void closePort();
     void onPortLost();
+    void watchReconnect();
     void showDisplay();
     void showFlowLabels();
     void sendTerminalLine();
@@ -180,6 +187,8 @@ private:
     Prompter *m_prompter = nullptr;
     std::unique_ptr<WidgetPrompter> m_ownPrompter;
     std::unique_ptr<TerminalSession> m_session;
+    Reconnector *m_reconnector = nullptr;
+    bool m_resumeUpdate = false; // auto update ran when the port went away
     DeviceLink *m_link = nullptr;
     TerminalState *m_state = nullptr;
     std::unique_ptr<LineEvents> m_lineEvents;

@@ -254,6 +254,9 @@ void frmTerminal::buildMenus()
     addItem(terminal, "mnuStop", tr("&Close"), Qt::CTRL | Qt::Key_F1, true, &T::mnuStop_Click);
     addSeparator(port, "Bar12");
     addItem(port, "mnuProperties", tr("Properties..."), Qt::CTRL | Qt::Key_P, true, &T::mnuProperties_Click);
+    QAction *reconnect = addItem(port, "mnuReconnect", tr("&Reconnect Automatically"), QKeySequence(), true,
+                                 &T::mnuReconnect_Click);
+    reconnect->setCheckable(true);
 
     QMenu *device = top("Device", tr("&Device"));
     addItem(device, "mnuDeviceSinhronize", tr("&Synchronize"), Qt::CTRL | Qt::Key_S, true, &T::mnuDeviceSinhronize_Click);
@@ -262,6 +265,7 @@ void frmTerminal::buildMenus()
     addItem(recorder, "mnuDRecStop", tr("St&op"), Qt::CTRL | Qt::Key_F5, false, &T::mnuDRecStop_Click);
     addSeparator(device, "Bar11");
     addItem(device, "mnuDProperties", tr("&Properties..."), Qt::CTRL | Qt::Key_D, true, &T::mnuDProperties_Click);
+    addItem(device, "mnuDeviceHistory", tr("Change &History..."), QKeySequence(), true, &T::mnuDeviceHistory_Click);
 
     QMenu *options = top("mnuOptions", tr("&Options"));
     addItem(options, "mnuOptionsBackDoor", tr("&BackDoor"), Qt::CTRL | Qt::Key_B, true, &T::mnuOptionsBackDoor_Click);

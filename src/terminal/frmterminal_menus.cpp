@@ -15,6 +15,7 @@
 // TEMPORARY while the chart viewer is being written.
 #include "files/frmautotune.h"
 #include "files/frmexporte.h"
+#include "files/frmhistory.h"
 #include "files/frmimporte.h"
 #include "files/frmmemlog.h"
 
@@ -345,6 +346,14 @@ void frmTerminal::mnuOptionRescale_Click()
     if (busyRefused())
         return;
     m_rescale->start();
+}
+
+void frmTerminal::mnuDeviceHistory_Click()
+{
+    if (busyRefused())
+        return;
+    frmHistory dialog(*this, m_session->journal().path(), this);
+    runDialog(dialog);
 }
 
 void frmTerminal::mnuHelpA_Click()

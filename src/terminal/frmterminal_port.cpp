@@ -7,10 +7,13 @@
 #include "lineevents.h"
 #include "link/devicelink.h"
 #include "link/portfactory.h"
+#include "session/reconnector.h"
+#include "config/commsettings.h"
 
 #include <QAction>
 #include <QDateTime>
 #include <QLabel>
+#include <QSettings>
 #include <QTimer>
 
 using frmterminal::kSystemMonitor;
@@ -102,9 +105,47 @@ void frmTerminal::closePort()
 
 void frmTerminal::onPortLost()
 {
-    // The link has reported the loss; the operator can open the port again.
+    // The link has reported the loss; the operator can open the port again,
+    // or the reconnect does it and the update goes on where it stopped.
+    m_resumeUpdate = m_link->AutoUpdateOn;
     setAutoUpdate(false);
     showPortState();
+}
+
+bool frmTerminal::reconnectOn() const
+{
+    return m_reconnector->isEnabled();
+}
+
+void frmTerminal::setReconnect(bool on)
+{
+    m_reconnector->setEnabled(on);
+    menuItem(QStringLiteral("mnuReconnect"))->setChecked(on);
+    CommSettings::store()->setValue(QStringLiteral("Network/Reconnect"), on);
+}
+
+void frmTerminal::mnuReconnect_Click()
+{
+    setReconnect(!reconnectOn());
+}
+
+void frmTerminal::watchReconnect()
+{
+    m_reconnector = new Reconnector(m_link, 2000, this);
+    m_reconnector->setEnabled(CommSettings::store()->value(QStringLiteral("Network/Reconnect"), false).toBool());
+    connect(m_reconnector, &Reconnector::reconnecting, this, [this] {
+        setStatusText(QStringLiteral("Status: Reconnecting to ") + portName() + QStringLiteral("..."));
+    });
+    connect(m_reconnector, &Reconnector::reconnected, this, [this] {
+        m_lineEvents->clear();
+        m_connectedSince = QDateTime::currentMSecsSinceEpoch();
+        showPortState();
+        setStatusText(QStringLiteral("Status: Reconnected to ") + portName());
+        startTimer2();
+        if (m_resumeUpdate)
+            setAutoUpdate(true);
+        m_resumeUpdate = false;
+    });
 }
 
 void frmTerminal::showPortState()
