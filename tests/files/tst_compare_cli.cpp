@@ -1,6 +1,6 @@
-// Compare, selective import, the write journal and undo, end to end through
-// quorin-cli against two simulated transmitters with different presets; and
-// a journal that cannot be written, in-process.
+// Export, compare, import, the write journal and undo, end to end through
+// quorin-cli against two simulated transmitters with different presets; the
+// flow log download; and a journal that cannot be written, in-process.
 #include "files/configimport.h"
 #include "files/configtable.h"
 #include "files/frmhistory.h"
@@ -25,6 +25,7 @@ class TestCompareCli : public QObject
     Q_OBJECT
 private slots:
     void compareImportJournalAndUndo();
+    void flowlogAndRefusals();
     void importWindowMarksAndWritesChangedRowsOnly();
     void historyWindowListsAndUndoes();
     void journalThatCannotBeWrittenIsReportedOnce_data();
@@ -59,8 +60,14 @@ void TestCompareCli::compareImportJournalAndUndo()
     QTemporaryDir dir;
     const QString a = dir.filePath(QStringLiteral("a.epr"));
     const QString b = dir.filePath(QStringLiteral("b.epr"));
-    QCOMPARE(runCli(first.path(), {QStringLiteral("export"), a}).code, 0);
+    CliRun r = runCli(first.path(), {QStringLiteral("export"), a});
+    QCOMPARE(r.out, QStringLiteral("Configuration Table has been Saved. Click OK.\n"));
     QCOMPARE(runCli(second.path(), {QStringLiteral("export"), b}).code, 0);
+    // An existing file is replaced, and a device written, only when told --yes.
+    r = runCli(first.path(), {QStringLiteral("export"), a});
+    QCOMPARE(r.code, 2);
+    QCOMPARE(r.err, QStringLiteral("quorin-cli: %1 exists; give --yes to replace it\n").arg(a));
+    QCOMPARE(runCli(second.path(), {QStringLiteral("import"), a}).code, 2);
 
     // Two files: exactly the rows whose data differs, the live rows apart.
     ConfigTable ta, tb;
@@ -70,7 +77,7 @@ void TestCompareCli::compareImportJournalAndUndo()
     for (int row = 0; row < ConfigTable::RowCount; ++row)
         if (ta.row(row).Data != tb.row(row).Data && row != 18 && row != 20)
             differing << ta.row(row).Address;
-    CliRun r = runCli({QStringLiteral("compare"), a, b});
+    r = runCli({QStringLiteral("compare"), a, b});
     QCOMPARE(r.code, 1);
     QCOMPARE(marked(r, QStringLiteral("differs")), differing);
     QCOMPARE(r.lines().size(), 28);
@@ -151,6 +158,39 @@ void TestCompareCli::compareImportJournalAndUndo()
     QCOMPARE(runCli(second.path(), {QStringLiteral("compare"), s}).code, 0);
     QCOMPARE(runCli(second.path(), {QStringLiteral("import"), a, QStringLiteral("--only"), QStringLiteral("coefficient-b"),
                                     QStringLiteral("--yes")}).code, 2);
+
+    // A read-back that differs stops the import, and the stop message shows it.
+    r = runCli({QStringLiteral("--sim"), QStringLiteral("--fault"), QStringLiteral("corrupt"), QStringLiteral("import"), a, QStringLiteral("--yes")});
+    QCOMPARE(r.code, 1);
+    const QString got = QRegularExpression(QStringLiteral("data recieved: ([0-9A-F]+)\n")).match(r.err).captured(1);
+    QVERIFY2(!got.isEmpty() && r.out.isEmpty() && r.err.endsWith(QStringLiteral("again!   [%1]\n").arg(got)), qPrintable(r.err));
+}
+
+void TestCompareCli::flowlogAndRefusals()
+{
+    QTemporaryDir dir;
+    const QString path = dir.filePath(QStringLiteral("log.mlg"));
+    CliRun r = runCli({QStringLiteral("--sim"), QStringLiteral("flowlog"), QStringLiteral("7FFF"), path});
+    QCOMPARE(r.code, 0);
+    QCOMPARE(r.out, QStringLiteral("16129 points saved to %1\n").arg(path));
+    QVERIFY(r.err.endsWith(QStringLiteral("flowlog: block 127 of 127\n")));
+    QFile f(path);
+    QVERIFY(f.open(QIODevice::ReadOnly));
+    const QList<QByteArray> records = f.readAll().split('\n');
+    QCOMPARE(records.size(), 16131);
+    QVERIFY(records[16129].startsWith("16129,"));
+
+    r = runCli({QStringLiteral("--sim"), QStringLiteral("flowlog"), QStringLiteral("0100"), path + "2"});
+    QCOMPARE(r.code, 2);
+    QCOMPARE(r.err, QStringLiteral("The value of the parameter is out of\n permissible range [200h-7FFFh] Try again!\n"));
+    r = runCli({QStringLiteral("--sim"), QStringLiteral("flowlog"), QStringLiteral("0200"), path + "2"});
+    QCOMPARE(r.code, 2);
+    QCOMPARE(r.err, QStringLiteral("Flow array is ampty! Please first Reed data. Click OK.\n"));
+    r = runCli({QStringLiteral("--sim"), QStringLiteral("flowlog"), QStringLiteral("7FFF"),
+                dir.filePath(QStringLiteral("no/such/x.mlg"))});
+    QCOMPARE(r.code, 2);
+    QVERIFY2(r.err.startsWith(QStringLiteral("quorin-cli: ") + dir.filePath(QStringLiteral("no/such/x.mlg")) + ": "),
+             qPrintable(r.err));
 }
 
 void TestCompareCli::importWindowMarksAndWritesChangedRowsOnly()

@@ -9,6 +9,7 @@
 #include "support/fulldisk.h"
 #include "support/scriptedprompter.h"
 #include "support/simprocess.h"
+#include "support/waituntil.h"
 #include "session/configreadout.h"
 #include "terminal/livedisplay.h"
 #include "terminal/terminallogs.h"
@@ -18,32 +19,6 @@
 #include <QtTest>
 
 #include <unistd.h>
-
-namespace {
-
-// Runs the event loop until done() holds or ms pass; checked on a timer, so
-// the wait sleeps between checks.
-bool waitUntil(const std::function<bool()> &done, int ms)
-{
-    QEventLoop loop;
-    QTimer check;
-    QObject::connect(&check, &QTimer::timeout, &loop, [&] {
-        if (done())
-            loop.quit();
-    });
-    QTimer::singleShot(ms, &loop, &QEventLoop::quit);
-    check.start(5);
-    if (!done())
-        loop.exec();
-    return done();
-}
-
-void settle(int ms)
-{
-    waitUntil([] { return false; }, ms);
-}
-
-} // namespace
 
 class TestFaultsE2E : public QObject
 {
@@ -117,7 +92,7 @@ void TestFaultsE2E::lineFaultsGiveTheirMessage()
     QVERIFY(!link.AwaitingReply && link.LineReady);
 
     // A late reply that turns up after the time-out is taken in quietly.
-    settle(QByteArray(QTest::currentDataTag()) == "late answer" ? 1000 : 50);
+    waitUntil({}, QByteArray(QTest::currentDataTag()) == "late answer" ? 1000 : 50);
     QCOMPARE(prompter.texts(), messages);
     QVERIFY(link.PortOpen());
     // A pseudo-terminal has neither modem lines nor error counters: no line events.
@@ -140,7 +115,7 @@ void TestFaultsE2E::lateReplyIsNotTakenByTheNextRun()
     SimProcess sim;
     QVERIFY2(sim.start({"--no-pacing", "--fault", "late:900"}), qPrintable(sim.errorString()));
     QCOMPARE(runCli(sim.path(), {"--timeout", "300", "read", "0170", "04"}).code, 1);
-    settle(900);
+    waitUntil({}, 900);
     const CliRun run = runCli(sim.path(), {"--timeout", "3000", "read", "0100", "50"});
     QCOMPARE(run.code, 0);
     QCOMPARE(run.lines().value(0).size(), 0xA0);
@@ -171,7 +146,7 @@ void TestFaultsE2E::hangUpMidReadoutEndsItAndThePortReopens()
                                             ConfigReadout::ConfigFailure}));
     QVERIFY(prompter.entries.at(0).icon == Prompter::Exclamation && prompter.entries.at(0).title == "System Monitor");
     QVERIFY(sim.waitForExit(5000) && !sim.crashed());
-    settle(200); // nothing more arrives from the dead line
+    waitUntil({}, 200); // nothing more arrives from the dead line
     QCOMPARE(prompter.texts().size(), 3);
 
     // The operator points the port at a new device and synchronizes again.
@@ -226,7 +201,7 @@ void TestFaultsE2E::portVanishingDuringAutoUpdateIsReportedOnce()
     timer4.start();
     QVERIFY(waitUntil([&] { return losses > 0; }, 10000));
     QVERIFY(sim.waitForExit(5000) && !sim.crashed());
-    settle(300);
+    waitUntil({}, 300);
     QCOMPARE(losses, 1);
     QVERIFY(!timer4.isActive()); // the link did not start the poll again
     QVERIFY(!link.PortOpen());

@@ -8,7 +8,6 @@
 #include "support/simprocess.h"
 
 #include <QElapsedTimer>
-#include <QFileInfo>
 #include <QTemporaryDir>
 #include <QtTest>
 
@@ -93,8 +92,6 @@ void TestNetPorts::throughDeviceServer()
     if (Ser2netProcess::program().isEmpty())
         QSKIP("ser2net is not installed (scripts/deps installs it)");
     QFETCH(int, mode);
-    QElapsedTimer took;
-    took.start();
     SimProcess sim;
     QVERIFY2(sim.start({QStringLiteral("--no-pacing")}), qPrintable(sim.errorString()));
     Ser2netProcess s2n;
@@ -119,7 +116,6 @@ void TestNetPorts::throughDeviceServer()
                       QStringLiteral("0100"), QStringLiteral("01")});
     QCOMPARE(r.out, QStringLiteral("4D\n"));
     QCOMPARE(sim.errorOutput().contains("the line is set to 19200 baud"), mode == Ser2netProcess::Rfc2217);
-    qInfo("%s took %lld ms", QTest::currentDataTag(), took.elapsed());
 }
 
 void TestNetPorts::serverStoppedMidReadout()
@@ -143,13 +139,10 @@ void TestNetPorts::serverStoppedMidReadout()
     QVERIFY2(r.err.contains(QStringLiteral("flowlog: block 1 of 127")) && !r.err.contains(QStringLiteral("Cannot connect")),
              qPrintable(r.err));
     QVERIFY2(took.elapsed() < 8000, qPrintable(QString::number(took.elapsed())));
-    qInfo("%s took %lld ms", QTest::currentDataTag(), took.elapsed());
 }
 
 void TestNetPorts::simulatorListensAndMonitorReconnects()
 {
-    QElapsedTimer took;
-    took.start();
     SimProcess sim;
     // The device server drops the client after 14 frames and takes the next.
     QVERIFY2(sim.start({QStringLiteral("--listen"), QStringLiteral("0"), QStringLiteral("--no-pacing"),
@@ -164,7 +157,6 @@ void TestNetPorts::simulatorListensAndMonitorReconnects()
     // Four good polls, and the one the loss cut short.
     QCOMPARE(r.lines().size(), 5);
     QVERIFY(!r.lines().last().contains(QStringLiteral("-----")));
-    qInfo("took %lld ms", took.elapsed());
 }
 
 QTEST_GUILESS_MAIN(TestNetPorts)

@@ -33,7 +33,6 @@ private slots:
     void eachFrameGetsTheDevicesReply();
     void malformedFramesAreIgnored_data();
     void malformedFramesAreIgnored();
-    void presetsDiffer();
     void displayShowsTheFlow_data();
     void displayShowsTheFlow();
     void totalizerShowsDigitsWithMultiplierAndResets_data();
@@ -113,15 +112,6 @@ void TestSimDevice::malformedFramesAreIgnored()
     QCOMPARE(d.memory(), before);
     // The device is not stuck: the next good frame is answered.
     QCOMPARE(d.feed("R5202:0101E400\x1A"), QByteArray(":05"));
-}
-
-void TestSimDevice::presetsDiffer()
-{
-    // Copying a configuration between two devices proves nothing when they
-    // hold the same one.
-    const QByteArray standard = SimDevice().memory().mid(0x0100, 0x50);
-    QVERIFY(SimDevice(QStringLiteral("second")).memory().mid(0x0100, 0x50) != standard);
-    QVERIFY(SimDevice(QStringLiteral("tenths")).memory().mid(0x0100, 0x50) != standard);
 }
 
 void TestSimDevice::displayShowsTheFlow_data()

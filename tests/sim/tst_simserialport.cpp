@@ -7,9 +7,8 @@
 #include "sim/simdevice.h"
 #include "sim/simfaults.h"
 #include "sim/simserialport.h"
+#include "support/waituntil.h"
 
-#include <QEventLoop>
-#include <QTimer>
 #include <QtTest>
 
 namespace {
@@ -27,9 +26,7 @@ struct Receiver {
     // Runs the event loop for ms; true when n bytes came by then.
     bool waitForBytes(int n, int ms = 1000)
     {
-        QEventLoop loop;
-        QTimer::singleShot(ms, &loop, &QEventLoop::quit);
-        loop.exec();
+        waitUntil({}, ms);
         return pieces.join().size() >= n;
     }
     SimSerialPort *port;

@@ -1,6 +1,7 @@
 #include "clirun.h"
 
-#include <QEventLoop>
+#include "waituntil.h"
+
 #include <QProcess>
 #include <QTimer>
 
@@ -9,21 +10,10 @@ static CliRun run(const QStringList &args, int timeoutMs, int afterMs, const std
     QProcess p;
     p.setProgram(QStringLiteral(QUORIN_CLI_EXE));
     p.setArguments(args);
-    QEventLoop loop;
-    QTimer timer;
-    timer.setSingleShot(true);
-    QObject::connect(&timer, &QTimer::timeout, &loop, &QEventLoop::quit);
-    QObject::connect(&p, &QProcess::finished, &loop, &QEventLoop::quit);
-    QObject::connect(&p, &QProcess::errorOccurred, &loop, &QEventLoop::quit);
-    QTimer later;
-    later.setSingleShot(true);
-    if (meanwhile)
-        QObject::connect(&later, &QTimer::timeout, &loop, meanwhile);
     p.start();
-    timer.start(timeoutMs);
-    later.start(afterMs);
-    if (p.state() != QProcess::NotRunning)
-        loop.exec();
+    if (meanwhile)
+        QTimer::singleShot(afterMs, &p, meanwhile);
+    waitUntil([&p] { return p.state() == QProcess::NotRunning; }, timeoutMs);
     CliRun r;
     if (p.state() != QProcess::NotRunning) {
         p.kill();

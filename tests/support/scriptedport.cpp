@@ -4,7 +4,6 @@
 
 bool ScriptedPort::open()
 {
-    ++opens;
     if (failOpen) {
         m_error = QStringLiteral("Port is not available");
         return false;

@@ -31,7 +31,6 @@ public:
     // Frames written so far (the bytes as sent, end bytes included).
     QList<QByteArray> written;
     bool failOpen = false;
-    int opens = 0;
 
 private:
     bool m_open = false;

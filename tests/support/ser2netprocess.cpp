@@ -1,12 +1,11 @@
 #include "ser2netprocess.h"
+#include "waituntil.h"
 
-#include <QEventLoop>
 #include <QFile>
 #include <QProcess>
 #include <QStandardPaths>
 #include <QTcpServer>
 #include <QTemporaryDir>
-#include <QTimer>
 
 Ser2netProcess::Ser2netProcess(QObject *parent)
     : QObject(parent), m_process(new QProcess(this)), m_dir(new QTemporaryDir)
@@ -26,13 +25,6 @@ Ser2netProcess::~Ser2netProcess()
 QString Ser2netProcess::program()
 {
     return QStandardPaths::findExecutable(QStringLiteral("ser2net"), {QStringLiteral("/usr/sbin"), QStringLiteral("/usr/bin")});
-}
-
-quint16 Ser2netProcess::freePort()
-{
-    QTcpServer probe;
-    probe.listen(QHostAddress::LocalHost, 0);
-    return probe.serverPort();
 }
 
 QString Ser2netProcess::address() const
@@ -59,35 +51,27 @@ bool Ser2netProcess::listening() const
 bool Ser2netProcess::start(const QString &device, Mode mode, int timeoutMs)
 {
     m_mode = mode;
-    m_port = freePort();
+    {
+        // A port of 127.0.0.1 that nothing listens on right now.
+        QTcpServer probe;
+        probe.listen(QHostAddress::LocalHost, 0);
+        m_port = probe.serverPort();
+    }
     const QString accepter = mode == Raw ? QStringLiteral("tcp,127.0.0.1,%1") : QStringLiteral("telnet(rfc2217),tcp,127.0.0.1,%1");
-    m_config = QStringLiteral("connection: &line\n"
+    const QString config = QStringLiteral("connection: &line\n"
                               "  accepter: %1\n"
                               "  connector: serialdev,%2,9600n81,local\n")
                    .arg(accepter.arg(m_port), device);
     const QString file = m_dir->filePath(QStringLiteral("ser2net.yaml"));
     QFile f(file);
-    if (!f.open(QIODevice::WriteOnly) || f.write(m_config.toUtf8()) < 0) {
+    if (!f.open(QIODevice::WriteOnly) || f.write(config.toUtf8()) < 0) {
         m_error = QStringLiteral("cannot write %1").arg(file);
         return false;
     }
     f.close();
     m_process->start(program(), {QStringLiteral("-n"), QStringLiteral("-d"), QStringLiteral("-c"), file});
 
-    QEventLoop loop;
-    QTimer limit, poll;
-    limit.setSingleShot(true);
-    connect(&limit, &QTimer::timeout, &loop, &QEventLoop::quit);
-    connect(&poll, &QTimer::timeout, &loop, [&] {
-        if (listening())
-            loop.quit();
-    });
-    connect(m_process, &QProcess::finished, &loop, &QEventLoop::quit);
-    connect(m_process, &QProcess::errorOccurred, &loop, &QEventLoop::quit);
-    limit.start(timeoutMs);
-    poll.start(20);
-    if (m_process->state() != QProcess::NotRunning)
-        loop.exec();
+    waitUntil([this] { return m_process->state() == QProcess::NotRunning || listening(); }, timeoutMs);
     if (m_process->state() == QProcess::Running && listening())
         return true;
     m_error = QStringLiteral("ser2net is not listening on %1: %2")
@@ -100,13 +84,7 @@ void Ser2netProcess::stop()
     if (m_process->state() == QProcess::NotRunning)
         return;
     m_process->terminate();
-    QEventLoop loop;
-    QTimer limit;
-    limit.setSingleShot(true);
-    connect(&limit, &QTimer::timeout, &loop, &QEventLoop::quit);
-    connect(m_process, &QProcess::finished, &loop, &QEventLoop::quit);
-    limit.start(3000);
-    loop.exec();
+    waitUntil([this] { return m_process->state() == QProcess::NotRunning; }, 3000);
     if (m_process->state() != QProcess::NotRunning) {
         m_process->kill();
         m_process->waitForFinished(1000);

@@ -22,8 +22,6 @@ public:
 
     // The installed ser2net, or empty.
     static QString program();
-    // A TCP port of 127.0.0.1 that nothing listens on right now.
-    static quint16 freePort();
 
     // Starts it on a free port and waits until it listens. False (see
     // errorString()) when it did not.
@@ -40,7 +38,6 @@ private:
 
     QProcess *m_process;
     QTemporaryDir *m_dir;
-    QString m_config;
     QString m_error;
     quint16 m_port = 0;
     Mode m_mode = Raw;

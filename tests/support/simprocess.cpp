@@ -1,8 +1,8 @@
 #include "simprocess.h"
 
-#include <QEventLoop>
+#include "waituntil.h"
+
 #include <QProcess>
-#include <QTimer>
 
 SimProcess::SimProcess(QObject *parent) : QObject(parent), m_process(new QProcess(this))
 {
@@ -27,19 +27,7 @@ bool SimProcess::start(const QStringList &args, int timeoutMs)
     m_process->setArguments(args);
     m_process->start();
 
-    QEventLoop loop;
-    QTimer timer;
-    timer.setSingleShot(true);
-    connect(&timer, &QTimer::timeout, &loop, &QEventLoop::quit);
-    connect(m_process, &QProcess::readyReadStandardOutput, &loop, [&] {
-        if (m_process->canReadLine())
-            loop.quit();
-    });
-    connect(m_process, &QProcess::finished, &loop, &QEventLoop::quit);
-    connect(m_process, &QProcess::errorOccurred, &loop, &QEventLoop::quit);
-    timer.start(timeoutMs);
-    if (!m_process->canReadLine() && m_process->state() != QProcess::NotRunning)
-        loop.exec();
+    waitUntil([this] { return m_process->canReadLine() || !isRunning(); }, timeoutMs);
 
     if (m_process->canReadLine())
         m_path = QString::fromLocal8Bit(m_process->readLine()).trimmed();
@@ -73,21 +61,8 @@ bool SimProcess::stop(int timeoutMs)
 
 bool SimProcess::waitForExit(int timeoutMs)
 {
-    if (!isRunning())
-        return true;
-    QEventLoop loop;
-    QTimer timer;
-    timer.setSingleShot(true);
-    connect(&timer, &QTimer::timeout, &loop, &QEventLoop::quit);
-    connect(m_process, &QProcess::finished, &loop, &QEventLoop::quit);
-    timer.start(timeoutMs);
-    loop.exec();
+    waitUntil([this] { return !isRunning(); }, timeoutMs);
     return !isRunning();
-}
-
-int SimProcess::exitCode() const
-{
-    return m_process->exitCode();
 }
 
 bool SimProcess::crashed() const

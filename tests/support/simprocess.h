@@ -28,7 +28,6 @@ public:
     bool stop(int timeoutMs = 5000);
     // Waits for it to end on its own; true when it did within the time.
     bool waitForExit(int timeoutMs);
-    int exitCode() const;
     bool crashed() const;
     // Everything it wrote to stderr so far.
     QByteArray errorOutput();

@@ -2,21 +2,13 @@
 // loads, OK moving to the chosen port, applying and storing; OK stopping at
 // the first step the port refuses, storing nothing; the choices that act at
 // once and stay after Cancel.
-#include "config/commsettings.h"
 #include "config/frmproperties.h"
-#include "link/devicelink.h"
-#include "sim/simdevice.h"
-#include "sim/simserialport.h"
-#include "support/scriptedprompter.h"
-#include "terminal/frmterminal.h"
+#include "support/windowrig.h"
 
 #include <QComboBox>
-#include <QLabel>
 #include <QPushButton>
 #include <QRadioButton>
-#include <QSettings>
 #include <QStandardPaths>
-#include <QTimer>
 #include <QtTest>
 
 namespace {
@@ -34,11 +26,6 @@ void choose(frmProperties &d, const char *name, const QString &text)
     QVERIFY2(i >= 0, qPrintable(text));
     c->setCurrentIndex(i);
     emit c->activated(i);
-}
-
-QString panel(frmTerminal &w, const char *key)
-{
-    return w.panel(QLatin1String(key))->text();
 }
 
 } // namespace
@@ -59,29 +46,24 @@ private slots:
     void okStopsAtTheFirstRefusalAndCancelKeepsTheChoices();
 
 private:
-    ScriptedPrompter prompter;
-    std::unique_ptr<frmTerminal> window; // on the simulated transmitter
-    SimSerialPort *sim = nullptr;
+    std::unique_ptr<WindowRig> rig;
 };
 
 void TestFrmProperties::init()
 {
     CommSettings::store()->clear();
-    prompter.clear();
-    window = std::make_unique<frmTerminal>(&prompter);
-    sim = new SimSerialPort;
-    window->setPort(sim);
+    rig = std::make_unique<WindowRig>();
 }
 
 void TestFrmProperties::loadShowsThePortAsItIs()
 {
-    QVERIFY(sim->setSettings(QStringLiteral("19200,e,7,1.5")));
-    QVERIFY(sim->setHandshaking(2));
-    window->setEcho(true);
-    window->setInterfaceFlag(false);
-    window->setUpdateRateIndex(3);
-    window->setRecordIntervalIndex(14);
-    const auto dialog = window->propertiesDialog();
+    QVERIFY(rig->port->setSettings(QStringLiteral("19200,e,7,1.5")));
+    QVERIFY(rig->port->setHandshaking(2));
+    rig->window->setEcho(true);
+    rig->window->setInterfaceFlag(false);
+    rig->window->setUpdateRateIndex(3);
+    rig->window->setRecordIntervalIndex(14);
+    const auto dialog = rig->window->propertiesDialog();
     frmProperties &d = *dialog;
     const QStringList shown = {combo(d, "cboSpeed")->currentText(), combo(d, "cboParity")->currentText(),
                                combo(d, "cboDataBits")->currentText(), combo(d, "cboStopBits")->currentText(),
@@ -99,8 +81,8 @@ void TestFrmProperties::loadShowsThePortAsItIs()
 
 void TestFrmProperties::okMovesToTheChosenPortAppliesAndStores()
 {
-    window->setPortByName(QStringLiteral("Com1")); // closed
-    const auto dialog = window->propertiesDialog();
+    rig->window->setPortByName(QStringLiteral("Com1")); // closed
+    const auto dialog = rig->window->propertiesDialog();
     frmProperties &d = *dialog;
     choose(d, "cboPort", SimSerialPort::Name);
     choose(d, "cboSpeed", QStringLiteral("4800"));
@@ -111,13 +93,13 @@ void TestFrmProperties::okMovesToTheChosenPortAppliesAndStores()
     d.findChild<QRadioButton *>(QStringLiteral("optEcho1"))->click();
     d.cmdOK_Click();
     QCOMPARE(d.result(), int(QDialog::Accepted));
-    QVERIFY(prompter.entries.isEmpty());
-    QVERIFY(qobject_cast<SimSerialPort *>(window->port()));
-    QCOMPARE(window->port()->settings(), QStringLiteral("4800,O,8,2"));
-    QCOMPARE(window->port()->handshaking(), 1);
-    QVERIFY(window->echoOn());
-    QCOMPARE(panel(*window, "Interface"), QStringLiteral("Interface: RS485"));
-    QCOMPARE(panel(*window, "Comport"), QStringLiteral("COM Port: Simulated transmitter"));
+    QVERIFY(rig->prompter.entries.isEmpty());
+    QVERIFY(qobject_cast<SimSerialPort *>(rig->window->port()));
+    QCOMPARE(rig->window->port()->settings(), QStringLiteral("4800,O,8,2"));
+    QCOMPARE(rig->window->port()->handshaking(), 1);
+    QVERIFY(rig->window->echoOn());
+    QCOMPARE(rig->panel(QStringLiteral("Interface")), QStringLiteral("Interface: RS485"));
+    QCOMPARE(rig->panel(QStringLiteral("Comport")), QStringLiteral("COM Port: Simulated transmitter"));
     QStringList stored;
     for (const char *key : {"Settings", "CommPort", "Handshaking", "Echo", "Interface", "Time_ss", "Time_sr"})
         stored << CommSettings::value(QLatin1String(key));
@@ -139,8 +121,8 @@ void TestFrmProperties::okStopsAtTheFirstRefusalAndCancelKeepsTheChoices()
     QFETCH(QString, port);
     QFETCH(QString, speed);
     QFETCH(QString, message);
-    QVERIFY(window->mnuOpen_Click());
-    const auto dialog = window->propertiesDialog();
+    QVERIFY(rig->window->mnuOpen_Click());
+    const auto dialog = rig->window->propertiesDialog();
     frmProperties &d = *dialog;
     if (!port.isEmpty()) {
         // A USB adapter pulled out after the list was filled.
@@ -150,25 +132,25 @@ void TestFrmProperties::okStopsAtTheFirstRefusalAndCancelKeepsTheChoices()
     combo(d, "cboSpeed")->setEditText(speed);
     // The interface and the rates act at once.
     choose(d, "cboInterface", QStringLiteral("RS485"));
-    QVERIFY(sim->device()->rs485()); // the built-in transmitter follows the bus
+    QVERIFY(rig->port->device()->rs485()); // the built-in transmitter follows the bus
     choose(d, "cboTSs", QStringLiteral("5000"));
-    QCOMPARE(panel(*window, "UpdateRate"), QStringLiteral("Update Rate: 5000 ms"));
+    QCOMPARE(rig->panel(QStringLiteral("UpdateRate")), QStringLiteral("Update Rate: 5000 ms"));
     choose(d, "cboTSr", QStringLiteral("15000"));
     d.cmdOK_Click();
-    QCOMPARE(prompter.texts(), QStringList{message});
-    QCOMPARE(prompter.entries.first().icon, Prompter::Exclamation);
+    QCOMPARE(rig->prompter.texts(), QStringList{message});
+    QCOMPARE(rig->prompter.entries.first().icon, Prompter::Exclamation);
     QVERIFY(d.result() != QDialog::Accepted);
     // The old port stays, open as it was, with its settings.
-    QCOMPARE(window->port(), static_cast<SerialPort *>(sim));
-    QVERIFY(sim->isOpen());
-    QCOMPARE(sim->settings(), QStringLiteral("9600,n,8,1"));
+    QCOMPARE(rig->window->port(), static_cast<SerialPort *>(rig->port));
+    QVERIFY(rig->port->isOpen());
+    QCOMPARE(rig->port->settings(), QStringLiteral("9600,n,8,1"));
     // Cancel keeps what acted at once; only OK sets the panel and stores.
     d.findChild<QPushButton *>(QStringLiteral("cmdCancel"))->click();
     QCOMPARE(d.result(), int(QDialog::Rejected));
-    QVERIFY(!window->link().Rs232Mode);
-    QCOMPARE(window->Timer4->interval(), 5000);
-    QCOMPARE(window->Timer5->interval(), 15000);
-    QCOMPARE(panel(*window, "Interface"), QStringLiteral("Interface: RS232"));
+    QVERIFY(!rig->window->link().Rs232Mode);
+    QCOMPARE(rig->window->Timer4->interval(), 5000);
+    QCOMPARE(rig->window->Timer5->interval(), 15000);
+    QCOMPARE(rig->panel(QStringLiteral("Interface")), QStringLiteral("Interface: RS232"));
     QVERIFY(CommSettings::store()->allKeys().isEmpty());
 }
 

@@ -230,19 +230,15 @@ void TestRescale::calibrationEntry()
 // with the code read from the device, and refused before any readout.
 void TestRescale::access_data()
 {
-    QTest::addColumn<bool>("backDoor");
-    QTest::addColumn<int>("deviceCode"); // rescale: the device's code, -1 never read out
+    QTest::addColumn<int>("deviceCode"); // -1 never read out
     QTest::addColumn<QString>("typed");
     QTest::addColumn<bool>("granted");
-    QTest::newRow("rescale 012 matches 12 by value") << false << 12 << "012" << true;
-    QTest::newRow("rescale 000 before any readout") << false << -1 << "000" << false;
-    QTest::newRow("back door 6 characters") << true << 0 << "473180" << false;
-    QTest::newRow("back door one digit off") << true << 0 << "47319" << false;
+    QTest::newRow("012 matches 12 by value") << 12 << "012" << true;
+    QTest::newRow("000 before any readout") << -1 << "000" << false;
 }
 
 void TestRescale::access()
 {
-    QFETCH(bool, backDoor);
     QFETCH(int, deviceCode);
     QFETCH(QString, typed);
     QFETCH(bool, granted);
@@ -254,10 +250,10 @@ void TestRescale::access()
     }
     TerminalState &state = rig.session.state();
     // A stale grant from an earlier prompt does not count.
-    state.RescaleGranted = state.BackDoorGranted = true;
-    backDoor ? MemWrite::clearFlags(state) : Rescale::clearFlags(state);
-    backDoor ? MemWrite::accept(state, typed) : Rescale::accept(state, typed);
-    QCOMPARE(backDoor ? MemWrite(rig.session).accessGranted() : Rescale(rig.session).accessGranted(), granted);
+    state.RescaleGranted = true;
+    Rescale::clearFlags(state);
+    Rescale::accept(state, typed);
+    QCOMPARE(Rescale(rig.session).accessGranted(), granted);
     QCOMPARE(rig.prompter.texts().size(), granted ? 0 : 1);
 }
 

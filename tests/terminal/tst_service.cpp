@@ -311,6 +311,9 @@ void TestService::hexBoxesTakeUpperCaseHexOnly()
     QCOMPARE(QApplication::focusWidget(), rig.child<QPushButton>("cmdMWrite"));
     QCOMPARE(rig.device->framesReceived(), 0);
     QCOMPARE(rig.prompter.texts(), QStringList());
+    // The data box holds at most 255 bytes.
+    data->setText(QString(600, QLatin1Char('A')));
+    QCOMPARE(data->text().size(), 2 * 255);
 
     QTest::mouseClick(rig.child<QPushButton>("cmdMWCancel"), Qt::LeftButton);
     QVERIFY(!rig.memWrite->isVisible());

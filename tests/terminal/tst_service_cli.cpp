@@ -19,13 +19,12 @@ class TestServiceCli : public QObject
 {
     Q_OBJECT
 private slots:
-    void rescaleChangesBothValues();
-    void calibrateAndPoke();
+    void rescaleCalibratePokeAndWrite();
     void refusals_data();
     void refusals();
 };
 
-void TestServiceCli::rescaleChangesBothValues()
+void TestServiceCli::rescaleCalibratePokeAndWrite()
 {
     SimProcess sim;
     QVERIFY2(sim.start(), qPrintable(sim.errorString()));
@@ -34,12 +33,7 @@ void TestServiceCli::rescaleChangesBothValues()
     QVERIFY2(r.err.contains(QLatin1String("New Scaling Factor was Successfully Updated!")), qPrintable(r.err));
     QCOMPARE(readHex(sim.path(), "0118", "04"), QStringLiteral("000F4240"));
     QCOMPARE(readHex(sim.path(), "0105", "04"), QStringLiteral("00002710"));
-}
 
-void TestServiceCli::calibrateAndPoke()
-{
-    SimProcess sim;
-    QVERIFY2(sim.start(), qPrintable(sim.errorString()));
     const CliRun cal = runCli(sim.path(), {"calibrate", "12346", "--yes"});
     QVERIFY2(cal.code == 0, qPrintable(cal.err));
     QCOMPARE(cal.out.trimmed(), QStringLiteral("Status: 04 0118 0000303A   12346"));
@@ -48,6 +42,9 @@ void TestServiceCli::calibrateAndPoke()
     const CliRun poke = runCli(sim.path(), {"poke", "02", "7FFE", "AB12", "--code", "47318"});
     QVERIFY2(poke.code == 0, qPrintable(poke.err));
     QCOMPARE(readHex(sim.path(), "7FFE", "02"), QStringLiteral("AB12"));
+    // The raw write needs no code; COUNT is two hex digits.
+    QCOMPARE(runCli(sim.path(), {"write", "7FFE", "02", "CD34"}).code, 0);
+    QCOMPARE(readHex(sim.path(), "7FFE", "02"), QStringLiteral("CD34"));
 }
 
 void TestServiceCli::refusals_data()
