@@ -2,21 +2,15 @@
 // kind of store pause: a click, a shortcut or a close that arrives while a
 // verified write waits must not start a second operation, leave the frame or
 // close the port. Also the menu lock that a service frame holds.
-#include "link/devicelink.h"
 #include "session/terminalstate.h"
-#include "sim/simdevice.h"
-#include "sim/simserialport.h"
-#include "support/scriptedprompter.h"
-#include "terminal/frmterminal.h"
+#include "support/windowrig.h"
 #include "terminal/rescale.h"
 #include "terminal/widgetservice.h"
 
-#include <QAction>
-#include <QDialog>
 #include <QLineEdit>
 #include <QPushButton>
+#include <QRegularExpression>
 #include <QStandardPaths>
-#include <QTemporaryDir>
 #include <QTimer>
 #include <QtTest>
 
@@ -24,45 +18,24 @@
 
 namespace {
 
-struct Window {
-    Window()
+// The window rig with a store pause long enough for a click to land between
+// a write and its read-back.
+struct Window : WindowRig {
+    Window() : window(*WindowRig::window)
     {
-        window.setProgramFolder(dir.path());
-        window.execDialog = [this](QDialog &d) {
-            dialogs << QString::fromLatin1(d.metaObject()->className());
-            return int(QDialog::Rejected);
-        };
-        device = new SimDevice;
-        auto *port = new SimSerialPort(device);
-        device->setParent(port);
-        window.setPort(port);
-        // Long enough for a click to land between a write and its read-back.
         window.link().setStorePauseOverride(300);
         window.link().setReplyTimeout(500);
-        window.show();
     }
     template <typename T = QWidget>
-    T *child(const char *name) const { return window.findChild<T *>(QLatin1String(name)); }
-    QStringList writes() const
-    {
-        QStringList w;
-        for (const QString &f : device->receivedFrames())
-            if (f.startsWith(QLatin1String("R5200:")))
-                w << f;
-        return w;
-    }
+    T *child(const char *name) const { return WindowRig::child<T>(QLatin1String(name)); }
+    QStringList writes() const { return frames().filter(QRegularExpression(QStringLiteral("^R5200:"))); }
     // Runs `during` 150 ms into whatever `operation` starts.
     static void interfere(const std::function<void()> &operation, const std::function<void()> &during)
     {
         QTimer::singleShot(150, during);
         operation();
     }
-
-    QTemporaryDir dir;
-    ScriptedPrompter prompter;
-    frmTerminal window{&prompter};
-    SimDevice *device = nullptr;
-    QStringList dialogs;
+    frmTerminal &window;
 };
 
 } // namespace
