@@ -78,7 +78,9 @@ bool ConfigReadout::run()
 {
     const QString frameCount = QStringLiteral("50");
     QString image = m_link.ReadMemory(QStringLiteral("0100"), frameCount);
-    if (image.isEmpty())
+    // Once more after a silent first try; not after the port went away, which
+    // was reported already and must not be opened again behind the operator.
+    if (image.isEmpty() && m_link.PortOpen())
         image = m_link.ReadMemory(QStringLiteral("0100"), frameCount);
     bool ok = image.size() >= 160;
     if (ok) {

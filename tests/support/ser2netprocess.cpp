@@ -69,13 +69,20 @@ bool Ser2netProcess::start(const QString &device, Mode mode, int timeoutMs)
         return false;
     }
     f.close();
-    m_process->start(program(), {QStringLiteral("-n"), QStringLiteral("-d"), QStringLiteral("-c"), file});
-
-    waitUntil([this] { return m_process->state() == QProcess::NotRunning || listening(); }, timeoutMs);
-    if (m_process->state() == QProcess::Running && listening())
-        return true;
-    m_error = QStringLiteral("ser2net is not listening on %1: %2")
-                  .arg(address(), QString::fromLocal8Bit(m_process->readAll()).trimmed());
+    // Now and then ser2net 4.3 ends at once, silently and with status 0, under
+    // load; a second start then listens.
+    for (int attempt = 0; attempt < 3; ++attempt) {
+        m_process->start(program(), {QStringLiteral("-n"), QStringLiteral("-d"), QStringLiteral("-c"), file});
+        waitUntil([this] { return m_process->state() == QProcess::NotRunning || listening(); }, timeoutMs);
+        if (m_process->state() == QProcess::Running && listening())
+            return true;
+        if (m_process->state() == QProcess::Running)
+            break;
+    }
+    m_error = QStringLiteral("ser2net on ") + device + QStringLiteral(" is not listening on %1 (%2, exit %3): %4")
+                  .arg(address(), m_process->state() == QProcess::Running ? QStringLiteral("running") : QStringLiteral("ended"))
+                  .arg(QString::number(m_process->exitCode()) + QStringLiteral(", ") + m_process->errorString())
+                  .arg(QString::fromLocal8Bit(m_process->readAll()).trimmed());
     return false;
 }
 
