@@ -45,6 +45,7 @@ private slots:
     void unitName();
     void totalizerReset_data();
     void totalizerReset();
+    void displayFormats();
 };
 
 // Enter in each field: both sides of every bound with the exact message, the
@@ -355,6 +356,20 @@ void TestParameterMap::totalizerReset()
     QCOMPARE(rig.commit.totalUnitText(), outcome == ParameterCommit::ResetDone ? QStringLiteral("LTR") : QStringLiteral(" M  LTR"));
     if (outcome == ParameterCommit::ResetDone)
         QCOMPARE(rig.device->value(0x015C, 4) + rig.device->value(0x0109, 2), 0u);
+}
+
+// The editor's number pictures on both sides of each bound (precisionText
+// is not shown anywhere yet; oneDecimalText shows a full scale in tenths).
+void TestParameterMap::displayFormats()
+{
+    const struct { double v; const char *precision, *oneDecimal; } rows[] = {
+        {0.5, "0.5000", "0.5"}, {9.25, "9.250", "9.3"}, {10, "10.00", "10.0"}, {99.99, "99.99", "100.0"},
+        {100, "100.0", "100.0"}, {1000, "1000", "1000.0"}, {12345.6, "12346", "12345.6"},
+        {123456.7, "123457", "123456.7"}, {1234567.8, "1234568", "1234567.8"}};
+    for (const auto &r : rows) {
+        QCOMPARE(ParameterCommit::precisionText(r.v), QString::fromLatin1(r.precision));
+        QCOMPARE(ParameterCommit::oneDecimalText(r.v), QString::fromLatin1(r.oneDecimal));
+    }
 }
 
 QTEST_GUILESS_MAIN(TestParameterMap)
