@@ -45,7 +45,6 @@ private slots:
     void unitName();
     void totalizerReset_data();
     void totalizerReset();
-    void displayFormats_data();
     void displayFormats();
 };
 
@@ -359,30 +358,18 @@ void TestParameterMap::totalizerReset()
         QCOMPARE(rig.device->value(0x015C, 4) + rig.device->value(0x0109, 2), 0u);
 }
 
-void TestParameterMap::displayFormats_data()
-{
-    QTest::addColumn<double>("value");
-    QTest::addColumn<QString>("precision");
-    QTest::addColumn<QString>("oneDecimal");
-
-    QTest::newRow("0.5") << 0.5 << "0.5000" << "0.5";
-    QTest::newRow("9.25") << 9.25 << "9.250" << "9.3";
-    QTest::newRow("10") << 10.0 << "10.00" << "10.0";
-    QTest::newRow("99.99") << 99.99 << "99.99" << "100.0";
-    QTest::newRow("100") << 100.0 << "100.0" << "100.0";
-    QTest::newRow("1000") << 1000.0 << "1000" << "1000.0";
-    QTest::newRow("12345.6") << 12345.6 << "12346" << "12345.6";
-    QTest::newRow("123456.7") << 123456.7 << "123457" << "123456.7";
-    QTest::newRow("1234567.8") << 1234567.8 << "1234568" << "1234567.8";
-}
-
+// The editor's number pictures on both sides of each bound (precisionText
+// is not shown anywhere yet; oneDecimalText shows a full scale in tenths).
 void TestParameterMap::displayFormats()
 {
-    QFETCH(double, value);
-    QFETCH(QString, precision);
-    QFETCH(QString, oneDecimal);
-    QCOMPARE(ParameterCommit::precisionText(value), precision);
-    QCOMPARE(ParameterCommit::oneDecimalText(value), oneDecimal);
+    const struct { double v; const char *precision, *oneDecimal; } rows[] = {
+        {0.5, "0.5000", "0.5"}, {9.25, "9.250", "9.3"}, {10, "10.00", "10.0"}, {99.99, "99.99", "100.0"},
+        {100, "100.0", "100.0"}, {1000, "1000", "1000.0"}, {12345.6, "12346", "12345.6"},
+        {123456.7, "123457", "123456.7"}, {1234567.8, "1234568", "1234567.8"}};
+    for (const auto &r : rows) {
+        QCOMPARE(ParameterCommit::precisionText(r.v), QString::fromLatin1(r.precision));
+        QCOMPARE(ParameterCommit::oneDecimalText(r.v), QString::fromLatin1(r.oneDecimal));
+    }
 }
 
 QTEST_GUILESS_MAIN(TestParameterMap)

@@ -15,6 +15,7 @@
 #include <QComboBox>
 #include <QFile>
 #include <QPlainTextEdit>
+#include <QProgressBar>
 #include <QPushButton>
 #include <QTableWidget>
 #include <QTemporaryDir>
@@ -206,7 +207,9 @@ void TestCompareCli::importWindowMarksAndWritesChangedRowsOnly()
 
     frmImportE w(rig.session);
     w.importer().setRowPause(0);
-    QVERIFY(w.openFile(path));
+    rig.prompter.fileNames = {path};
+    w.cmdOpen_Click();
+    QCOMPARE(w.fileLabel(), QStringLiteral(" ...") + path.right(25));
     w.findChild<QPushButton *>(QStringLiteral("cmdCompare"))->click();
     QStringList marks;
     for (const QString &line : w.text().split(QLatin1Char('\n')))
@@ -219,6 +222,8 @@ void TestCompareCli::importWindowMarksAndWritesChangedRowsOnly()
     w.findChild<QPushButton *>(QStringLiteral("cmdUpload"))->click();
     QCOMPARE(rig.writeFrames(), QStringList({SimRig::writeFrame("0134", "02", "03E8"), SimRig::writeFrame("0170", "04", "000003E6")}));
     QCOMPARE(rig.prompter.texts().last(), QStringLiteral("EEPROM Table has been Saved. Click OK."));
+    QCOMPARE(w.progressBar()->value(), 0);
+    QCOMPARE(w.result(), int(QDialog::Accepted));
 }
 
 void TestCompareCli::historyWindowListsAndUndoes()

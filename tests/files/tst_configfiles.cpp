@@ -4,14 +4,12 @@
 #include "files/configimport.h"
 #include "files/configtable.h"
 #include "files/frmexporte.h"
-#include "files/frmimporte.h"
 #include "files/mlgfile.h"
 #include "support/fulldisk.h"
 #include "support/simrig.h"
 #include "session/terminalstate.h"
 
 #include <QFile>
-#include <QProgressBar>
 #include <QTemporaryDir>
 #include <QtTest>
 
@@ -80,7 +78,6 @@ private slots:
     void readerRefusals_data();
     void readerRefusals();
     void exportWindowSaveDialog();
-    void importWindow();
     void importStops();
 };
 
@@ -203,31 +200,6 @@ void TestConfigFiles::exportWindowSaveDialog()
     window.cmdSave_Click();
     QCOMPARE(rig.prompter.texts().last(), QStringLiteral("Configuration Table has been Saved. Click OK."));
     QCOMPARE(readAll(path), window.table().fileBytes());
-}
-
-void TestConfigFiles::importWindow()
-{
-    SimRig source(QStringLiteral("second"));
-    SimRig target;
-    QVERIFY(source.readOut());
-    QVERIFY(target.readOut());
-    QTemporaryDir dir;
-    const QString path = dir.filePath(QStringLiteral("second.epr"));
-    QString error;
-    QVERIFY(ConfigTable::fromTerminal(source.session.state()).writeFile(path, &error));
-
-    frmImportE window(target.session);
-    window.importer().setRowPause(0);
-    target.prompter.fileNames = {path};
-    window.cmdOpen_Click();
-    QCOMPARE(window.fileLabel(), QStringLiteral(" ...") + path.right(25));
-    QVERIFY(window.text().contains(QStringLiteral("\n25     0130   02   ")));
-    window.cmdUpload_Click();
-    QCOMPARE(target.prompter.texts(), QStringList{"EEPROM Table has been Saved. Click OK."});
-    QCOMPARE(window.progressPeak(), 25);
-    QCOMPARE(window.progressBar()->value(), 0);
-    QCOMPARE(window.result(), int(QDialog::Accepted));
-    QCOMPARE(target.device->framesReceived(), 50);  // a write and a read-back per row
 }
 
 void TestConfigFiles::importStops()

@@ -1,9 +1,7 @@
 // The simulated transmitter's framing, which must be as strict as the device
-// so that a malformed frame of the terminal gets no answer, and the live
-// memory the terminal reads: display, totalizer and flow log as the device's
-// clock moves on.
+// so that a malformed frame of the terminal gets no answer, and the flow log
+// the terminal downloads as the device's clock moves on.
 #include "sim/simdevice.h"
-#include "terminal/livedisplay.h"
 
 #include <QtTest>
 
@@ -17,12 +15,6 @@ QByteArray readHex(SimDevice &d, int addr, int count)
     return d.feed(f.toUpper().toLatin1() + "00\x1A").mid(1);
 }
 
-// The flow text the terminal makes of the display block and the point code.
-QString displayText(SimDevice &d)
-{
-    return LiveDisplay::flowText(d.byte(0x014F), LiveDisplay::digits(QString::fromLatin1(readHex(d, 0x012A, 10))));
-}
-
 } // namespace
 
 class TestSimDevice : public QObject
@@ -33,10 +25,6 @@ private slots:
     void eachFrameGetsTheDevicesReply();
     void malformedFramesAreIgnored_data();
     void malformedFramesAreIgnored();
-    void displayShowsTheFlow_data();
-    void displayShowsTheFlow();
-    void totalizerShowsDigitsWithMultiplierAndResets_data();
-    void totalizerShowsDigitsWithMultiplierAndResets();
     void flowLogGrowsAndWraps();
 };
 
@@ -112,67 +100,6 @@ void TestSimDevice::malformedFramesAreIgnored()
     QCOMPARE(d.memory(), before);
     // The device is not stuck: the next good frame is answered.
     QCOMPARE(d.feed("R5202:0101E400\x1A"), QByteArray(":05"));
-}
-
-void TestSimDevice::displayShowsTheFlow_data()
-{
-    QTest::addColumn<quint32>("fullScale");
-    QTest::addColumn<int>("coefA");
-    QTest::addColumn<int>("code");
-    QTest::newRow("5") << 5u << 1000 << 0;
-    QTest::newRow("100") << 100u << 1000 << 2;
-    QTest::newRow("12345 in tenths") << 12345u << 202 << 3;
-    QTest::newRow("250000") << 250000u << 1000 << 5;
-    QTest::newRow("50000000 in tenths") << 50000000u << 202 << 6;
-}
-
-void TestSimDevice::displayShowsTheFlow()
-{
-    QFETCH(quint32, fullScale);
-    QFETCH(int, coefA);
-    QFETCH(int, code);
-    SimDevice d;
-    d.setValue(0x0105, 4, fullScale);
-    d.setValue(0x012D, 2, coefA);
-    for (int i = 0; i < 5; ++i) {
-        d.advance(7300);
-        QCOMPARE(int(d.byte(0x014F)), code);
-        const double step = std::pow(10.0, code - 4); // one count of the last digit
-        QVERIFY2(std::abs(displayText(d).toDouble() - d.flow()) <= step / 2 + 1e-9,
-                 qPrintable(QStringLiteral("shown %1, flow %2").arg(displayText(d)).arg(d.flow())));
-        QVERIFY(d.flow() > 0 && d.flow() < d.fullScale());
-    }
-}
-
-void TestSimDevice::totalizerShowsDigitsWithMultiplierAndResets_data()
-{
-    QTest::addColumn<QByteArrayList>("writes"); // data for 015Ch, then for 0109h
-    QTest::addColumn<QByteArray>("word");
-    QTest::addColumn<QByteArray>("digits");
-    QTest::newRow("99999999 whole") << QByteArrayList{"05F5E0FF"} << QByteArray("00") << QByteArray("0909090909090909");
-    QTest::newRow("100000000 in thousands") << QByteArrayList{"05F5E100"} << QByteArray("01") << QByteArray("0000010000000000");
-    QTest::newRow("largest count") << QByteArrayList{"FFFFFFFF"} << QByteArray("01") << QByteArray("0004020904090607");
-    QTest::newRow("reset, total then word") << QByteArrayList{"075BCD15", "00000000", ""} << QByteArray("00") << QByteArray(16, '0');
-    QTest::newRow("reset, word then total") << QByteArrayList{"075BCD15", "", "00000000"} << QByteArray("00") << QByteArray(16, '0');
-}
-
-void TestSimDevice::totalizerShowsDigitsWithMultiplierAndResets()
-{
-    QFETCH(QByteArrayList, writes);
-    QFETCH(QByteArray, word);
-    QFETCH(QByteArray, digits);
-    SimDevice d;
-    d.setFlowStopped(true); // the terminal refuses a reset while flow shows
-    QByteArray total;
-    for (const QByteArray &w : writes) {
-        d.feed(w.isEmpty() ? QByteArray("R5200:020109000000\x1A\r") : "R5200:04015C00" + w + "\x1A\r");
-        total = w.isEmpty() ? total : w;
-        d.advance(1000);
-    }
-    d.advance(5000);
-    QCOMPARE(readHex(d, 0x015C, 4), total);
-    QCOMPARE(readHex(d, 0x0109, 1), word);
-    QCOMPARE(readHex(d, 0x0174, 8), digits);
 }
 
 void TestSimDevice::flowLogGrowsAndWraps()

@@ -56,6 +56,14 @@ struct WindowRig {
     bool enabled(const QString &item) const { return window->menuItem(item)->isEnabled(); }
     bool buttonEnabled(const QString &key) const { return window->button(key)->isEnabled(); }
     bool shown(const char *name) const { return child(QLatin1String(name))->isVisible(); }
+    // "1" or "0" per menu item ("mnu...") or toolbar key, in the order given.
+    QString states(const QStringList &names) const
+    {
+        QString out;
+        for (const QString &n : names)
+            out += (n.startsWith(QLatin1String("mnu")) ? enabled(n) : buttonEnabled(n)) ? QLatin1Char('1') : QLatin1Char('0');
+        return out;
+    }
     QStringList frames() const { return device ? device->receivedFrames() : QStringList(); }
 
     QTemporaryDir dir;

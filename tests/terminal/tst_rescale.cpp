@@ -61,10 +61,7 @@ void TestRescale::rescale_data()
     QTest::newRow("freq on the high cut-off") << "standard" << -1 << -1 << "10000" << QStringList{kSuccess} << qint64(1000000) << 1000000u << 10000u << true;
     QTest::newRow("freq 1000.5 rounds to even, on the cut-off")
         << "standard" << -1 << -1 << "10005" << QStringList{kSuccess} << qint64(1000500) << 1000500u << 10005u << true;
-    QTest::newRow("freq one beyond the high cut-off") << "standard" << -1 << -1 << "10006"
-        << QStringList{"New value of the Frequency: 1001 is more than High Frequency Cut off: 1000 Hz\r"
-                       " Decrease New Flow Rate value and try again."}
-        << qint64(-1) << 500000u << 5000u << true;
+    // One beyond the high cut-off (10006): tst_service and tst_service_cli.
     QTest::newRow("freq on the low cut-off") << "standard" << -1 << -1 << "100" << QStringList{kSuccess} << qint64(10000) << 10000u << 100u << true;
     QTest::newRow("freq 9.5 rounds to even, on the cut-off") << "standard" << -1 << -1 << "95" << QStringList{kSuccess} << qint64(9500) << 9500u << 95u << true;
     QTest::newRow("freq one below the low cut-off") << "standard" << -1 << -1 << "94"

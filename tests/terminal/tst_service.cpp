@@ -93,7 +93,6 @@ private slots:
     void rescaleFromTheFrame();
     void accessPrompts_data();
     void accessPrompts();
-    void rescaleFrameStaysOnRefusalAndLeavesOnCancel();
 
     void calibrateFrame();
 
@@ -110,11 +109,15 @@ void TestService::rescaleFromTheFrame_data()
     QTest::addColumn<quint32>("factorAfter");
     QTest::addColumn<quint32>("maxAfter");
     QTest::addColumn<QString>("calibrated"); // a factor written by calibration while the frame is up
-    QTest::newRow("standard") << "standard" << "10000" << "5000" << 1000000u << 10000u << "";
+    QTest::addColumn<QString>("refusal");    // the frame stays with it, then Cancel
+    QTest::newRow("standard") << "standard" << "10000" << "5000" << 1000000u << 10000u << "" << "";
     // Full scale 1234.5 stored as 12345.
-    QTest::newRow("tenths") << "tenths" << "1500" << "1234.5" << 607533u << 15000u << "";
+    QTest::newRow("tenths") << "tenths" << "1500" << "1234.5" << 607533u << 15000u << "" << "";
     // The rescale works from the factor the device holds, not the one shown on opening.
-    QTest::newRow("factor changed meanwhile") << "standard" << "10000" << "5000" << 500000u << 10000u << "250000";
+    QTest::newRow("factor changed meanwhile") << "standard" << "10000" << "5000" << 500000u << 10000u << "250000" << "";
+    QTest::newRow("refused, then Cancel") << "standard" << "10006" << "5000" << 500000u << 5000u << ""
+        << "New value of the Frequency: 1001 is more than High Frequency Cut off: 1000 Hz\r"
+           " Decrease New Flow Rate value and try again.";
 }
 
 void TestService::rescaleFromTheFrame()
@@ -125,6 +128,7 @@ void TestService::rescaleFromTheFrame()
     QFETCH(quint32, factorAfter);
     QFETCH(quint32, maxAfter);
     QFETCH(QString, calibrated);
+    QFETCH(QString, refusal);
 
     Rig rig(preset);
     QVERIFY(rig.showAndReadOut());
@@ -142,41 +146,24 @@ void TestService::rescaleFromTheFrame()
     QTest::keyClicks(rig.child("txtMaxFlowNew"), newMax);
     QTest::mouseClick(rig.child<QPushButton>("cmdRescale"), Qt::LeftButton);
 
+    if (refusal.isEmpty()) {
+        QCOMPARE(rig.prompter.texts(), QStringList{"New Scaling Factor was Successfully Updated!"});
+        QCOMPARE(rig.child("txtMaxFlowNew")->text(), QString());
+    } else {
+        QCOMPARE(rig.prompter.texts(), QStringList{refusal});
+        QVERIFY(rig.rescale->isVisible() && rig.session.menusLocked);
+        QVERIFY(rig.child<QLabel>("lblSFNew")->isVisible());
+        QCOMPARE(rig.child<QLabel>("lblSFNew")->text(), QStringLiteral("1000600"));
+        QTest::mouseClick(rig.child<QPushButton>("cmdCancelRescale"), Qt::LeftButton);
+        QVERIFY(!rig.child<QLabel>("lblSFNew")->isVisible());
+        QCOMPARE(rig.child<QLabel>("lblScaleFactorOld")->text(), QString());
+        QCOMPARE(rig.device->framesReceived(), 0);
+    }
     QCOMPARE(rig.device->value(0x0118, 4), factorAfter);
     QCOMPARE(rig.device->value(0x0105, 4), maxAfter);
-    QCOMPARE(rig.prompter.texts(), QStringList{"New Scaling Factor was Successfully Updated!"});
     QVERIFY(!rig.rescale->isVisible());
     QVERIFY(!rig.session.menusLocked);
     QCOMPARE(rig.child<QLabel>("lblMaxFlowOld")->text(), QString());
-    QCOMPARE(rig.child("txtMaxFlowNew")->text(), QString());
-}
-
-void TestService::rescaleFrameStaysOnRefusalAndLeavesOnCancel()
-{
-    Rig rig;
-    QVERIFY(rig.showAndReadOut());
-    rig.prompter.answers = {true};
-    rig.rescale->runAccessPrompt = [&rig] { Rescale::accept(rig.session.state(), QStringLiteral("123")); };
-    rig.rescale->start();
-    QVERIFY(rig.rescale->isVisible());
-
-    QTest::keyClicks(rig.child("txtMaxFlowNew"), QStringLiteral("10006"));
-    QTest::mouseClick(rig.child<QPushButton>("cmdRescale"), Qt::LeftButton);
-    QCOMPARE(rig.prompter.texts(),
-             QStringList{"New value of the Frequency: 1001 is more than High Frequency Cut off: 1000 Hz\r"
-                         " Decrease New Flow Rate value and try again."});
-    QVERIFY(rig.rescale->isVisible());
-    QVERIFY(rig.session.menusLocked);
-    QVERIFY(rig.child<QLabel>("lblSFNew")->isVisible());
-    QCOMPARE(rig.child<QLabel>("lblSFNew")->text(), QStringLiteral("1000600"));
-    QCOMPARE(rig.rescale->newSF(), 1000600.0);
-
-    QTest::mouseClick(rig.child<QPushButton>("cmdCancelRescale"), Qt::LeftButton);
-    QVERIFY(!rig.rescale->isVisible());
-    QVERIFY(!rig.session.menusLocked);
-    QVERIFY(!rig.child<QLabel>("lblSFNew")->isVisible());
-    QCOMPARE(rig.child<QLabel>("lblScaleFactorOld")->text(), QString());
-    QCOMPARE(rig.device->framesReceived(), 0);
 }
 
 void TestService::calibrateFrame()
