@@ -77,11 +77,12 @@ static CliCommand journalCommand("journal",
             *c.err << "quorin-cli: " << error << "\n";
             return ExitUsage;
         }
-        for (int i = records.size() - 1; i >= 0 && i >= records.size() - n; --i)
+        for (int i = records.size() - 1; i >= 0 && i >= records.size() - n; --i) {
             if (c.json())
                 c.printJson(jsonLine(records[i]));
             else
                 *c.out << line(records[i]) << "\n";
+        }
         return ExitOk;
     });
 

@@ -30,10 +30,15 @@ add_custom_target(quorin_package_files ALL DEPENDS ${gzipped})
 
 foreach(cmd quorin-terminal quorin-cli quorin-sim)
   install(FILES ${gzdir}/man/${cmd}.1.gz DESTINATION share/man/man1)
+  # After CPACK_STRIP_FILES, as Debian's own packages are: without the
+  # compiler's notes either.
+  install(CODE "execute_process(COMMAND ${CMAKE_STRIP} --remove-section=.comment --remove-section=.note
+                                        \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/bin/${cmd}\")")
 endforeach()
 install(FILES ${pkgdir}/quorin-terminal.desktop DESTINATION share/applications)
 install(FILES ${pkgdir}/quorin-terminal.svg DESTINATION share/icons/hicolor/scalable/apps)
 install(FILES ${pkgdir}/copyright ${gzdir}/changelog.Debian.gz DESTINATION share/doc/quorin-terminal)
+install(FILES ${pkgdir}/lintian-overrides DESTINATION share/lintian/overrides RENAME quorin-terminal)
 
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME quorin-terminal)
