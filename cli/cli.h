@@ -6,6 +6,9 @@
 // verification failed; 2 bad usage or bad input.
 #include "common/prompter.h"
 
+#include <QJsonObject>
+#include <QJsonValue>
+
 #include <QMap>
 #include <QStringList>
 #include <QTextStream>
@@ -57,6 +60,11 @@ struct CliContext {
     bool flag(const QString &name) const { return flags.contains(name); }
     QString option(const QString &name, const QString &def = QString()) const { return options.value(name, def); }
     int usage(const QString &text) const; // prints "quorin-cli: " text, returns ExitUsage
+    // --json: the commands that know it print JSON instead of text.
+    bool json() const { return flag(QStringLiteral("json")); }
+    // One compact JSON object and a line end, flushed so that a script
+    // reading the pipe sees it at once.
+    void printJson(const QJsonObject &object) const;
 };
 
 struct CliCommand {
@@ -68,6 +76,15 @@ struct CliCommand {
     QString synopsis;
     Run run;
 };
+
+struct Parameter;
+// A parameter's value as a JSON number: the shown text read as a number for
+// the decimal parameters, the number the device holds for the others (the
+// unit and time base index, the unit name's bytes, the pointer, the options
+// byte, the reset-only words); null when there is none.
+QJsonValue jsonNumber(const Parameter &p, const QString &shown, qint64 held, bool known = true);
+// Text read as a decimal number ("  12.5" included), or null.
+QJsonValue jsonDecimal(const QString &text);
 
 // True when text is exactly n hexadecimal digits (upper or lower case).
 bool isHexText(const QString &text, int n = -1);

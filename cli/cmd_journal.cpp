@@ -6,6 +6,7 @@
 #include "session/writejournal.h"
 #include "session/writeundo.h"
 
+#include <QJsonValue>
 #include <climits>
 
 namespace {
@@ -20,10 +21,33 @@ int lastCount(const CliContext &c, int def)
     return ok && n > 0 ? n : -1;
 }
 
-QString line(const JournalRecord &r)
+// The parameter a record wrote, by its control name; "" for raw memory.
+QString parameterName(const JournalRecord &r)
 {
     const Parameter *p = ParameterMap::find(r.address);
-    const QString name = p && p->width == r.width ? (p->control.isEmpty() ? p->alias : p->control) : QStringLiteral("-");
+    return p && p->width == r.width ? (p->control.isEmpty() ? p->alias : p->control) : QString();
+}
+
+QJsonObject jsonLine(const JournalRecord &r)
+{
+    const auto orNull = [](const QString &text) { return text.isEmpty() ? QJsonValue(QJsonValue::Null) : QJsonValue(text); };
+    return {{QStringLiteral("time"), r.time},
+            {QStringLiteral("port"), r.port},
+            {QStringLiteral("operation"), r.operation},
+            {QStringLiteral("source"), r.source},
+            {QStringLiteral("address"), r.address},
+            {QStringLiteral("width"), r.width},
+            {QStringLiteral("name"), orNull(parameterName(r))},
+            {QStringLiteral("before"), orNull(r.before)},
+            {QStringLiteral("written"), r.written},
+            {QStringLiteral("verified"), r.verified},
+            {QStringLiteral("read_back"), orNull(r.readBack)}};
+}
+
+QString line(const JournalRecord &r)
+{
+    const QString parameter = parameterName(r);
+    const QString name = parameter.isEmpty() ? QStringLiteral("-") : parameter;
     return QStringList{r.time, r.port.isEmpty() ? QStringLiteral("-") : r.port,
                        r.operation.isEmpty() ? QStringLiteral("-") : r.operation,
                        r.source.isEmpty() ? QStringLiteral("-") : r.source, r.address,
@@ -53,8 +77,12 @@ static CliCommand journalCommand("journal",
             *c.err << "quorin-cli: " << error << "\n";
             return ExitUsage;
         }
-        for (int i = records.size() - 1; i >= 0 && i >= records.size() - n; --i)
-            *c.out << line(records[i]) << "\n";
+        for (int i = records.size() - 1; i >= 0 && i >= records.size() - n; --i) {
+            if (c.json())
+                c.printJson(jsonLine(records[i]));
+            else
+                *c.out << line(records[i]) << "\n";
+        }
         return ExitOk;
     });
 

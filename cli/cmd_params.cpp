@@ -8,6 +8,7 @@
 #include "session/terminalhost.h"
 #include "session/terminalstate.h"
 
+#include <QJsonArray>
 #include <QVariant>
 
 namespace {
@@ -95,22 +96,34 @@ static CliCommand paramsCommand("params", "params                 list the devic
         if (!c.args.isEmpty())
             return c.usage(QStringLiteral("params takes no arguments"));
         QTextStream &out = *c.out;
-        auto line = [&out](const QString &control, const QString &alias, const QString &address,
-                           const QVariant &width, const QString &range) {
+        QJsonArray rows;
+        auto line = [&out, &rows, &c](const QString &control, const QString &alias, const QString &address,
+                                      const QVariant &width, const QString &range) {
+            if (c.json()) {
+                rows.append(QJsonObject{{QStringLiteral("name"), control}, {QStringLiteral("alias"), alias},
+                                        {QStringLiteral("address"), address}, {QStringLiteral("width"), width.toInt()},
+                                        {QStringLiteral("range"), range}});
+                return;
+            }
             out << control.leftJustified(16) << ' ' << alias.leftJustified(19) << ' ' << address << "  "
                 << width.toString() << "  " << range << "\n";
         };
-        line(QStringLiteral("CONTROL"), QStringLiteral("ALIAS"), QStringLiteral("ADDR"), QStringLiteral("W"),
-             QStringLiteral("RANGE"));
+        if (!c.json())
+            line(QStringLiteral("CONTROL"), QStringLiteral("ALIAS"), QStringLiteral("ADDR"), QStringLiteral("W"),
+                 QStringLiteral("RANGE"));
         for (const Parameter &p : ParameterMap::all()) {
-            const QString control = p.control.isEmpty() ? QStringLiteral("-") : p.control;
+            // JSON names the row as info does, and never leaves a column empty.
+            const QString none = c.json() ? p.alias : QStringLiteral("-");
+            const QString control = p.control.isEmpty() ? none : p.control;
             if (p.encoding == Parameter::OptionBits) {
                 line(kEnable, p.alias, p.address, p.width, QStringLiteral("0 or 1 (enable bit)"));
-                line(kPulse, QStringLiteral("-"), p.address, p.width, QStringLiteral("0 or 1 (pulse bit)"));
+                line(kPulse, none, p.address, p.width, QStringLiteral("0 or 1 (pulse bit)"));
                 continue;
             }
             line(control, p.alias, p.address, p.width, rangeColumn(p));
         }
+        if (c.json())
+            c.printJson({{QStringLiteral("parameters"), rows}});
         return ExitOk;
     });
 
@@ -130,15 +143,31 @@ static CliCommand getCommand("get", "get NAME               read the configurati
         ParameterCommit commit(*host);
         const TerminalState &s = host->state();
         QString shown;
+        QJsonValue value = jsonNumber(*p, QString(), s.cellValue(p->address), s.CellValue.contains(p->address));
         if (p->encoding == Parameter::ResetOnly) {
             shown = p->address == QLatin1String("015C")
                 ? s.TotalText + QLatin1Char(' ') + commit.totalUnitText().trimmed()
                 : s.cellText(p->address);
+            if (p->address == QLatin1String("015C"))
+                value = jsonDecimal(s.TotalText);
         } else if (p->encoding == Parameter::OptionBits && !isOptionBitName(name)) {
             shown = commit.displayText(QStringLiteral("01EA")) + QStringLiteral(" (enable %1, pulse %2)")
                         .arg(commit.optionBit(kEnable)).arg(commit.optionBit(kPulse));
         } else {
             shown = commit.displayText(controlFor(name, *p));
+            if (isOptionBitName(name))
+                value = commit.optionBit(controlFor(name, *p));
+            else
+                value = jsonNumber(*p, shown, s.cellValue(p->address), s.CellValue.contains(p->address));
+        }
+        if (c.json()) {
+            const QString control = controlFor(name, *p);
+            c.printJson({{QStringLiteral("name"), control.isEmpty() ? p->alias : control},
+                         {QStringLiteral("alias"), p->alias},
+                         {QStringLiteral("address"), p->address},
+                         {QStringLiteral("value"), value},
+                         {QStringLiteral("text"), shown}});
+            return ExitOk;
         }
         *c.out << shown << "\n";
         return ExitOk;

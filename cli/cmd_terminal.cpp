@@ -10,6 +10,7 @@
 #include "session/terminalstate.h"
 
 #include <QDateTime>
+#include <QJsonArray>
 #include <memory>
 
 namespace {
@@ -26,6 +27,48 @@ bool readCount(const CliContext &c, const QString &name, int def, int min, int *
     return ok && *out >= min;
 }
 
+// The totalizer as shown, and as a number.
+void addTotal(QJsonObject &o, const TerminalState &s)
+{
+    o.insert(QStringLiteral("total"), s.TotalText);
+    o.insert(QStringLiteral("total_value"), jsonDecimal(s.TotalText));
+    o.insert(QStringLiteral("total_unit"), s.totalUnitText().trimmed());
+}
+
+void printInfoJson(const CliContext &c, const TerminalState &s)
+{
+    QJsonArray rows;
+    for (const Parameter &p : ParameterMap::all()) {
+        const bool known = s.CellText.contains(p.address);
+        const QString text = s.cellText(p.address);
+        rows.append(QJsonObject{
+            {QStringLiteral("address"), p.address},
+            {QStringLiteral("name"), p.control.isEmpty() ? p.alias : p.control},
+            {QStringLiteral("alias"), p.alias},
+            {QStringLiteral("value"), jsonNumber(p, text, s.cellValue(p.address), known)},
+            {QStringLiteral("text"), known ? QJsonValue(text) : QJsonValue(QJsonValue::Null)},
+        });
+    }
+    QJsonObject o{{QStringLiteral("parameters"), rows}, {QStringLiteral("unit"), s.unitText().trimmed()}};
+    addTotal(o, s);
+    c.printJson(o);
+}
+
+// One poll of monitor as a JSON line: the flow as shown and as a number.
+void printMonitorJson(const CliContext &c, const TerminalState &s, bool ok)
+{
+    const QDateTime now = QDateTime::currentDateTime();
+    QJsonObject o{
+        {QStringLiteral("time"), now.toOffsetFromUtc(now.offsetFromUtc()).toString(Qt::ISODate)},
+        {QStringLiteral("flow"), s.FlowText.trimmed()},
+        {QStringLiteral("flow_value"), jsonDecimal(s.FlowText)},
+        {QStringLiteral("unit"), LiveDisplay::unitShown(s).trimmed()},
+        {QStringLiteral("ok"), ok},
+    };
+    addTotal(o, s);
+    c.printJson(o);
+}
+
 } // namespace
 
 static CliCommand infoCommand("info", "info                   read the configuration and show every parameter: address, name, value",
@@ -36,6 +79,10 @@ static CliCommand infoCommand("info", "info                   read the configura
         if (const int status = c.readOut(&host))
             return status;
         const TerminalState &s = host->state();
+        if (c.json()) {
+            printInfoJson(c, s);
+            return ExitOk;
+        }
         for (const Parameter &p : ParameterMap::all()) {
             const QString name = p.control.isEmpty() ? p.alias : p.control + QLatin1Char('/') + p.alias;
             const QString value = s.CellText.contains(p.address) ? s.cellText(p.address) : QStringLiteral("-");
@@ -95,10 +142,14 @@ static CliCommand monitorCommand("monitor",
             const bool retry = r.stopped && again && again->isRetrying();
             if (!retry)
                 allOk = allOk && r.ok();
-            *c.out << QTime::currentTime().toString(QStringLiteral("HH:mm:ss")) << "  "
-                   << s.FlowText.rightJustified(9) << " " << LiveDisplay::unitShown(s).trimmed().leftJustified(9) << " total "
-                   << s.TotalText << " " << s.totalUnitText().trimmed() << "\n";
-            c.out->flush();
+            if (c.json()) {
+                printMonitorJson(c, s, r.ok());
+            } else {
+                *c.out << QTime::currentTime().toString(QStringLiteral("HH:mm:ss")) << "  "
+                       << s.FlowText.rightJustified(9) << " " << LiveDisplay::unitShown(s).trimmed().leftJustified(9)
+                       << " total " << s.TotalText << " " << s.totalUnitText().trimmed() << "\n";
+                c.out->flush();
+            }
             if (retry) {
                 --i;
                 continue;

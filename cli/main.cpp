@@ -2,11 +2,13 @@
 
 #include "link/devicelink.h"
 #include "link/portfactory.h"
+#include "session/parametermap.h"
 #include "session/terminalsession.h"
 #include "sim/simdevice.h"
 #include "sim/simserialport.h"
 
 #include <QCoreApplication>
+#include <QJsonDocument>
 #include <QTextStream>
 #include <cstdio>
 #include <memory>
@@ -27,7 +29,12 @@ const QStringList kValueOptions = {
 };
 const QStringList kFlags = {
     QStringLiteral("sim"), QStringLiteral("rs485"), QStringLiteral("yes"), QStringLiteral("help"),
-    QStringLiteral("dry-run"), QStringLiteral("changed"), QStringLiteral("reconnect"),
+    QStringLiteral("dry-run"), QStringLiteral("changed"), QStringLiteral("reconnect"), QStringLiteral("json"),
+};
+// The commands that print JSON with --json.
+const QStringList kJsonCommands = {
+    QStringLiteral("info"), QStringLiteral("get"), QStringLiteral("params"),
+    QStringLiteral("monitor"), QStringLiteral("compare"), QStringLiteral("journal"),
 };
 
 void printHelp(QTextStream &out)
@@ -37,6 +44,7 @@ void printHelp(QTextStream &out)
            "    or rfc2217://HOST:PORT (the server's line follows --settings)\n"
            "  --sim uses the built-in simulated transmitter (--preset NAME, --fault SPEC)\n"
            "  --reconnect: monitor opens a lost port again every 2 s and goes on\n"
+           "  --json: info, get, params, compare print one JSON object; monitor and journal one per line\n"
            "commands:\n";
     for (const CliCommand *c : registry())
         out << "  " << c->synopsis << "\n";
@@ -70,6 +78,28 @@ int CliContext::usage(const QString &text) const
     *err << "quorin-cli: " << text << "\n";
     err->flush();
     return ExitUsage;
+}
+
+void CliContext::printJson(const QJsonObject &object) const
+{
+    *out << QString::fromUtf8(QJsonDocument(object).toJson(QJsonDocument::Compact)) << "\n";
+    out->flush();
+}
+
+QJsonValue jsonDecimal(const QString &text)
+{
+    bool ok = false;
+    const double v = text.trimmed().toDouble(&ok);
+    return ok ? QJsonValue(v) : QJsonValue(QJsonValue::Null);
+}
+
+QJsonValue jsonNumber(const Parameter &p, const QString &shown, qint64 held, bool known)
+{
+    if (!known)
+        return QJsonValue(QJsonValue::Null);
+    if (p.encoding == Parameter::Unsigned || p.encoding == Parameter::FullScale)
+        return jsonDecimal(shown);
+    return QJsonValue(held);
 }
 
 bool isHexText(const QString &text, int n)
@@ -182,6 +212,8 @@ int main(int argc, char **argv)
     CliCommand *cmd = registry().value(command);
     if (!cmd)
         return ctx.usage(QStringLiteral("unknown command \"%1\" (try --help)").arg(command));
+    if (ctx.json() && !kJsonCommands.contains(command))
+        return ctx.usage(QStringLiteral("--json works with %1 only").arg(kJsonCommands.join(QLatin1String(", "))));
 
     TerminalSession session(&prompter, nullptr);
     session.journalSource = [command] { return QStringLiteral("quorin-cli ") + command; };
