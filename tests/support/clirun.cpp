@@ -4,7 +4,7 @@
 #include <QProcess>
 #include <QTimer>
 
-static CliRun run(const QStringList &args, int timeoutMs, int afterMs, const std::function<void()> &meanwhile)
+static CliRun run(const QStringList &args, int timeoutMs, int afterMs, const std::function<void(QProcess &)> &meanwhile)
 {
     QProcess p;
     p.setProgram(QStringLiteral(QUORIN_CLI_EXE));
@@ -18,7 +18,7 @@ static CliRun run(const QStringList &args, int timeoutMs, int afterMs, const std
     QTimer later;
     later.setSingleShot(true);
     if (meanwhile)
-        QObject::connect(&later, &QTimer::timeout, &loop, meanwhile);
+        QObject::connect(&later, &QTimer::timeout, &loop, [&] { meanwhile(p); });
     p.start();
     timer.start(timeoutMs);
     later.start(afterMs);
@@ -50,5 +50,14 @@ CliRun runCli(const QString &port, const QStringList &args, int timeoutMs)
 CliRun runCli(const QString &port, const QStringList &args, int afterMs, const std::function<void()> &meanwhile,
               int timeoutMs)
 {
-    return run(QStringList{QStringLiteral("--port"), port} + args, timeoutMs, afterMs, meanwhile);
+    std::function<void(QProcess &)> call;
+    if (meanwhile)
+        call = [&meanwhile](QProcess &) { meanwhile(); };
+    return run(QStringList{QStringLiteral("--port"), port} + args, timeoutMs, afterMs, call);
+}
+
+CliRun runCliProcess(const QStringList &args, int afterMs, const std::function<void(QProcess &)> &meanwhile,
+                     int timeoutMs)
+{
+    return run(args, timeoutMs, afterMs, meanwhile);
 }
