@@ -125,7 +125,8 @@ void TrendPlot::paint(QPainter &p, const QRect &r) const
         p.setPen(kText);
         const QString label = QDateTime::fromMSecsSinceEpoch(t).toString(format);
         const int w = fm.horizontalAdvance(label);
-        p.drawText(xx - w / 2, plot.bottom() + fm.ascent() + 4, label);
+        if (xx + w / 2 <= r.right())
+            p.drawText(xx - w / 2, plot.bottom() + fm.ascent() + 4, label);
     }
 
     // The line, broken at every gap; the span of a gap is shaded.

@@ -11,13 +11,6 @@
 #include <QTemporaryDir>
 #include <QtTest>
 
-static int freePort()
-{
-    QTcpServer s;
-    s.listen(QHostAddress::LocalHost);
-    return s.serverPort();
-}
-
 class tst_mqtt_cli : public QObject
 {
     Q_OBJECT
@@ -26,12 +19,17 @@ class tst_mqtt_cli : public QObject
     QString m_url;
     QStringList m_sub;
 
-    // What mosquitto_sub printed: up to n messages within 10 s.
-    QStringList received(int n)
+    static int freePort()
     {
-        QProcess p;
-        p.start(QStringLiteral("mosquitto_sub"), m_sub + QStringList{"-C", QString::number(n)});
-        p.waitForFinished(15000);
+        QTcpServer s;
+        s.listen(QHostAddress::LocalHost);
+        return s.serverPort();
+    }
+    // Up to n messages within 10 s; what the subscriber got.
+    void subscribe(QProcess &p, int n) { p.start(QStringLiteral("mosquitto_sub"), m_sub + QStringList{"-C", QString::number(n)}); }
+    QStringList received(QProcess &p)
+    {
+        p.waitForFinished(15000); // may have ended inside runCli's wait already
         return QString::fromUtf8(p.readAllStandardOutput()).split(QLatin1Char('\n'), Qt::SkipEmptyParts);
     }
 
@@ -47,8 +45,7 @@ private slots:
         conf.write(QStringLiteral("listener %1 127.0.0.1\nallow_anonymous true\n").arg(port).toLatin1());
         conf.close();
         m_broker.start(exe, {"-c", conf.fileName()});
-        QVERIFY(m_broker.waitForStarted());
-        QTRY_VERIFY_WITH_TIMEOUT(QTcpSocket().bind(QHostAddress::LocalHost, port) == false, 5000);
+        QTRY_VERIFY_WITH_TIMEOUT(!QTcpSocket().bind(QHostAddress::LocalHost, port), 5000); // listening
         m_url = QStringLiteral("mqtt://127.0.0.1:%1/quorin/test").arg(port);
         m_sub = QStringList{"-h", "127.0.0.1", "-p", QString::number(port), "-t", "quorin/test", "-W", "10"};
     }
@@ -56,41 +53,40 @@ private slots:
 
     void eachReadingIsPublishedRetained()
     {
-        QProcess sub;
-        sub.start(QStringLiteral("mosquitto_sub"), m_sub + QStringList{"-C", "3"});
-        QVERIFY(sub.waitForStarted());
+        QProcess sub, late;
+        subscribe(sub, 3);
         const CliRun r = runCli({"--sim", "monitor", "--count", "3", "--interval", "300", "--mqtt", m_url}, 15000);
         QCOMPARE(r.code, 0);
-        sub.waitForFinished(10000); // may have ended inside runCli's wait already
-        const QStringList msgs = QString::fromUtf8(sub.readAllStandardOutput()).split('\n', Qt::SkipEmptyParts);
+        const QStringList msgs = received(sub);
         QCOMPARE(msgs.size(), 3);
+        const QRegularExpression iso("^\\d{4}-\\d\\d-\\d\\dT\\d\\d:\\d\\d:\\d\\d[+-]\\d\\d:\\d\\d$");
         for (int i = 0; i < 3; ++i) {
-            const QJsonObject o = QJsonDocument::fromJson(msgs[i].toUtf8()).object();
-            QVERIFY2(r.lines().at(i).contains(o.value("flow").toString() + " " + o.value("unit").toString()), qPrintable(msgs[i]));
-            QCOMPARE(o.value("value").toDouble(), o.value("flow").toString().toDouble());
-            QVERIFY(r.lines().at(i).endsWith(o.value("total").toString() + " " + o.value("totalUnit").toString()));
-            QVERIFY(QRegularExpression("^\\d{4}-\\d\\d-\\d\\dT\\d\\d:\\d\\d:\\d\\d[+-]\\d\\d:\\d\\d$").match(o.value("time").toString()).hasMatch());
-            QVERIFY(!o.value("port").toString().isEmpty());
+            const QVariantMap o = QJsonDocument::fromJson(msgs[i].toUtf8()).object().toVariantMap();
+            QVERIFY2(r.lines().at(i).simplified().endsWith(o["flow"].toString() + " " + o["unit"].toString() + " total "
+                                                          + o["total"].toString() + " " + o["totalUnit"].toString()),
+                     qPrintable(msgs[i]));
+            QCOMPARE(o["value"].toDouble(), o["flow"].toString().toDouble());
+            QVERIFY(iso.match(o["time"].toString()).hasMatch() && o["port"] == "Simulated transmitter");
         }
-        QCOMPARE(received(1), msgs.mid(2)); // retained: a late subscriber gets the last reading
+        subscribe(late, 1);
+        QCOMPARE(received(late), msgs.mid(2)); // retained: a late subscriber gets the last reading
     }
 
     void lastWillWhenTheTerminalDies()
     {
         const CliRun r = runCliProcess({"--sim", "monitor", "--interval", "300", "--mqtt", m_url}, 2000,
                                        [](QProcess &p) { p.kill(); }, 15000);
-        QCOMPARE(r.code, -2);
-        QVERIFY(!r.lines().isEmpty());
-        const QJsonObject o = QJsonDocument::fromJson(received(1).value(0).toUtf8()).object();
-        QCOMPARE(o.value("status").toString(), QStringLiteral("offline"));
+        QVERIFY(r.code == -2 && !r.lines().isEmpty()); // killed while monitoring
+        QProcess sub;
+        subscribe(sub, 1);
+        QCOMPARE(received(sub).value(0), QStringLiteral("{\"port\":\"Simulated transmitter\",\"status\":\"offline\"}"));
     }
 
     void brokerDownIsReportedOnceAndTheReadingsGoOn()
     {
         const QString down = QStringLiteral("mqtt://127.0.0.1:%1/quorin/test").arg(freePort());
         const CliRun r = runCli({"--sim", "monitor", "--count", "3", "--interval", "300", "--mqtt", down}, 15000);
-        QCOMPARE(r.code, 0);
-        QCOMPARE(r.lines().size(), 3);
+        QVERIFY(r.code == 0 && r.lines().size() == 3);
         QCOMPARE(r.err.count(QStringLiteral("MQTT broker")), 1);
     }
 };
