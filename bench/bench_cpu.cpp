@@ -2,21 +2,29 @@
 // 3 s time-out) and while auto update polls the display. The waits are
 // nested event loops, so the process should sleep through them.
 //
-//   bench_cpu [--timeouts N] [--seconds S] [--interval MS] [--baud N]
+//   bench_cpu [--timeouts N] [--seconds S] [--interval MS] [--baud N] [--trend]
 //
 // Against quorin-sim on a pseudo-terminal (paced at the line's baud rate),
 // opened through Qt Serial Port as the terminal does. Target: under 2% of
-// elapsed time in both cases.
+// elapsed time in both cases. With --trend the auto update also feeds the
+// trend chart, shown (offscreen unless a platform is chosen) with a full hour
+// of points in a 60-minute view, the worst case to draw; target under 1%.
 #include "benchsupport.h"
 
 #include "link/devicelink.h"
 #include "link/qtserialport.h"
 #include "terminal/livedisplay.h"
+#include "terminal/trendbuffer.h"
+#include "terminal/widgettrend.h"
 #include "session/terminalsession.h"
 #include "session/terminalstate.h"
 
+#include <QApplication>
 #include <QCommandLineParser>
-#include <QCoreApplication>
+#include <QDateTime>
+#include <cmath>
+#include <cstring>
+#include <memory>
 
 #include <cstdio>
 
@@ -33,13 +41,20 @@ struct Usage {
 
 int main(int argc, char **argv)
 {
-    QCoreApplication app(argc, argv);
+    bool trend = false;
+    for (int i = 1; i < argc; ++i)
+        trend = trend || std::strcmp(argv[i], "--trend") == 0;
+    if (trend && qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
+        qputenv("QT_QPA_PLATFORM", "offscreen");
+    std::unique_ptr<QCoreApplication> appHolder(trend ? new QApplication(argc, argv) : new QCoreApplication(argc, argv));
+    QCoreApplication &app = *appHolder;
     QCommandLineParser parser;
     const QCommandLineOption timeoutsOpt(QStringLiteral("timeouts"), QStringLiteral("Time-outs to wait for."), QStringLiteral("N"), QStringLiteral("3"));
     const QCommandLineOption secondsOpt(QStringLiteral("seconds"), QStringLiteral("Seconds of auto update."), QStringLiteral("S"), QStringLiteral("20"));
     const QCommandLineOption intervalOpt(QStringLiteral("interval"), QStringLiteral("Timer4 interval in ms."), QStringLiteral("MS"), QStringLiteral("1000"));
     const QCommandLineOption baudOpt(QStringLiteral("baud"), QStringLiteral("Line speed."), QStringLiteral("N"), QStringLiteral("9600"));
-    parser.addOptions({timeoutsOpt, secondsOpt, intervalOpt, baudOpt});
+    const QCommandLineOption trendOpt(QStringLiteral("trend"), QStringLiteral("Feed and show the trend chart while auto updating."));
+    parser.addOptions({timeoutsOpt, secondsOpt, intervalOpt, baudOpt, trendOpt});
     parser.addHelpOption();
     parser.process(app);
     const int timeouts = parser.value(timeoutsOpt).toInt();
@@ -101,12 +116,34 @@ int main(int argc, char **argv)
         link.setTimer4(&timer4);
         int polls = 0;
         int failed = 0;
+        TrendBuffer buffer;
+        std::unique_ptr<WidgetTrend> chart;
+        if (trend) {
+            const qint64 now = QDateTime::currentMSecsSinceEpoch();
+            for (int i = buffer.capacity(); i > 0; --i)
+                buffer.addFlow(now - qint64(i) * TrendBuffer::FastestPollMs, 50 + 20 * std::sin(i / 90.0));
+            chart = std::make_unique<WidgetTrend>(buffer, prompter);
+            chart->setSpanMinutes(60);
+            chart->resize(1300, 300);
+            chart->show();
+        }
         QObject::connect(&timer4, &QTimer::timeout, [&] {
             ++polls;
-            if (!display.tick().ok())
+            const LiveDisplay::Result r = display.tick();
+            if (!r.ok())
                 ++failed;
+            if (chart) {
+                const qint64 now = QDateTime::currentMSecsSinceEpoch();
+                if (r.flowOk)
+                    buffer.addFlowText(now, session.state().FlowText);
+                else
+                    buffer.addGap(now);
+                chart->setUnit(LiveDisplay::unitShown(session.state()));
+                chart->pointAdded();
+            }
         });
-        std::printf("auto update every %d ms for %d s, quorin-sim at %d baud:\n", interval, seconds, baud);
+        std::printf("auto update every %d ms for %d s, quorin-sim at %d baud%s:\n", interval, seconds, baud,
+                    trend ? ", trend chart shown (60 min, full)" : "");
         const double cpu0 = bench::cpuSeconds();
         const double simCpu0 = bench::processCpuSeconds(sim.pid());
         QElapsedTimer t;
@@ -122,9 +159,10 @@ int main(int argc, char **argv)
         u.simCpu = bench::processCpuSeconds(sim.pid()) - simCpu0;
         std::printf("  %d polls (%d failed), last flow \"%s\"\n", polls, failed,
                     qPrintable(session.state().FlowText.trimmed()));
-        std::printf("  terminal CPU %.3f s in %.1f s = %.3f%% of elapsed (target < 2%%); simulator %.2f s\n", u.cpu,
-                    u.elapsed, u.percent(), u.simCpu);
-        ok = ok && failed == 0 && polls > 0 && u.percent() < 2.0;
+        const double target = trend ? 1.0 : 2.0;
+        std::printf("  terminal CPU %.3f s in %.1f s = %.3f%% of elapsed (target < %.0f%%); simulator %.2f s\n", u.cpu,
+                    u.elapsed, u.percent(), target, u.simCpu);
+        ok = ok && failed == 0 && polls > 0 && u.percent() < target;
     }
     std::printf("%s\n", ok ? "PASS" : "FAIL");
     return ok ? 0 : 1;

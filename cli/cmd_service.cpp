@@ -100,6 +100,8 @@ static CliCommand calibrateCommand("calibrate", "calibrate FACTOR --yes         
         case Calibration::Written:
             *c.out << host->statusText() << "\n";
             return ExitOk;
+        case Calibration::Busy:
+            break;
         }
         return ExitDevice;
     });

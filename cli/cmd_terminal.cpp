@@ -6,6 +6,7 @@
 #include "session/reconnector.h"
 #include "link/devicelink.h"
 #include "terminal/livedisplay.h"
+#include "terminal/mqttpublisher.h"
 #include "session/terminalhost.h"
 #include "session/terminalstate.h"
 
@@ -104,9 +105,22 @@ static CliCommand monitorCommand("monitor",
             return c.usage(QStringLiteral("--count must be a whole number, 0 or more"));
         if (!readCount(c, QStringLiteral("interval"), 1000, 50, &interval))
             return c.usage(QStringLiteral("--interval must be a whole number of milliseconds, 50 or more"));
+        MqttPublisher::Address broker;
+        QString mqttError;
+        if (c.options.contains(QStringLiteral("mqtt"))
+            && !MqttPublisher::parseUrl(c.option(QStringLiteral("mqtt")), &broker, &mqttError))
+            return c.usage(QStringLiteral("--mqtt: ") + mqttError);
         TerminalHost *host = c.host();
         if (!host)
             return ExitUsage;
+        // Every reading also goes to the broker; one that is down is reported
+        // once and the display goes on.
+        std::unique_ptr<MqttPublisher> mqtt;
+        const QString portName = host->link().port() ? host->link().port()->portName() : QString();
+        if (!broker.host.isEmpty()) {
+            mqtt = std::make_unique<MqttPublisher>(&host->prompter());
+            mqtt->start(broker, portName);
+        }
         DeviceLink &link = host->link();
         TerminalState &s = host->state();
         // As the window's auto update: time-outs stay quiet until the tenth in a row.
@@ -150,6 +164,8 @@ static CliCommand monitorCommand("monitor",
                        << " total " << s.TotalText << " " << s.totalUnitText().trimmed() << "\n";
                 c.out->flush();
             }
+            if (mqtt && r.flowOk)
+                mqtt->publish(MqttPublisher::fromState(s, portName, QDateTime::currentMSecsSinceEpoch()));
             if (retry) {
                 --i;
                 continue;

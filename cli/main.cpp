@@ -26,6 +26,7 @@ const QStringList kValueOptions = {
     QStringLiteral("port"), QStringLiteral("settings"), QStringLiteral("fault"),
     QStringLiteral("preset"), QStringLiteral("count"), QStringLiteral("interval"),
     QStringLiteral("code"), QStringLiteral("timeout"), QStringLiteral("last"), QStringLiteral("only"),
+    QStringLiteral("mqtt"),
 };
 const QStringList kFlags = {
     QStringLiteral("sim"), QStringLiteral("rs485"), QStringLiteral("yes"), QStringLiteral("help"),
@@ -45,6 +46,7 @@ void printHelp(QTextStream &out)
            "  --sim uses the built-in simulated transmitter (--preset NAME, --fault SPEC)\n"
            "  --reconnect: monitor opens a lost port again every 2 s and goes on\n"
            "  --json: info, get, params, compare print one JSON object; monitor and journal one per line\n"
+           "  --mqtt mqtt://HOST[:PORT]/TOPIC: monitor also publishes every reading there (JSON, retained)\n"
            "commands:\n";
     for (const CliCommand *c : registry())
         out << "  " << c->synopsis << "\n";

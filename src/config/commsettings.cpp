@@ -186,6 +186,16 @@ void CommSettings::setValue(const QString &key, const QString &value)
     store()->setValue(kSection + key, value);
 }
 
+QString CommSettings::extraValue(const QString &sectionAndKey, const QString &def)
+{
+    return store()->value(sectionAndKey, def).toString();
+}
+
+void CommSettings::setExtraValue(const QString &sectionAndKey, const QString &value)
+{
+    store()->setValue(sectionAndKey, value);
+}
+
 CommSettings::Stored CommSettings::load()
 {
     const auto s = store();

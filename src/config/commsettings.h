@@ -85,6 +85,10 @@ public:
     static std::unique_ptr<QSettings> store();
     static QString value(const QString &key, const QString &def = QString());
     static void setValue(const QString &key, const QString &value);
+    // The program's own keys beyond the table, each in a section of its own
+    // ("Trend/Shown", "Mqtt/Broker"), so "Properties" holds only its keys.
+    static QString extraValue(const QString &sectionAndKey, const QString &def = QString());
+    static void setExtraValue(const QString &sectionAndKey, const QString &value);
 
     // Start-up reads every key of the table, in table order.
     struct Stored {

@@ -8,6 +8,7 @@
 #include "common/prompter.h"
 #include "config/commsettings.h"
 #include "lineevents.h"
+#include "mqttpublisher.h"
 #include "link/devicelink.h"
 #include "link/portfactory.h"
 #include "session/operationgate.h"
@@ -15,7 +16,9 @@
 #include "session/terminalstate.h"
 #include "setupfile.h"
 #include "terminallogs.h"
+#include "trendbuffer.h"
 #include "widgetprompter.h"
+#include "widgettrend.h"
 
 #include <QAction>
 #include <QApplication>
@@ -37,7 +40,8 @@ using frmterminal::kSystemMonitor;
 
 frmTerminal::frmTerminal(Prompter *prompter, QWidget *parent)
     : QMainWindow(parent), m_lineEvents(std::make_unique<LineEvents>()),
-      m_commLog(std::make_unique<CommLog>()), m_dataLog(std::make_unique<DataLog>())
+      m_commLog(std::make_unique<CommLog>()), m_dataLog(std::make_unique<DataLog>()),
+      m_trend(std::make_unique<TrendBuffer>())
 {
     setObjectName(QStringLiteral("frmTerminal"));
     if (!prompter) {
@@ -115,6 +119,7 @@ frmTerminal::~frmTerminal()
     // The frames and the link use the state and the logs: they go first.
     m_link->disconnect(this);
     Timer4->stop();
+    m_mqtt.reset();
     delete centralWidget();
     m_session.reset();
 }
@@ -144,6 +149,7 @@ void frmTerminal::Form_Load()
     setEnabledPair({"mnuCloseLog", "mnuFileALogC"}, {"CloseLogFile", "ALogC"}, false);
 
     applyStoredSettings();
+    applyTrendSettings();
 
     setPanelText(QStringLiteral("Comport"), QStringLiteral("COM Port: ") + portName());
     TimerM->start();
@@ -276,6 +282,7 @@ void frmTerminal::setProgramFolder(const QString &folder)
 {
     m_programFolder = folder;
     m_setupFolder = folder;
+    fraTrend->setFolder(folder);
 }
 
 OperationGate &frmTerminal::gate()

@@ -25,11 +25,14 @@ class CommLog;
 class DataLog;
 class LineEvents;
 class MemWriteFrame;
+class MqttPublisher;
 class RescaleFrame;
 class SerialPort;
 class TerminalState;
 class Reconnector;
 class TerminalSession;
+class TrendBuffer;
+class WidgetTrend;
 class WidgetPrompter;
 class frmProperties;
 
@@ -107,6 +110,8 @@ public:
     void mnuOptionsCalibrate_Click();
     void mnuOptionsView_Click();
     void mnuOptionRescale_Click();
+    void mnuOptionsTrend_Click(); // shows or hides the trend chart
+    void mnuOptionsMqtt_Click();  // asks for the MQTT broker the readings go to
     void mnuHelpA_Click();
     void mnuDeviceHistory_Click();
     // Automatic reconnect of a lost port (a setting, off unless chosen).
@@ -140,6 +145,11 @@ public:
     const CommLog &commLog() const { return *m_commLog; }
     const DataLog &dataLog() const { return *m_dataLog; }
     const LineEvents &lineEvents() const { return *m_lineEvents; }
+    const TrendBuffer &trendBuffer() const { return *m_trend; }
+    WidgetTrend *trendWidget() const { return fraTrend; }
+    // Publishes every reading to mqtt://HOST[:PORT]/TOPIC; empty for none.
+    // False (reported) for an address that is not one.
+    bool setMqttBroker(const QString &url);
 
     // Set to 1 by Device Properties before its window opens.
     qint16 DevicePropertiesOpen = 0;
@@ -171,6 +181,7 @@ private:
     bool busyRefused() const;
     void commLogWritten(bool ok);
     void applyStoredSettings();
+    void applyTrendSettings();
     void closePort();
     void onPortLost();
     void watchReconnect();
@@ -194,6 +205,8 @@ private:
     std::unique_ptr<LineEvents> m_lineEvents;
     std::unique_ptr<CommLog> m_commLog;
     std::unique_ptr<DataLog> m_dataLog;
+    std::unique_ptr<TrendBuffer> m_trend;
+    std::unique_ptr<MqttPublisher> m_mqtt;
 
     QHash<QString, QAction *> m_items;
     QHash<QString, QAction *> m_buttons;
@@ -212,6 +225,7 @@ private:
     QLabel *Label7 = nullptr;
     QLabel *Label12 = nullptr;
     QProgressBar *PrgBar1 = nullptr;
+    WidgetTrend *fraTrend = nullptr;
     QPlainTextEdit *txtTerm = nullptr;
     RescaleFrame *m_rescale = nullptr;
     CalibrateFrame *m_calibrate = nullptr;

@@ -4,6 +4,7 @@
 
 #include "session/configreadout.h"
 #include "widgetservice.h"
+#include "widgettrend.h"
 
 #include <QAction>
 #include <QFrame>
@@ -122,6 +123,10 @@ void frmTerminal::buildWindow()
     row->addLayout(pictures);
     row->addWidget(buildDisplay(), 1);
     layout->addLayout(row, 2);
+
+    fraTrend = new WidgetTrend(*m_trend, *m_prompter, central);
+    fraTrend->setFolder(m_programFolder);
+    layout->addWidget(fraTrend, 2);
 
     m_rescale = new RescaleFrame(*this, central);
     m_calibrate = new CalibrateFrame(*this, central);
@@ -274,6 +279,9 @@ void frmTerminal::buildMenus()
     addItem(options, "mnuOptionsCalibrate", tr("Calibrate"), Qt::CTRL | Qt::Key_C, true, &T::mnuOptionsCalibrate_Click);
     addItem(options, "mnuOptionsView", tr("View Log File"), Qt::CTRL | Qt::Key_V, true, &T::mnuOptionsView_Click);
     addItem(options, "mnuOptionRescale", tr("Rescale"), Qt::SHIFT | Qt::CTRL | Qt::Key_F1, true, &T::mnuOptionRescale_Click);
+    addSeparator(options, "BarTrend");
+    addItem(options, "mnuOptionsTrend", tr("&Trend"), QKeySequence(), true, &T::mnuOptionsTrend_Click)->setCheckable(true);
+    addItem(options, "mnuOptionsMqtt", tr("MQTT Broker..."), QKeySequence(), true, &T::mnuOptionsMqtt_Click);
 
     QMenu *help = top("mnuHelp", tr("&Help"));
     addItem(help, "mnuHelpA", tr("&About"), Qt::CTRL | Qt::Key_L, true, &T::mnuHelpA_Click);

@@ -4,13 +4,17 @@
 #include "frmterminal.h"
 
 #include "common/numtext.h"
+#include "common/prompter.h"
 #include "config/commsettings.h"
 #include "link/devicelink.h"
 #include "livedisplay.h"
+#include "mqttpublisher.h"
 #include "session/operationgate.h"
 #include "session/terminalsession.h"
 #include "session/terminalstate.h"
 #include "terminallogs.h"
+#include "trendbuffer.h"
+#include "widgettrend.h"
 
 #include <QAction>
 #include <QDateTime>
@@ -66,6 +70,8 @@ void frmTerminal::setAutoUpdate(bool on)
         Timer4->start();
     } else {
         Timer4->stop();
+        // No line across the time auto update was off.
+        m_trend->breakLine(QDateTime::currentMSecsSinceEpoch());
     }
     if (QAction *b = button(QStringLiteral("StartAS")))
         b->setChecked(on);
@@ -103,6 +109,16 @@ void frmTerminal::Timer4_Timer()
     LiveDisplay live(*m_link, *m_state, m_prompter);
     const LiveDisplay::Result r = live.tick();
     showFlowLabels();
+    // A failed read is a gap in the trend, never a value.
+    const qint64 now = QDateTime::currentMSecsSinceEpoch();
+    if (r.flowOk)
+        m_trend->addFlowText(now, m_state->FlowText);
+    else
+        m_trend->addGap(now);
+    fraTrend->setUnit(lblMDEU->text());
+    fraTrend->pointAdded();
+    if (r.flowOk && m_mqtt)
+        m_mqtt->publish(MqttPublisher::fromState(*m_state, portName(), now));
     if (!r.stopped && m_recording && m_recordDue) {
         Timer5->stop();
         m_recordDue = false;
@@ -166,4 +182,56 @@ void frmTerminal::Timer2_Timer()
 void frmTerminal::startTimer2()
 {
     Timer2->start();
+}
+
+void frmTerminal::applyTrendSettings()
+{
+    const bool shown = CommSettings::readBool(CommSettings::extraValue(QStringLiteral("Trend/Shown")), true);
+    menuItem(QStringLiteral("mnuOptionsTrend"))->setChecked(shown);
+    fraTrend->setVisible(shown);
+    fraTrend->setSpanMinutes(CommSettings::extraValue(QStringLiteral("Trend/Minutes"), QStringLiteral("5")).toInt());
+    connect(fraTrend, &WidgetTrend::spanChanged, this, [](int minutes) {
+        CommSettings::setExtraValue(QStringLiteral("Trend/Minutes"), QString::number(minutes));
+    });
+    const QString broker = CommSettings::extraValue(QStringLiteral("Mqtt/Broker"));
+    if (!broker.isEmpty())
+        setMqttBroker(broker);
+}
+
+void frmTerminal::mnuOptionsTrend_Click()
+{
+    const bool shown = menuItem(QStringLiteral("mnuOptionsTrend"))->isChecked();
+    fraTrend->setVisible(shown);
+    if (shown)
+        fraTrend->pointAdded();
+    CommSettings::setExtraValue(QStringLiteral("Trend/Shown"), CommSettings::boolText(shown));
+}
+
+void frmTerminal::mnuOptionsMqtt_Click()
+{
+    QString url;
+    if (!m_prompter->inputBox(QStringLiteral("MQTT broker for the readings, as mqtt://HOST[:PORT]/TOPIC "
+                                             "(empty: publish nothing):"),
+                              QStringLiteral("System Monitor"), CommSettings::extraValue(QStringLiteral("Mqtt/Broker")),
+                              &url))
+        return;
+    url = url.trimmed();
+    if (setMqttBroker(url))
+        CommSettings::setExtraValue(QStringLiteral("Mqtt/Broker"), url);
+}
+
+bool frmTerminal::setMqttBroker(const QString &url)
+{
+    MqttPublisher::Address a;
+    QString error;
+    if (!url.isEmpty() && !MqttPublisher::parseUrl(url, &a, &error)) {
+        m_prompter->message(QStringLiteral("Not a broker address: ") + url + QStringLiteral("\r") + error);
+        return false;
+    }
+    m_mqtt.reset();
+    if (!url.isEmpty()) {
+        m_mqtt = std::make_unique<MqttPublisher>(m_prompter);
+        m_mqtt->start(a, portName());
+    }
+    return true;
 }

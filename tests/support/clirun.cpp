@@ -5,14 +5,14 @@
 #include <QProcess>
 #include <QTimer>
 
-static CliRun run(const QStringList &args, int timeoutMs, int afterMs, const std::function<void()> &meanwhile)
+static CliRun run(const QStringList &args, int timeoutMs, int afterMs, const std::function<void(QProcess &)> &meanwhile)
 {
     QProcess p;
     p.setProgram(QStringLiteral(QUORIN_CLI_EXE));
     p.setArguments(args);
     p.start();
     if (meanwhile)
-        QTimer::singleShot(afterMs, &p, meanwhile);
+        QTimer::singleShot(afterMs, &p, [&p, &meanwhile] { meanwhile(p); });
     waitUntil([&p] { return p.state() == QProcess::NotRunning; }, timeoutMs);
     CliRun r;
     if (p.state() != QProcess::NotRunning) {
@@ -40,5 +40,14 @@ CliRun runCli(const QString &port, const QStringList &args, int timeoutMs)
 CliRun runCli(const QString &port, const QStringList &args, int afterMs, const std::function<void()> &meanwhile,
               int timeoutMs)
 {
-    return run(QStringList{QStringLiteral("--port"), port} + args, timeoutMs, afterMs, meanwhile);
+    std::function<void(QProcess &)> call;
+    if (meanwhile)
+        call = [&meanwhile](QProcess &) { meanwhile(); };
+    return run(QStringList{QStringLiteral("--port"), port} + args, timeoutMs, afterMs, call);
+}
+
+CliRun runCliProcess(const QStringList &args, int afterMs, const std::function<void(QProcess &)> &meanwhile,
+                     int timeoutMs)
+{
+    return run(args, timeoutMs, afterMs, meanwhile);
 }

@@ -6,6 +6,8 @@
 #include <QStringList>
 #include <functional>
 
+class QProcess;
+
 struct CliRun {
     int code = -1;   // exit code; -1 did not finish, -2 crashed
     QString out;
@@ -21,3 +23,7 @@ CliRun runCli(const QString &port, const QStringList &args, int timeoutMs = 3000
 // pull the line from under it, say).
 CliRun runCli(const QString &port, const QStringList &args, int afterMs, const std::function<void()> &meanwhile,
               int timeoutMs = 30000);
+// Same without a port, and hands meanwhile() the running process (to kill
+// it mid-command, say).
+CliRun runCliProcess(const QStringList &args, int afterMs, const std::function<void(QProcess &)> &meanwhile,
+                     int timeoutMs = 30000);

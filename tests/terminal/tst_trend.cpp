@@ -1,0 +1,49 @@
+// The trend's ring of points and its CSV.
+#include "terminal/trendbuffer.h"
+
+#include <QtTest>
+
+class tst_trend : public QObject
+{
+    Q_OBJECT
+private slots:
+    void ringKeepsTheNewestAndTheGaps()
+    {
+        QCOMPARE(TrendBuffer().capacity(), 3600); // an hour at one poll a second
+        TrendBuffer b(3);
+        b.addFlowText(1000, QStringLiteral("1.5"));
+        b.addFlowText(2000, QStringLiteral("            ")); // a failed read
+        b.addFlowText(3000, QStringLiteral("12345"));
+        b.addFlowText(4000, QString());                       // a point code out of range
+        b.addFlowText(5000, QStringLiteral("1234500"));
+        QCOMPARE(b.size(), 3);
+        QCOMPARE(b.at(0).ms, 3000LL);
+        QCOMPARE(b.at(0).flow, 12345.0);
+        QVERIFY(b.at(1).gap);
+        QCOMPARE(b.at(2).flow, 1234500.0);
+        QCOMPARE(b.firstFrom(3500), 1);
+        QCOMPARE(b.firstFrom(6000), 3);
+        b.breakLine(6000);
+        b.breakLine(7000); // ends already
+        QCOMPARE(b.at(2).ms, 6000LL);
+        QVERIFY(b.at(2).gap);
+    }
+
+    void csvHasLocalTimeWithOffsetAndEmptyGaps()
+    {
+        qputenv("TZ", "Asia/Kolkata");
+        TrendBuffer b;
+        b.addFlow(1700000000123, 0.25);
+        b.addGap(1700000001123);
+        b.addFlow(1700000002123, 1234.5);
+        QCOMPARE(b.csv(1700000000500, 1700000002123),
+                 QByteArray("time,flow\r\n"
+                            "2023-11-15T03:43:21+05:30,\r\n"
+                            "2023-11-15T03:43:22+05:30,1234.5\r\n"));
+        qputenv("TZ", "America/St_Johns");
+        QCOMPARE(TrendBuffer::isoTime(1700000000123), QStringLiteral("2023-11-14T18:43:20-03:30"));
+    }
+};
+
+QTEST_GUILESS_MAIN(tst_trend)
+#include "tst_trend.moc"
