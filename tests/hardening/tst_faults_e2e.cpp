@@ -11,7 +11,6 @@
 #include "support/simprocess.h"
 #include "support/waituntil.h"
 #include "session/configreadout.h"
-#include "terminal/livedisplay.h"
 #include "terminal/terminallogs.h"
 #include "session/terminalsession.h"
 #include "session/terminalstate.h"
@@ -28,8 +27,6 @@ private slots:
     void lineFaultsGiveTheirMessage();
     void lateReplyIsNotTakenByTheNextRun();
     void hangUpMidReadoutEndsItAndThePortReopens();
-    void portVanishingDuringAutoUpdateIsReportedOnce_data();
-    void portVanishingDuringAutoUpdateIsReportedOnce();
     void unwritableLogLeavesNothingBehind_data();
     void unwritableLogLeavesNothingBehind();
 
@@ -159,58 +156,6 @@ void TestFaultsE2E::hangUpMidReadoutEndsItAndThePortReopens()
     QCOMPARE(session.progressSteps, (QList<int>{1, 5, 10, 15, 17, 20}));
     QCOMPARE(prompter.texts(), QStringList());
     QCOMPARE(session.state().Density, qint32(m_reference.value(0x0170, 4)));
-}
-
-void TestFaultsE2E::portVanishingDuringAutoUpdateIsReportedOnce_data()
-{
-    // One poll is five reads: 014Fh, 012Ah (the flow), 01E4h (the unit),
-    // 0109h and 0174h (the total). The line drops on the given frame of
-    // the second poll.
-    QTest::addColumn<int>("hangupFrame");
-    QTest::newRow("during the flow read") << 6;
-    QTest::newRow("during the unit read") << 8;
-    QTest::newRow("during the total read") << 9;
-}
-
-void TestFaultsE2E::portVanishingDuringAutoUpdateIsReportedOnce()
-{
-    QFETCH(int, hangupFrame);
-    SimProcess sim;
-    QVERIFY2(sim.start({"--no-pacing", "--fault", QStringLiteral("hangup:%1").arg(hangupFrame)}),
-             qPrintable(sim.errorString()));
-    ScriptedPrompter prompter;
-    TerminalSession session(&prompter, new QtSerialPort(sim.path()));
-    DeviceLink &link = session.link();
-    link.setReplyTimeout(2000);
-    QTimer timer4;
-    timer4.setInterval(10);
-    link.setTimer4(&timer4);
-    LiveDisplay display(link, session.state(), &prompter);
-    QList<LiveDisplay::Result> polls;
-    QObject::connect(&timer4, &QTimer::timeout, &timer4, [&] { polls << display.tick(); });
-    // What the main window does when its line goes away: auto update ends,
-    // and the operator decides when to open the port again.
-    int losses = 0;
-    QObject::connect(&link, &DeviceLink::portLost, &timer4, [&] {
-        ++losses;
-        session.setAutoUpdate(false);
-        timer4.stop();
-    });
-    QVERIFY(link.openPort());
-    session.setAutoUpdate(true);
-    timer4.start();
-    QVERIFY(waitUntil([&] { return losses > 0; }, 10000));
-    QVERIFY(sim.waitForExit(5000) && !sim.crashed());
-    waitUntil({}, 300);
-    QCOMPARE(losses, 1);
-    QVERIFY(!timer4.isActive()); // the link did not start the poll again
-    QVERIFY(!link.PortOpen());
-    QCOMPARE(polls.size(), 2);
-    QVERIFY(polls.at(0).ok() && polls.at(1).stopped);
-    // The loss is the one report: no "No connection!", no failed-read
-    // message for the reads the lost line cut short.
-    QCOMPARE(prompter.texts().size(), 1);
-    QCOMPARE(prompter.entries.first().icon, Prompter::Exclamation);
 }
 
 void TestFaultsE2E::unwritableLogLeavesNothingBehind_data()

@@ -11,6 +11,7 @@ Ser2netProcess::Ser2netProcess(QObject *parent)
     : QObject(parent), m_process(new QProcess(this)), m_dir(new QTemporaryDir)
 {
     m_process->setProcessChannelMode(QProcess::MergedChannels);
+    m_process->setStandardInputFile(QProcess::nullDevice());
 }
 
 Ser2netProcess::~Ser2netProcess()
@@ -71,7 +72,9 @@ bool Ser2netProcess::start(const QString &device, Mode mode, int timeoutMs)
     f.close();
     // Now and then ser2net 4.3 ends at once, silently and with status 0, under
     // load; a second start then listens.
-    for (int attempt = 0; attempt < 3; ++attempt) {
+    for (int attempt = 0; attempt < 5; ++attempt) {
+        if (attempt > 0)
+            waitUntil({}, 400 * attempt);
         m_process->start(program(), {QStringLiteral("-n"), QStringLiteral("-d"), QStringLiteral("-c"), file});
         waitUntil([this] { return m_process->state() == QProcess::NotRunning || listening(); }, timeoutMs);
         if (m_process->state() == QProcess::Running && listening())
