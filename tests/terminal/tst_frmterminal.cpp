@@ -82,6 +82,7 @@ void TestFrmTerminal::startUpWithEmptySettings()
     QVERIFY(rig.shown("imgNotConnected") && !rig.shown("imgConnected"));
     QCOMPARE(rig.panel(QStringLiteral("Interface")), QStringLiteral("Interface: RS232"));
     QCOMPARE(rig.panel(QStringLiteral("Comport")), QStringLiteral("COM Port: Com1"));
+    QCOMPARE(rig.panel(QStringLiteral("Device")) + QLatin1Char('|') + rig.window->state().DeviceLabel, QStringLiteral("Device: R52   |R52  "));
     // Menus and toolbar at start: closers and recorder disabled, and the
     // terminal's Close (the stored device-information flag is 0); the
     // monitor button waits for an open port.
