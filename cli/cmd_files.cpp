@@ -124,8 +124,8 @@ static CliCommand flowlogCommand("flowlog", "flowlog ENDADDR FILE.mlg  read the 
             return ExitUsage;
         if (!FlowLogReadout::checkEndAddress(end, *host))
             return ExitUsage;
-        if (!host->synchronize())
-            return ExitDevice;
+        if (const int status = c.readOut(&host))
+            return status;
         FlowLogReadout readout(*host);
         QObject::connect(&readout, &FlowLogReadout::blockRead, [&](int done, int total, const QStringList &) {
             *c.err << "flowlog: block " << done << " of " << total << "\n";

@@ -135,11 +135,9 @@ static CliCommand getCommand("get", "get NAME               read the configurati
         const Parameter *p = lookUp(c, name);
         if (!p)
             return ExitUsage;
-        TerminalHost *host = c.host();
-        if (!host)
-            return ExitUsage;
-        if (!host->synchronize())
-            return ExitDevice;
+        TerminalHost *host = nullptr;
+        if (const int status = c.readOut(&host))
+            return status;
         ParameterCommit commit(*host);
         const TerminalState &s = host->state();
         QString shown;
@@ -188,11 +186,9 @@ static CliCommand setCommand("set", "set NAME VALUE         read the configurati
             return c.usage(QStringLiteral("set the options one at a time: optEnable 0|1 or optPulse 0|1"));
         const QString control = controlFor(name, *p);
 
-        TerminalHost *host = c.host();
-        if (!host)
-            return ExitUsage;
-        if (!host->synchronize())
-            return ExitDevice;
+        TerminalHost *host = nullptr;
+        if (const int status = c.readOut(&host))
+            return status;
         ParameterCommit commit(*host);
 
         CommitResult r;

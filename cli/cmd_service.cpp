@@ -44,8 +44,8 @@ static CliCommand rescaleCommand("rescale",
         Rescale rescale(*host);
         if (!rescale.confirmEntry())
             return ExitDevice;
-        if (!host->synchronize())
-            return ExitDevice;
+        if (const int status = c.readOut(&host))
+            return status;
         Rescale::clearFlags(host->state());
         Rescale::accept(host->state(), c.option(QStringLiteral("code")));
         if (!rescale.accessGranted())
@@ -85,8 +85,8 @@ static CliCommand calibrateCommand("calibrate", "calibrate FACTOR --yes         
         Calibration calibration(*host);
         if (!calibration.confirmEntry())
             return ExitDevice;
-        if (!host->synchronize())
-            return ExitDevice;
+        if (const int status = c.readOut(&host))
+            return status;
         switch (calibration.enter(factor)) {
         case Calibration::OutOfRange:
             *c.err << host->statusText() << "\n";
