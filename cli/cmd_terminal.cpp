@@ -12,6 +12,8 @@
 
 #include <QDateTime>
 #include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
 #include <memory>
 
 namespace {
@@ -95,7 +97,7 @@ static CliCommand infoCommand("info", "info                   read the configura
     });
 
 static CliCommand monitorCommand("monitor",
-    "monitor [--count N] [--interval MS] [--reconnect]  the live flow display, unit and total, one line per poll (N 0: until stopped)",
+    "monitor [--count N] [--interval MS] [--reconnect] [--stats]  the live flow display, unit and total, one line per poll (N 0: until stopped)",
     [](CliContext &c) -> int {
         if (!c.args.isEmpty())
             return c.usage(QStringLiteral("monitor takes no arguments"));
@@ -146,6 +148,25 @@ static CliCommand monitorCommand("monitor",
                 c.err->flush();
             });
         }
+        // --stats: the line's counters after the last poll, on one line.
+        const auto finish = [&c, &link](int status) {
+            if (c.flag(QStringLiteral("stats"))) {
+                if (c.json()) {
+                    const LinkHealth &h = link.health;
+                    const LinkHealth::Times t = h.times();
+                    QJsonObject o{{QStringLiteral("frames"), double(h.framesSent)}, {QStringLiteral("replies"), double(h.replies)},
+                                  {QStringLiteral("timeouts"), double(h.timeouts)}, {QStringLiteral("discarded"), double(h.discarded)},
+                                  {QStringLiteral("bytes_out"), double(h.bytesOut)}, {QStringLiteral("bytes_in"), double(h.bytesIn)},
+                                  {QStringLiteral("reply_ms_least"), double(t.least)}, {QStringLiteral("reply_ms_median"), double(t.median)},
+                                  {QStringLiteral("reply_ms_p95"), double(t.p95)}, {QStringLiteral("reply_ms_most"), double(t.most)}};
+                    *c.out << QJsonDocument(QJsonObject{{QStringLiteral("link"), o}}).toJson(QJsonDocument::Compact) << "\n";
+                } else {
+                    *c.out << "link: " << link.health.summary() << "\n";
+                }
+                c.out->flush();
+            }
+            return status;
+        };
         bool allOk = true;
         for (int i = 0; count == 0 || i < count; ++i) {
             if (i > 0)
@@ -171,7 +192,7 @@ static CliCommand monitorCommand("monitor",
                 continue;
             }
             if (r.stopped)
-                return ExitDevice;
+                return finish(ExitDevice);
         }
-        return allOk ? ExitOk : ExitDevice;
+        return finish(allOk ? ExitOk : ExitDevice);
     });

@@ -30,7 +30,7 @@ const QStringList kValueOptions = {
 };
 const QStringList kFlags = {
     QStringLiteral("sim"), QStringLiteral("rs485"), QStringLiteral("yes"), QStringLiteral("help"),
-    QStringLiteral("dry-run"), QStringLiteral("changed"), QStringLiteral("reconnect"), QStringLiteral("json"),
+    QStringLiteral("dry-run"), QStringLiteral("changed"), QStringLiteral("reconnect"), QStringLiteral("json"), QStringLiteral("stats"),
 };
 // The commands that print JSON with --json.
 const QStringList kJsonCommands = {

@@ -156,7 +156,11 @@ void DeviceLink::SendFrame(const QString &command)
     }
     // The bytes leave in one write; on the wire they are the same characters
     // one after the other.
-    m_port->write(wireBytes(command));
+    const QByteArray bytes = wireBytes(command);
+    m_port->write(bytes);
+    ++health.framesSent;
+    health.bytesOut += bytes.size();
+    m_sentAt.start();
     AwaitingReply = !write;
     if (AwaitingReply)
         m_guard->start();
@@ -191,6 +195,7 @@ void DeviceLink::onReceiveEvent()
     const QString text = QString::fromLatin1(m_port->readAll());
     if (text.isEmpty())
         return;
+    health.bytesIn += text.size();
     AssembleReply(text);
     if (!SuppressTerminal && !AutoUpdateOn)
         emit terminalText(text);
@@ -200,6 +205,8 @@ void DeviceLink::onReceiveEvent()
         Timer3->stop();
         m_guard->stop();
         ReplyBuffer = Rs232Mode ? txtRs : txtRs.mid(4);
+        ++health.replies;
+        health.addReplyTime(m_sentAt.elapsed());
         AwaitingReply = false;
         LineReady = true;
         if (ShowReplyStatus) {
@@ -247,6 +254,7 @@ void DeviceLink::onTimer3()
     // failure however long the box stays open.
     AwaitingReply = false;
     LineReady = true;
+    ++health.timeouts;
     discardStale();
     finishPending(false);
     bool report = true;
@@ -293,6 +301,10 @@ void DeviceLink::finishPending(bool ok)
 // in the port, must not be glued to the front of the next reply.
 void DeviceLink::discardStale()
 {
+    const QByteArray waiting = m_port && m_port->isOpen() ? m_port->readAll() : QByteArray();
+    health.bytesIn += waiting.size();
+    if (!RxAccumulator.isEmpty() || !waiting.isEmpty())
+        ++health.discarded;
     RxAccumulator.clear();
     RxCount = 0;
     FrameStartSeen = false;

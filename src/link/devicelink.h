@@ -11,7 +11,9 @@
 #include <functional>
 
 class Prompter;
+#include "linkhealth.h"
 #include "serialport.h"
+#include <QElapsedTimer>
 #include <QTimer>
 
 class DeviceLink : public QObject
@@ -66,6 +68,7 @@ public:
     bool SuppressTerminal = false; // the terminal pane's own suppress flag
     QString txtRs;                 // last complete raw reply
     QString lblTr;                 // last transmitted frame
+    LinkHealth health;             // counters of the line since the start
 
     void SendFrame(const QString &command);
     QString Transact(const QString &command);
@@ -141,4 +144,5 @@ private:
     Pending *m_pending = nullptr;
     int m_pauseOverride = -1;
     int m_pollHolds = 0;
+    QElapsedTimer m_sentAt;        // the read frame awaited now went out
 };

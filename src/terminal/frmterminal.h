@@ -114,6 +114,8 @@ public:
     void mnuOptionsMqtt_Click();  // asks for the MQTT broker the readings go to
     void mnuHelpA_Click();
     void mnuDeviceHistory_Click();
+    // A small window with the line's counters, kept up to date while open.
+    void mnuLinkHealth_Click();
     // Automatic reconnect of a lost port (a setting, off unless chosen).
     void mnuReconnect_Click();
     void setReconnect(bool on);

@@ -24,7 +24,7 @@
 
 namespace {
 const QStringList kPanels = {"Status", "Settings", "Interface", "Comport", "Device",
-                             "SampleTime", "MaxFlow", "EngUnit", "UpdateRate"};
+                             "SampleTime", "MaxFlow", "EngUnit", "UpdateRate", "Link"};
 
 // The connection pictures: a joined or a parted connector on a coloured disc.
 QPixmap connectionPicture(bool connected)
@@ -259,6 +259,7 @@ void frmTerminal::buildMenus()
     addItem(terminal, "mnuStop", tr("&Close"), Qt::CTRL | Qt::Key_F1, true, &T::mnuStop_Click);
     addSeparator(port, "Bar12");
     addItem(port, "mnuProperties", tr("Properties..."), Qt::CTRL | Qt::Key_P, true, &T::mnuProperties_Click);
+    addItem(port, "mnuLinkHealth", tr("Link &Health..."), QKeySequence(), true, &T::mnuLinkHealth_Click);
     QAction *reconnect = addItem(port, "mnuReconnect", tr("&Reconnect Automatically"), QKeySequence(), true,
                                  &T::mnuReconnect_Click);
     reconnect->setCheckable(true);

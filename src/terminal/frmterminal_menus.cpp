@@ -26,6 +26,7 @@
 #include <QLabel>
 #include <QPlainTextEdit>
 #include <QTimer>
+#include <QVBoxLayout>
 
 using frmterminal::kSystemMonitor;
 
@@ -353,6 +354,30 @@ void frmTerminal::mnuDeviceHistory_Click()
     if (busyRefused())
         return;
     frmHistory dialog(*this, m_session->journal().path(), this);
+    runDialog(dialog);
+}
+
+void frmTerminal::mnuLinkHealth_Click()
+{
+    QDialog dialog(this);
+    dialog.setObjectName(QStringLiteral("frmLinkHealth"));
+    dialog.setWindowTitle(tr("Link Health"));
+    auto *text = new QLabel(&dialog);
+    text->setObjectName(QStringLiteral("lblHealth"));
+    auto *layout = new QVBoxLayout(&dialog);
+    layout->addWidget(text);
+    const auto show = [this, text] {
+        const LinkHealth &h = m_link->health;
+        const LinkHealth::Times t = h.times();
+        text->setText(tr("Frames sent: %1\nReplies: %2\nTime-outs: %3\nReplies discarded (late or partial): %4\n"
+                         "Bytes out: %5\nBytes in: %6\nReply time, ms: least %7, median %8, 95% %9, most %10")
+                          .arg(h.framesSent).arg(h.replies).arg(h.timeouts).arg(h.discarded).arg(h.bytesOut)
+                          .arg(h.bytesIn).arg(t.least).arg(t.median).arg(t.p95).arg(t.most));
+    };
+    show();
+    QTimer refresh;
+    connect(&refresh, &QTimer::timeout, &dialog, show);
+    refresh.start(500);
     runDialog(dialog);
 }
 

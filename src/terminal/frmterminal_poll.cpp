@@ -171,6 +171,10 @@ void frmTerminal::TimerM_Timer()
     } else {
         lblConnectTime->setText(tr("Closed"));
     }
+    // Replies and time-outs so far: the silent misses of the auto update show here.
+    setPanelText(QStringLiteral("Link"), QStringLiteral("Link: %1 ok, %2 time-outs")
+                                             .arg(m_link->health.replies)
+                                             .arg(m_link->health.timeouts));
 }
 
 void frmTerminal::Timer2_Timer()

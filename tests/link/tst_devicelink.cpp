@@ -61,6 +61,7 @@ private slots:
     void verifiedWrite();
     void lineErrorCountersRaiseOneEventEach();
     void displayPollStaysOffThroughVerifiedWrite();
+    void replyTimesKeepTheLastThousand();
 };
 
 void tst_DeviceLink::sendFrame_data()
@@ -289,6 +290,20 @@ void tst_DeviceLink::displayPollStaysOffThroughVerifiedWrite()
     QVERIFY(write > 0);  // the poll ran before the write
     QCOMPARE(frames.value(write + 1), QStringLiteral("R5202:0101E900"));
     QVERIFY(timer4.isActive());
+}
+
+void tst_DeviceLink::replyTimesKeepTheLastThousand()
+{
+    LinkHealth h;
+    for (int ms = 1; ms <= 20; ++ms)
+        h.addReplyTime(21 - ms);
+    LinkHealth::Times t = h.times();
+    QCOMPARE(QList<qint64>({t.least, t.median, t.p95, t.most}), QList<qint64>({1, 10, 19, 20}));
+    for (int i = 0; i < 1000; ++i)
+        h.addReplyTime(500);
+    t = h.times();
+    QCOMPARE(t.count, 1000);
+    QCOMPARE(t.least, qint64(500)); // the first twenty have gone
 }
 
 QTEST_MAIN(tst_DeviceLink)
