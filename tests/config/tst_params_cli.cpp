@@ -50,6 +50,9 @@ void TestParamsCli::refusals_data()
         << "The value of the parameter is out of\n permissible range [200h-7FFFh] Try again!\n";
     QTest::newRow("letters in a number") << QStringList{"set", "txt1Percent", "1a"} << 2 << "quorin-cli: txt1Percent takes digits only, not \"1a\"\n";
     QTest::newRow("lower-case pointer") << QStringList{"set", "data-pointer", "1a00"} << 2 << "quorin-cli: txtDataPointer takes upper-case hex digits, not \"1a00\"\n";
+    QTest::newRow("unit not in the list") << QStringList{"set", "cboEUnit", "KGX"} << 2
+        << "quorin-cli: cboEUnit takes one of LB,KG,TON,TONN,CFT,LTR,CUM,GAL,UD or its index, not \"KGX\"\n";
+    QTest::newRow("option bit 2") << QStringList{"set", "optPulse", "2"} << 2 << "quorin-cli: optPulse takes 0 or 1, not \"2\"\n";
     QTest::newRow("unknown name") << QStringList{"get", "flux"} << 2 << "quorin-cli: unknown parameter \"flux\" (see: quorin-cli params)\n";
     QTest::newRow("reset not confirmed") << QStringList{"reset-total"} << 1
         << "WARNING: Proceeding with this will reset Totalizer to Zero!\n   Do you want to Reset Totalizer to Zero?    "
