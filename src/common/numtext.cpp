@@ -568,4 +568,17 @@ QString IEEE754ToDec(const QString &hex, bool *ok)
     return singleToText(f);
 }
 
+void keepTypeable(QString *text, int *pos, const std::function<bool(int key)> &passes)
+{
+    QString kept;
+    for (int i = 0; i < text->size(); ++i) {
+        const int key = text->at(i).unicode();
+        if (key != 8 && passes(key))
+            kept += text->at(i);
+        else if (i < *pos)
+            --*pos;
+    }
+    *text = kept;
+}
+
 } // namespace numtext

@@ -5,6 +5,7 @@
 // count is a real fault.
 #include <QString>
 #include <cstdint>
+#include <functional>
 
 namespace numtext {
 
@@ -92,5 +93,10 @@ QString DecToIEEE754(const QString &text);
 // hex reads 0; characters after the eighth are ignored. ok is false, and the
 // result empty, when the text has fewer than 8 characters.
 QString IEEE754ToDec(const QString &hex, bool *ok = nullptr);
+
+// Text that reached a box other than by a key (paste, middle-click, drop)
+// held to the box's key rule: the characters a key could not have typed are
+// dropped, and the cursor position moves back over the ones before it.
+void keepTypeable(QString *text, int *pos, const std::function<bool(int key)> &passes);
 
 } // namespace numtext

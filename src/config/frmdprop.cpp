@@ -1,6 +1,7 @@
 #include "frmdprop.h"
 
 #include "parametercommit.h"
+#include "common/numtext.h"
 #include "common/prompter.h"
 #include "session/operationgate.h"
 #include "session/terminalhost.h"
@@ -32,15 +33,9 @@ public:
         : QValidator(parent), m_host(host), m_control(control) {}
     State validate(QString &input, int &pos) const override
     {
-        QString kept;
-        for (int i = 0; i < input.size(); ++i) {
-            const int key = input.at(i).unicode();
-            if (key != 8 && ParameterCommit::keyAction(m_control, key, m_host.state().tenthsMode()) == ParameterCommit::KeyPass)
-                kept += input.at(i);
-            else if (i < pos)
-                --pos;
-        }
-        input = kept;
+        numtext::keepTypeable(&input, &pos, [this](int key) {
+            return ParameterCommit::keyAction(m_control, key, m_host.state().tenthsMode()) == ParameterCommit::KeyPass;
+        });
         return Acceptable;
     }
 

@@ -1,5 +1,6 @@
 #include "widgetservice.h"
 
+#include "common/numtext.h"
 #include "common/prompter.h"
 #include "frmethernet.h"
 #include "frmrescale.h"
@@ -25,14 +26,7 @@ public:
     KeyRuleValidator(std::function<bool(int key)> passes, QObject *parent) : QValidator(parent), m_passes(std::move(passes)) {}
     State validate(QString &input, int &pos) const override
     {
-        QString kept;
-        for (int i = 0; i < input.size(); ++i) {
-            if (input.at(i).unicode() != 8 && m_passes(input.at(i).unicode()))
-                kept += input.at(i);
-            else if (i < pos)
-                --pos;
-        }
-        input = kept;
+        numtext::keepTypeable(&input, &pos, m_passes);
         return Acceptable;
     }
 
