@@ -16,6 +16,7 @@
 
 class DeviceLink;
 class TerminalHost;
+class TerminalSession;
 
 enum CliExit { ExitOk = 0, ExitDevice = 1, ExitUsage = 2 };
 
@@ -51,6 +52,7 @@ struct CliContext {
     // The terminal state and services for this run over the same link
     // (connects first); nullptr when the port options are bad.
     std::function<TerminalHost *()> host;
+    TerminalSession *session = nullptr; // the same host, with its records
 
     // Opens the port and reads the device's configuration, for the commands
     // that work from it. ExitOk with *host set; ExitUsage when the port

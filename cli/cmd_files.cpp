@@ -5,6 +5,7 @@
 #include "files/configtable.h"
 #include "files/flowlogreadout.h"
 #include "files/mlgfile.h"
+#include "files/servicereport.h"
 #include "session/terminalhost.h"
 #include "session/terminalstate.h"
 
@@ -49,6 +50,39 @@ static CliCommand exportCommand("export", "export FILE.epr        read the confi
             return ExitUsage;
         }
         *c.out << "Configuration Table has been Saved. Click OK." << "\n";
+        return ExitOk;
+    });
+
+static CliCommand reportCommand("report",
+    "report FILE.pdf        read the configuration and save a service report: every parameter as\n"
+    "         [--as-found FILE.epr]  found and as left, the changed ones marked, the totalizer and\n"
+    "                       this run's writes; as found is this readout, or the saved table given",
+    [](CliContext &c) -> int {
+        if (c.args.size() != 1)
+            return c.usage(QStringLiteral("report needs FILE.pdf"));
+        const QString path = c.args[0];
+        const QString savedPath = c.option(QStringLiteral("as-found"));
+        ConfigTable saved;
+        QString error;
+        if (c.options.contains(QStringLiteral("as-found")) && !saved.readFile(savedPath, &error))
+            return c.usage(error);
+        if (!savedPath.isEmpty() && saved.recordsRead() < ConfigTable::RowCount)
+            return c.usage(QStringLiteral("%1 holds %2 rows; a configuration table has %3")
+                               .arg(savedPath).arg(saved.recordsRead()).arg(ConfigTable::RowCount));
+        if (!mayWrite(c, path))
+            return ExitUsage;
+        TerminalHost *host = nullptr;
+        if (const int status = c.readOut(&host))
+            return status;
+        ServiceReport report;
+        if (!report.build(*c.session, savedPath.isEmpty() ? nullptr : &saved, QFileInfo(savedPath).fileName(), &error))
+            return c.usage(error);
+        if (!report.writeFile(path, &error)) {
+            *c.err << "quorin-cli: " << path << ": " << error << "\n";
+            return ExitUsage;
+        }
+        *c.out << "Service report saved: " << report.changedCount() << " of " << report.parameterCount()
+               << " parameters changed, " << report.records.size() << " writes." << "\n";
         return ExitOk;
     });
 

@@ -7,7 +7,7 @@
 #include "sim/simdevice.h"
 #include "sim/simserialport.h"
 
-#include <QCoreApplication>
+#include <QGuiApplication>
 #include <QJsonDocument>
 #include <QTextStream>
 #include <cstdio>
@@ -26,7 +26,7 @@ const QStringList kValueOptions = {
     QStringLiteral("port"), QStringLiteral("settings"), QStringLiteral("fault"),
     QStringLiteral("preset"), QStringLiteral("count"), QStringLiteral("interval"),
     QStringLiteral("code"), QStringLiteral("timeout"), QStringLiteral("last"), QStringLiteral("only"),
-    QStringLiteral("mqtt"),
+    QStringLiteral("mqtt"), QStringLiteral("as-found"),
 };
 const QStringList kFlags = {
     QStringLiteral("sim"), QStringLiteral("rs485"), QStringLiteral("yes"), QStringLiteral("help"),
@@ -161,7 +161,6 @@ QString CliPrompter::saveFileName(const QString &, const QString &, const QStrin
 
 int main(int argc, char **argv)
 {
-    QCoreApplication app(argc, argv);
     QCoreApplication::setApplicationName(QStringLiteral("Quorin Terminal"));
     QTextStream out(stdout);
     QTextStream err(stderr);
@@ -173,7 +172,9 @@ int main(int argc, char **argv)
     ctx.err = &err;
 
     QString command;
-    const QStringList argvList = app.arguments().mid(1);
+    QStringList argvList;
+    for (int i = 1; i < argc; ++i)
+        argvList << QString::fromLocal8Bit(argv[i]);
     for (int i = 0; i < argvList.size(); ++i) {
         const QString a = argvList[i];
         if (a.startsWith(QLatin1String("--"))) {
@@ -203,6 +204,17 @@ int main(int argc, char **argv)
     }
     prompter.yes = ctx.flag(QStringLiteral("yes"));
 
+    // The report draws its pages with the fonts of Qt Gui; nothing is shown,
+    // so no display is needed.
+    std::unique_ptr<QCoreApplication> app;
+    if (command == QLatin1String("report")) {
+        if (!qEnvironmentVariableIsSet("QT_QPA_PLATFORM"))
+            qputenv("QT_QPA_PLATFORM", "offscreen");
+        app = std::make_unique<QGuiApplication>(argc, argv);
+    } else {
+        app = std::make_unique<QCoreApplication>(argc, argv);
+    }
+
     if (ctx.flag(QStringLiteral("help")) || command == QLatin1String("help")) {
         printHelp(out);
         return ExitOk;
@@ -218,6 +230,7 @@ int main(int argc, char **argv)
         return ctx.usage(QStringLiteral("--json works with %1 only").arg(kJsonCommands.join(QLatin1String(", "))));
 
     TerminalSession session(&prompter, nullptr);
+    ctx.session = &session;
     session.journalSource = [command] { return QStringLiteral("quorin-cli ") + command; };
     DeviceLink &link = session.link();
     ctx.link = &link;

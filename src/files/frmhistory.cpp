@@ -5,8 +5,11 @@
 #include "session/parametermap.h"
 #include "session/terminalhost.h"
 #include "session/writeundo.h"
+#include "link/devicelink.h"
 
+#include <QComboBox>
 #include <QHBoxLayout>
+#include <QLabel>
 #include <QHeaderView>
 #include <QPushButton>
 #include <QTableWidget>
@@ -33,17 +36,31 @@ frmHistory::frmHistory(TerminalHost &host, const QString &journalPath, QWidget *
     cmdClose = new QPushButton(QStringLiteral("Close"), this);
     cmdClose->setObjectName(QStringLiteral("cmdClose"));
 
+    cboPort = new QComboBox(this);
+    cboPort->setObjectName(QStringLiteral("cboPort"));
+    cboDate = new QComboBox(this);
+    cboDate->setObjectName(QStringLiteral("cboDate"));
+    auto *filters = new QHBoxLayout;
+    filters->addWidget(new QLabel(QStringLiteral("Port:"), this));
+    filters->addWidget(cboPort, 1);
+    filters->addWidget(new QLabel(QStringLiteral("Date:"), this));
+    filters->addWidget(cboDate);
+    filters->addStretch();
+
     auto *buttons = new QHBoxLayout;
     buttons->addStretch();
     buttons->addWidget(cmdUndo);
     buttons->addWidget(cmdClose);
     auto *layout = new QVBoxLayout(this);
+    layout->addLayout(filters);
     layout->addWidget(grdHistory);
     layout->addLayout(buttons);
     resize(900, 480);
 
     connect(cmdUndo, &QPushButton::clicked, this, &frmHistory::cmdUndo_Click);
     connect(cmdClose, &QPushButton::clicked, this, &QDialog::reject);
+    connect(cboPort, &QComboBox::currentIndexChanged, this, &frmHistory::showRecords);
+    connect(cboDate, &QComboBox::currentIndexChanged, this, &frmHistory::showRecords);
     connect(&host.gate(), &OperationGate::busyChanged, this, [this](bool busy) {
         cmdUndo->setEnabled(!busy);
         cmdClose->setEnabled(!busy);
@@ -51,22 +68,60 @@ frmHistory::frmHistory(TerminalHost &host, const QString &journalPath, QWidget *
     reload();
 }
 
+namespace {
+
+const QString kAllPorts = QStringLiteral("All ports");
+const QString kAllDates = QStringLiteral("All dates");
+
+// Fills a filter with "all" and the values found, keeping the choice made.
+void fillFilter(QComboBox *box, const QString &all, QStringList values)
+{
+    const QString chosen = box->currentText();
+    values.removeDuplicates();
+    const QSignalBlocker quiet(box);
+    box->clear();
+    box->addItem(all);
+    box->addItems(values);
+    box->setCurrentIndex(std::max(0, box->findText(chosen)));
+}
+
+} // namespace
+
 void frmHistory::reload()
 {
     QString error;
-    const QList<JournalRecord> records = m_journal.records(&error);
+    m_records = m_journal.records(&error);
     if (!error.isEmpty())
         m_host.prompter().message(error, QStringLiteral("System Monitor"), Prompter::Exclamation);
-    grdHistory->setRowCount(records.size());
-    for (int i = 0; i < records.size(); ++i) {
-        const JournalRecord &r = records[records.size() - 1 - i];
+    QStringList ports, dates;
+    for (int i = m_records.size() - 1; i >= 0; --i) {
+        ports << m_records[i].port;
+        dates << m_records[i].time.left(10);
+    }
+    ports.sort();
+    fillFilter(cboPort, kAllPorts, ports);
+    fillFilter(cboDate, kAllDates, dates);
+    showRecords();
+}
+
+void frmHistory::showRecords()
+{
+    const QString port = cboPort->currentIndex() > 0 ? cboPort->currentText() : QString();
+    const QString date = cboDate->currentIndex() > 0 ? cboDate->currentText() : QString();
+    m_shown.clear();
+    for (int i = m_records.size() - 1; i >= 0; --i)
+        if ((port.isNull() || m_records[i].port == port) && (date.isNull() || m_records[i].time.startsWith(date)))
+            m_shown << i;
+    grdHistory->setRowCount(m_shown.size());
+    for (int row = 0; row < m_shown.size(); ++row) {
+        const JournalRecord &r = m_records[m_shown[row]];
         const Parameter *p = ParameterMap::find(r.address);
         const QString name = p && p->width == r.width ? (p->control.isEmpty() ? p->alias : p->control) : QString();
         const QStringList cells = {r.time, r.port, r.operation, r.source, r.address, name,
                                    r.beforeKnown() ? r.before : QStringLiteral("unknown"), r.written,
                                    r.verified ? QStringLiteral("verified") : QStringLiteral("failed, read back ") + r.readBack};
         for (int c = 0; c < cells.size(); ++c)
-            grdHistory->setItem(i, c, new QTableWidgetItem(cells[c]));
+            grdHistory->setItem(row, c, new QTableWidgetItem(cells[c]));
     }
     grdHistory->resizeColumnsToContents();
 }
@@ -74,12 +129,27 @@ void frmHistory::reload()
 void frmHistory::cmdUndo_Click()
 {
     const int row = grdHistory->currentRow();
-    if (row < 0 || m_host.gate().busy())
+    if (row < 0 || row >= m_shown.size() || m_host.gate().busy())
         return;
+    const QString port = m_records[m_shown[row]].port;
+    const SerialPort *open = m_host.link().port();
     WriteUndo undo(m_host, m_journal);
-    const WriteUndo::Result result = undo.undoLast(row + 1);
+    WriteUndo::Result result = WriteUndo::Refused;
+    QString why;
+    if (!open || open->portName() != port) {
+        why = QStringLiteral("the write was made through %1, and the port open now is %2")
+                  .arg(port, open ? open->portName() : QStringLiteral("none"));
+    } else {
+        // The chosen write and every newer one on the same port, newest first.
+        QList<JournalRecord> steps;
+        for (int i = m_records.size() - 1; i >= m_shown[row]; --i)
+            if (m_records[i].port == port)
+                steps << m_records[i];
+        result = undo.undo(steps);
+        why = undo.refusal();
+    }
     if (result == WriteUndo::Refused || result == WriteUndo::Failed)
-        m_host.prompter().message(QStringLiteral("Undo refused: ") + undo.refusal(), QStringLiteral("System Monitor"),
+        m_host.prompter().message(QStringLiteral("Undo refused: ") + why, QStringLiteral("System Monitor"),
                                   Prompter::Information);
     reload();
 }

@@ -1,10 +1,12 @@
 #pragma once
-// Change History window: the journal of verified writes, newest first, and
-// undo of the selected write together with every newer one.
+// Change History window: the journal of verified writes, newest first, shown
+// for one port and one day or all of them, and undo of the selected write
+// together with every newer write on its port.
 #include "session/writejournal.h"
 
 #include <QDialog>
 
+class QComboBox;
 class QPushButton;
 class QTableWidget;
 class TerminalHost;
@@ -15,14 +17,21 @@ class frmHistory : public QDialog
 public:
     frmHistory(TerminalHost &host, const QString &journalPath = WriteJournal::defaultPath(), QWidget *parent = nullptr);
 
-    // Reads the journal again and shows it.
+    // Reads the journal again and shows the records the filters let through.
     void reload();
-    // Undoes the selected record and all newer ones, after the question.
+    // Undoes the selected record and all newer ones on its port, after the
+    // question. A record of another port than the open one is refused.
     void cmdUndo_Click();
 
 private:
+    void showRecords();
+
     TerminalHost &m_host;
     WriteJournal m_journal;
+    QList<JournalRecord> m_records;  // the whole journal, oldest first
+    QList<int> m_shown;              // rows shown: indexes into m_records
+    QComboBox *cboPort;              // "All ports" or one port
+    QComboBox *cboDate;              // "All dates" or one day, yyyy-MM-dd
     QTableWidget *grdHistory;
     QPushButton *cmdUndo;
     QPushButton *cmdClose;

@@ -24,7 +24,17 @@ bool TerminalSession::readOut(const std::function<void(int)> &progress)
 {
     ConfigReadout readout(*m_link, m_state, m_prompter);
     readout.progress = progress;
-    return readout.run();
+    if (!readout.run())
+        return false;
+    const QString port = m_link->port() ? m_link->port()->portName() : QString();
+    if (m_asFound && m_asFoundPort != port)
+        m_asFound.reset();
+    if (!m_asFound) {
+        m_asFound = std::make_unique<TerminalState>(m_state);
+        m_asFoundPort = port;
+        m_asFoundTime = QDateTime::currentDateTime();
+    }
+    return true;
 }
 
 bool TerminalSession::synchronize()
@@ -120,6 +130,7 @@ void TerminalSession::journalWrite(const QString &address, const QString &byteCo
     for (int i = 0; i < data.size() / 2; ++i)
         m_written.insert(first + i, {held.mid(2 * i, 2), imageByte(first + i)});
 
+    m_sessionRecords << r;
     QString error;
     if (!m_journal.append(r, &error) && !m_journalReported) {
         m_journalReported = true;

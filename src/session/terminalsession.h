@@ -8,6 +8,7 @@
 #include "session/terminalstate.h"
 #include "session/writejournal.h"
 
+#include <QDateTime>
 #include <QMap>
 #include <QStringList>
 #include <functional>
@@ -54,6 +55,15 @@ public:
     // writes since, without asking the device; "" when any byte is unknown.
     QString knownData(const QString &address, int width) const;
 
+    // The configuration as found: the state of the first readout that
+    // succeeded in this session (nullptr before one has). A port opened under
+    // another name starts the record again, as the device is another.
+    const TerminalState *asFound() const { return m_asFound.get(); }
+    QDateTime asFoundTime() const { return m_asFoundTime; }
+    // The journal records of the writes made in this session, oldest first,
+    // kept here whether or not the journal file could take them.
+    const QList<JournalRecord> &sessionRecords() const { return m_sessionRecords; }
+
 private:
     void journalWrite(const QString &address, const QString &byteCount, const QString &data,
                       const QString &readBack, bool verified);
@@ -69,6 +79,10 @@ private:
     QMap<int, WrittenByte> m_written;
     WriteJournal m_journal;
     bool m_journalReported = false;
+    QList<JournalRecord> m_sessionRecords;
+    std::unique_ptr<TerminalState> m_asFound;
+    QString m_asFoundPort;
+    QDateTime m_asFoundTime;
 
     Prompter *m_prompter;
     std::unique_ptr<DeviceLink> m_link;

@@ -41,10 +41,8 @@ WriteUndo::Result WriteUndo::refuse(const QString &why, Result result)
 WriteUndo::Result WriteUndo::undoLast(int count)
 {
     m_refusal.clear();
-    const OperationGate::Hold hold = m_host.gate().begin(QStringLiteral("undo"));
-    if (!hold)
+    if (m_host.gate().busy())
         return refuse(QStringLiteral("another device operation is running"), Busy);
-
     QString error;
     const QList<JournalRecord> all = m_journal.records(&error);
     if (!error.isEmpty())
@@ -55,6 +53,17 @@ WriteUndo::Result WriteUndo::undoLast(int count)
     QList<JournalRecord> steps;
     for (int i = all.size() - 1; i >= all.size() - count; --i)
         steps << all[i];
+    return undo(steps);
+}
+
+WriteUndo::Result WriteUndo::undo(const QList<JournalRecord> &steps)
+{
+    m_refusal.clear();
+    const OperationGate::Hold hold = m_host.gate().begin(QStringLiteral("undo"));
+    if (!hold)
+        return refuse(QStringLiteral("another device operation is running"), Busy);
+    if (steps.isEmpty())
+        return refuse(QStringLiteral("no write is chosen"));
 
     // What each byte will hold once the steps before it are undone, so that
     // two writes to one address undo in turn.

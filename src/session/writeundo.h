@@ -22,6 +22,8 @@ public:
     // Undoes the newest `count` records after the prompter's Yes/No on the
     // list of writes. refusal() says why when the result is Refused or Failed.
     Result undoLast(int count);
+    // Undoes the given records, newest first, the same way.
+    Result undo(const QList<JournalRecord> &newestFirst);
     QString refusal() const { return m_refusal; }
 
     // Called after each write put back.

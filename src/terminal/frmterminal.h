@@ -94,6 +94,7 @@ public:
     void mnuFileALogO_Click();
     void mnuFileALogC_Click();
     void mnuOALF_Click();
+    void mnuSaveReport_Click();
     void mnuCommandsFlow_Click();
     void mnuAutoS_Click();
     void mnuMonitor_Click();

@@ -239,6 +239,7 @@ void frmTerminal::buildMenus()
     addItem(file, "mnuFileALogC", tr("Close Da&taLog File"), Qt::CTRL | Qt::Key_F3, false, &T::mnuFileALogC_Click);
     addSeparator(file, "Bar5");
     addItem(file, "mnuOALF", tr("Download Flow Log"), Qt::Key_F4, true, &T::mnuOALF_Click);
+    addItem(file, "mnuSaveReport", tr("Save &Report..."), QKeySequence(), true, &T::mnuSaveReport_Click);
     addSeparator(file, "Bar6");
     addItem(file, "mnuFileExit", tr("E&xit"), Qt::CTRL | Qt::Key_X, true, &T::mnuFileExit_Click);
 

@@ -18,6 +18,8 @@
 #include "files/frmhistory.h"
 #include "files/frmimporte.h"
 #include "files/frmmemlog.h"
+#include "files/filesave.h"
+#include "files/servicereport.h"
 
 #include <QAction>
 #include <QDialog>
@@ -40,7 +42,8 @@ const QString kDataLogFilter = QStringLiteral("Log Files (*.LOG)|*.log|All Files
 const QStringList kLockedItems = {
     "mnuOpen", "mnuMSComm", "mnuProperties", "mnuDeviceSinhronize", "mnuOptionsBackDoor",
     "mnuOptionsMemExport", "mnuOptionsMemImport", "mnuOptionsCalibrate", "mnuOptionsView",
-    "mnuOptionRescale", "mnuDProperties", "mnuOpenLog", "mnuCloseLog", "mnuFileALogO", "mnuFileALogC", "mnuOALF"};
+    "mnuOptionRescale", "mnuDProperties", "mnuOpenLog", "mnuCloseLog", "mnuFileALogO", "mnuFileALogC", "mnuOALF",
+    "mnuSaveReport"};
 const QStringList kLockedButtons = {"DialPhoneNumber", "HangUpPhone", "OpenLogFile", "CloseLogFile",
                                     "ALogO", "ALogC", "Properties", "StartAM"};
 } // namespace
@@ -355,6 +358,28 @@ void frmTerminal::mnuDeviceHistory_Click()
         return;
     frmHistory dialog(*this, m_session->journal().path(), this);
     runDialog(dialog);
+}
+
+void frmTerminal::mnuSaveReport_Click()
+{
+    if (busyRefused())
+        return;
+    // As left is what the device holds now, so the report reads it first;
+    // a failed readout has said why and no report is made.
+    if (!synchronize())
+        return;
+    ServiceReport report;
+    QString error;
+    if (!report.build(*m_session, nullptr, QString(), &error)) {
+        prompter().message(error, kSystemMonitor, Prompter::Exclamation);
+        return;
+    }
+    const SaveDialogText dialog = {QStringLiteral("Save Service Report"),
+                                   QDir(programFolder()).filePath(QStringLiteral("report.pdf")),
+                                   QStringLiteral("PDF Files (*.PDF)|*.pdf|All Files (*.*)|*.*"),
+                                   QStringLiteral("Service report has been saved.")};
+    saveWithReplaceQuestion(prompter(), dialog,
+                            [&report](const QString &path, QString *e) { return report.writeFile(path, e); });
 }
 
 void frmTerminal::mnuLinkHealth_Click()

@@ -1,7 +1,9 @@
-// Export, compare, import, the write journal and undo, end to end through
-// quorin-cli against two simulated transmitters with different presets; the
-// flow log download; and a journal that cannot be written, in-process.
+// Export, compare, import, the write journal, undo and the service report,
+// end to end through quorin-cli against two simulated transmitters with
+// different presets; the flow log download; the history window's filters; the
+// report from the main window; and a journal that cannot be written.
 #include "files/configimport.h"
+#include "files/flowlogreadout.h"
 #include "files/configtable.h"
 #include "files/frmhistory.h"
 #include "files/frmimporte.h"
@@ -10,11 +12,13 @@
 #include "support/fulldisk.h"
 #include "support/simprocess.h"
 #include "support/simrig.h"
+#include "support/windowrig.h"
 
 #include <QDir>
 #include <QComboBox>
 #include <QFile>
 #include <QPlainTextEdit>
+#include <QProcess>
 #include <QProgressBar>
 #include <QPushButton>
 #include <QTableWidget>
@@ -29,6 +33,7 @@ private slots:
     void flowlogAndRefusals();
     void importWindowMarksAndWritesChangedRowsOnly();
     void historyWindowListsAndUndoes();
+    void reportFromTheWindow();
     void journalThatCannotBeWrittenIsReportedOnce_data();
     void journalThatCannotBeWrittenIsReportedOnce();
 };
@@ -42,6 +47,25 @@ QStringList marked(const CliRun &r, const QString &mark)
     for (const QString &line : r.lines())
         if (line.endsWith(QLatin1String("  ") + mark))
             addresses << line.mid(5, 4);
+    return addresses;
+}
+
+// The PDF's text as poppler reads it, one line per table row; the report's
+// rows marked changed, by address.
+QString pdfText(const QString &path)
+{
+    QProcess p;
+    p.start(QStringLiteral("pdftotext"), {QStringLiteral("-layout"), path, QStringLiteral("-")});
+    return p.waitForFinished(30000) && p.exitCode() == 0 ? QString::fromUtf8(p.readAllStandardOutput())
+                                                         : QStringLiteral("pdftotext failed: ") + p.errorString();
+}
+
+QStringList changedRows(const QString &text)
+{
+    QStringList addresses;
+    for (const QString &line : text.split(QLatin1Char('\n')))
+        if (line.trimmed().endsWith(QLatin1String("CHANGED")))
+            addresses << line.left(4);
     return addresses;
 }
 
@@ -160,6 +184,19 @@ void TestCompareCli::compareImportJournalAndUndo()
     QCOMPARE(runCli(second.path(), {QStringLiteral("import"), a, QStringLiteral("--only"), QStringLiteral("coefficient-b"),
                                     QStringLiteral("--yes")}).code, 2);
 
+    // The service report against the first table: only the row that still
+    // differs is marked, with each side's value.
+    const QString pdf = dir.filePath(QStringLiteral("r.pdf"));
+    r = runCli(second.path(), {QStringLiteral("report"), pdf, QStringLiteral("--as-found"), a});
+    QCOMPARE(r.code, 0);
+    QCOMPARE(r.out, QStringLiteral("Service report saved: 1 of 24 parameters changed, 0 writes.\n"));
+    const QString text = pdfText(pdf);
+    QCOMPARE(changedRows(text), QStringList{QStringLiteral("0130")});
+    QVERIFY2(text.contains(QRegularExpression(QStringLiteral("0130 +correction coefficient B +10 +25 +CHANGED"))), qPrintable(text));
+    QVERIFY(text.contains(QLatin1String("the table saved in a.epr")));
+    QCOMPARE(runCli(second.path(), {QStringLiteral("report"), pdf}).code, 2);
+    QCOMPARE(runCli(second.path(), {QStringLiteral("report"), pdf + "2", QStringLiteral("--as-found"), pdf}).code, 2);
+
     // A read-back that differs stops the import, and the stop message shows it.
     r = runCli({QStringLiteral("--sim"), QStringLiteral("--fault"), QStringLiteral("corrupt"), QStringLiteral("import"), a, QStringLiteral("--yes")});
     QCOMPARE(r.code, 1);
@@ -233,12 +270,33 @@ void TestCompareCli::historyWindowListsAndUndoes()
     QTemporaryDir dir;
     rig.session.journal().setPath(dir.filePath(QStringLiteral("j.jsonl")));
     rig.session.link().WriteRamData("02", "0134", "0FA0");
+    // A write through another port, on another day, between the two.
+    QString error;
+    QVERIFY(rig.session.journal().append({"2020-01-02T10:00:00+01:00", "COM9", "o", "s", "0170", 4, "00000001",
+                                          "00000002", true, "00000002"}, &error));
     rig.session.link().WriteRamData("04", "0170", "00000384");
     frmHistory w(rig.session, rig.session.journal().path());
     auto *grid = w.findChild<QTableWidget *>(QStringLiteral("grdHistory"));
+    auto *port = w.findChild<QComboBox *>(QStringLiteral("cboPort"));
+    auto *date = w.findChild<QComboBox *>(QStringLiteral("cboDate"));
+    QCOMPARE(grid->rowCount(), 3);
+    QCOMPARE(date->count(), 3);
+    date->setCurrentIndex(2);
+    QCOMPARE(grid->rowCount(), 1);
+    QCOMPARE(grid->item(0, 1)->text(), QStringLiteral("COM9"));
+    // Undo of a write made through another port is refused before anything is read.
+    grid->setCurrentCell(0, 0);
+    rig.device->clearReceivedFrames();
+    w.cmdUndo_Click();
+    QCOMPARE(rig.prompter.texts().last(), QStringLiteral("Undo refused: the write was made through COM9, and the port "
+                                                         "open now is Simulated transmitter"));
+    QCOMPARE(rig.device->receivedFrames(), QStringList());
+    date->setCurrentIndex(0);
+    port->setCurrentIndex(port->findText(QStringLiteral("Simulated transmitter")));
     QCOMPARE(grid->rowCount(), 2);
     QCOMPARE(grid->item(0, 5)->text(), QStringLiteral("txtFluDensity"));
     QCOMPARE(grid->item(1, 6)->text(), QStringLiteral("03E8"));
+    // The older write and the newer one on its port go back; the other port's stays.
     grid->setCurrentCell(1, 0);
     rig.prompter.answers << true;
     w.findChild<QPushButton *>(QStringLiteral("cmdUndo"))->click();
@@ -246,6 +304,37 @@ void TestCompareCli::historyWindowListsAndUndoes()
     QCOMPARE(rig.device->value(0x170, 4), 998u);
     QCOMPARE(grid->rowCount(), 4);
     QCOMPARE(grid->item(0, 2)->text(), QStringLiteral("undo"));
+    QCOMPARE(port->currentText(), QStringLiteral("Simulated transmitter"));
+}
+
+void TestCompareCli::reportFromTheWindow()
+{
+    WindowRig rig;
+    frmTerminal &w = *rig.window;
+    QVERIFY(w.synchronize()); // as found
+    QCOMPARE(w.link().WriteRamData("02", "0134", "0FA0"), QStringLiteral("0FA0"));
+    QCOMPARE(FlowLogReadout(w).read(0x300), FlowLogReadout::Completed);
+    rig.device->setValue(0x170, 4, 900); // changed on the device: read again for as left
+    const QString path = rig.dir.filePath(QStringLiteral("r.pdf"));
+    rig.prompter.fileNames = {path};
+    w.mnuSaveReport_Click();
+    QCOMPARE(rig.prompter.texts().last(), QStringLiteral("Service report has been saved."));
+    const QString text = pdfText(path);
+    QCOMPARE(changedRows(text), QStringList({QStringLiteral("0134"), QStringLiteral("0170")}));
+    QVERIFY2(text.contains(QRegularExpression(QStringLiteral("0134 +high frequency cut-off +1000 +4000 +CHANGED"))), qPrintable(text));
+    QVERIFY2(text.contains(QRegularExpression(QStringLiteral("0134 +high frequency cut-off +03E8 +0FA0 +verified"))),
+             qPrintable(text));
+    QVERIFY(text.contains(QRegularExpression(QStringLiteral("Samples +254\n"))));
+
+    // A readout that fails makes no report and says nothing of one.
+    SimFaults silent;
+    silent.noAnswer = true;
+    rig.port->setFaults(silent);
+    rig.prompter.clear();
+    rig.prompter.fileNames = {path + "2"};
+    w.mnuSaveReport_Click();
+    QVERIFY(!QFile::exists(path + "2"));
+    QVERIFY(!rig.prompter.texts().contains(QStringLiteral("Service report has been saved.")));
 }
 
 void TestCompareCli::journalThatCannotBeWrittenIsReportedOnce_data()
