@@ -4,6 +4,7 @@
 #include "common/numtext.h"
 #include "common/prompter.h"
 #include "session/operationgate.h"
+#include "session/parametermap.h"
 #include "session/terminalhost.h"
 #include "session/terminalstate.h"
 
@@ -152,9 +153,9 @@ void frmDProp::buildForm()
     auto *flow = new QFormLayout(newFrame(0, tr("Flow")));
     flow->addRow(tr("Full-scale flow:"), fieldRow(QStringLiteral("txtMaxFlow"), lblMaxFlowUnit));
     flow->addRow(tr("Minimum flow:"), fieldRow(QStringLiteral("txtMinFlow"), lblMinFlowUnit));
-    flow->addRow(tr("Scaling factor:"), fieldRow(QStringLiteral("txtScaleFactor"), tr("pulses per 1000 L")));
-    flow->addRow(tr("High cut-off:"), fieldRow(QStringLiteral("txtHighFcut"), tr("Hz")));
-    flow->addRow(tr("Low cut-off:"), fieldRow(QStringLiteral("txtLowFcut"), tr("Hz")));
+    flow->addRow(tr("Scaling factor:"), fieldRow(QStringLiteral("txtScaleFactor"), ParameterMap::unit(QStringLiteral("0118"))));
+    flow->addRow(tr("High cut-off:"), fieldRow(QStringLiteral("txtHighFcut"), ParameterMap::unit(QStringLiteral("0134"))));
+    flow->addRow(tr("Low cut-off:"), fieldRow(QStringLiteral("txtLowFcut"), ParameterMap::unit(QStringLiteral("014D"))));
 
     // How the device measures.
     auto *measure = new QFormLayout(newFrame(1, tr("Measurement")));
@@ -205,9 +206,9 @@ void frmDProp::buildForm()
 
     // Correction points and coefficients.
     auto *correction = new QFormLayout(newFrame(4, tr("Correction")));
-    correction->addRow(tr("First point:"), fieldRow(QStringLiteral("txt1Percent"), tr("%")));
-    correction->addRow(tr("Second point:"), fieldRow(QStringLiteral("txt2Percent"), tr("%")));
-    correction->addRow(tr("Third point:"), fieldRow(QStringLiteral("txt3Percent"), tr("%")));
+    correction->addRow(tr("First point:"), fieldRow(QStringLiteral("txt1Percent"), ParameterMap::unit(QStringLiteral("010C"))));
+    correction->addRow(tr("Second point:"), fieldRow(QStringLiteral("txt2Percent"), ParameterMap::unit(QStringLiteral("0111"))));
+    correction->addRow(tr("Third point:"), fieldRow(QStringLiteral("txt3Percent"), ParameterMap::unit(QStringLiteral("0116"))));
     correction->addRow(tr("Coefficient A:"), fieldRow(QStringLiteral("txtAFCor"), tr("0-9999")));
     correction->addRow(tr("Coefficient B:"), fieldRow(QStringLiteral("txtBFCor"), tr("0-9999")));
 

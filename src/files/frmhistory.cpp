@@ -42,7 +42,8 @@ frmHistory::frmHistory(TerminalHost &host, const QString &journalPath, QWidget *
     cboDate->setObjectName(QStringLiteral("cboDate"));
     auto *filters = new QHBoxLayout;
     filters->addWidget(new QLabel(QStringLiteral("Port:"), this));
-    filters->addWidget(cboPort, 1);
+    cboPort->setSizeAdjustPolicy(QComboBox::AdjustToContents);
+    filters->addWidget(cboPort);
     filters->addWidget(new QLabel(QStringLiteral("Date:"), this));
     filters->addWidget(cboDate);
     filters->addStretch();

@@ -18,6 +18,7 @@ bool ServiceReport::build(const ConfigTable &asFound, const TerminalState &asLef
         return false;
     device = asLeft.DeviceLabel.trimmed();
     flowUnit = asLeft.unitText().trimmed();
+    tenths = asLeft.tenthsMode();
     const auto code = [&asFound](const QString &address) {
         const int r = ConfigCompare::findRow(asFound, address, ConfigTable::RowCount);
         return r < 0 ? -1 : int(asFound.row(r).Data.toUInt(nullptr, 16));
@@ -67,12 +68,7 @@ QString ServiceReport::unitOf(const CompareRow &row, bool asLeft) const
 {
     if (row.address == QLatin1String("0105") || row.address == QLatin1String("010D"))
         return asLeft ? flowUnit : flowUnitFound;
-    if (row.address == QLatin1String("010C") || row.address == QLatin1String("0111")
-        || row.address == QLatin1String("0116"))
-        return QStringLiteral("%");
-    if (row.address == QLatin1String("0100"))
-        return QStringLiteral("x 20 ms");
-    return QString();
+    return ParameterMap::unit(row.address);
 }
 
 namespace {
@@ -160,10 +156,20 @@ QString outcome(const JournalRecord &r)
     return r.verified ? QStringLiteral("verified") : QStringLiteral("failed, read back ") + r.readBack;
 }
 
-QString parameterOf(const JournalRecord &r)
+const Parameter *parameterOf(const JournalRecord &r)
 {
     const Parameter *p = ParameterMap::find(r.address);
-    return p && p->width == r.width ? p->title : QStringLiteral("memory");
+    return p && p->width == r.width ? p : nullptr;
+}
+
+// A parameter's data as its value, with the bytes after it; raw memory as hex.
+QString dataText(const JournalRecord &r, const QString &data, bool tenths)
+{
+    if (data.isEmpty())
+        return QStringLiteral("unknown");
+    if (!parameterOf(r))
+        return data;
+    return ConfigCompare::readable(r.address, data, tenths) + QStringLiteral(" (") + data + QLatin1Char(')');
 }
 
 // The samples as a line chart: point number across, value up. Long logs are
@@ -230,7 +236,7 @@ QByteArray ServiceReport::pdf() const
                                                         .arg(rows.size() - parameterCount())});
 
         pages.section(QStringLiteral("Configuration"));
-        const QList<qreal> cols = {0, 44, 225, 275, 355, 435};
+        const QList<qreal> cols = {0, 46, 210, 292, 372, 452};
         pages.font(8, true);
         pages.row(cols, {QStringLiteral("Address"), QStringLiteral("Parameter"), QStringLiteral("Unit"),
                          QStringLiteral("As found"), QStringLiteral("As left"), QString()});
@@ -257,7 +263,7 @@ QByteArray ServiceReport::pdf() const
         pages.section(QStringLiteral("Writes in this session"));
         if (records.isEmpty())
             pages.row({0}, {QStringLiteral("None.")});
-        const QList<qreal> wcols = {0, 106, 176, 214, 334, 380, 426};
+        const QList<qreal> wcols = {0, 100, 164, 202, 305, 375, 445};
         if (!records.isEmpty()) {
             pages.font(7, true);
             pages.row(wcols, {QStringLiteral("Time"), QStringLiteral("Operation"), QStringLiteral("Address"),
@@ -266,8 +272,9 @@ QByteArray ServiceReport::pdf() const
             pages.font(7);
         }
         for (const JournalRecord &r : records)
-            pages.row(wcols, {r.time, r.operation.isEmpty() ? r.source : r.operation, r.address, parameterOf(r),
-                              r.beforeKnown() ? r.before : QStringLiteral("unknown"), r.written, outcome(r)});
+            pages.row(wcols, {r.time, r.operation.isEmpty() ? r.source : r.operation, r.address,
+                              parameterOf(r) ? parameterOf(r)->title : QStringLiteral("memory"),
+                              dataText(r, r.before, tenths), dataText(r, r.written, tenths), outcome(r)});
 
         if (!samples.isEmpty()) {
             pages.need(300); // the header and its chart on one page

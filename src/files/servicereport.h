@@ -26,6 +26,7 @@ public:
     QString flowUnit;     // "LTR/Min" as left
     QString flowUnitFound; // as found
     QString totalizer;    // "00012345 LTR"
+    bool tenths = false;  // the full-scale flow is held in tenths (as left)
     QList<CompareRow> rows;         // A is as found, B as left
     QList<JournalRecord> records;   // the writes between, oldest first
     // The flow log as read in this session (no samples: not read).

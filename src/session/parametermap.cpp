@@ -2,6 +2,8 @@
 
 #include "common/numtext.h"
 
+#include <QMap>
+
 QString Parameter::widthText() const
 {
     return QStringLiteral("0%1").arg(width);
@@ -65,6 +67,20 @@ QString rangeMessage(const QString &rangeText)
 QString tenthsRangeText()
 {
     return QStringLiteral(" permissible range [0.1-5000000.0]");
+}
+
+QString unit(const QString &address)
+{
+    static const QMap<QString, QString> units = {
+        {QStringLiteral("0100"), QStringLiteral("x 20 ms")},
+        {QStringLiteral("0118"), QStringLiteral("pulses per 1000 L")},
+        {QStringLiteral("0134"), QStringLiteral("Hz")},
+        {QStringLiteral("014D"), QStringLiteral("Hz")},
+        {QStringLiteral("010C"), QStringLiteral("%")},
+        {QStringLiteral("0111"), QStringLiteral("%")},
+        {QStringLiteral("0116"), QStringLiteral("%")},
+    };
+    return units.value(address.toUpper());
 }
 
 const QStringList &tableAddresses()

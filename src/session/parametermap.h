@@ -48,6 +48,10 @@ QString rangeMessage(const QString &rangeText);
 // Range text of the full-scale flow while it is entered in tenths.
 QString tenthsRangeText();
 
+// The fixed unit of a parameter's value as the editor labels it ("Hz",
+// "%"...); "" where it has none or it is the device's flow unit.
+QString unit(const QString &address);
+
 // The 26 addresses of the configuration table file, in file order.
 const QStringList &tableAddresses();
 
