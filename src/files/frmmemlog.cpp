@@ -36,8 +36,9 @@ frmMemLog::frmMemLog(TerminalHost &host, QWidget *parent)
     Text1->setLineWrapMode(QPlainTextEdit::NoWrap);
     m_progress = new QProgressBar(this);
     m_progress->setObjectName(QStringLiteral("ProgBar1"));
+    // No block count until a read has its end address.
     m_progress->setValue(0);
-    m_progress->setFormat(QStringLiteral("%v of %m blocks"));
+    m_progress->setFormat(QString());
     lblProgress = new QLabel(this);
     cmdRead = new QPushButton(QStringLiteral("Read"), this);
     cmdRead->setObjectName(QStringLiteral("cmdRead"));
@@ -127,6 +128,7 @@ void frmMemLog::cmdRead_Click()
     const int total = FlowLogReadout::blockCount(end);
     m_progress->setMaximum(qMax(total, 1));
     m_progress->setValue(0);
+    m_progress->setFormat(QStringLiteral("%v of %m blocks"));
     cmdRead->setEnabled(false);
     cmdSave->setEnabled(false);
     txtEAddr->setEnabled(false);
