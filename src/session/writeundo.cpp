@@ -15,6 +15,13 @@ QString widthText(int width)
     return QStringLiteral("%1").arg(width, 2, 16, QLatin1Char('0')).toUpper();
 }
 
+// The RAM address a parameter's byte is copied to after each write ("" none).
+QString mirrorOf(const JournalRecord &r)
+{
+    const Parameter *p = ParameterMap::find(r.address);
+    return p && p->width == r.width ? p->mirror : QString();
+}
+
 QString where(const JournalRecord &r)
 {
     return QStringLiteral("the write of %1 at %2 (%3)").arg(r.written, r.address, r.time);
@@ -56,14 +63,24 @@ WriteUndo::Result WriteUndo::undoLast(int count)
     return undo(steps);
 }
 
-WriteUndo::Result WriteUndo::undo(const QList<JournalRecord> &steps)
+WriteUndo::Result WriteUndo::undo(const QList<JournalRecord> &chosen)
 {
     m_refusal.clear();
     const OperationGate::Hold hold = m_host.gate().begin(QStringLiteral("undo"));
     if (!hold)
         return refuse(QStringLiteral("another device operation is running"), Busy);
-    if (steps.isEmpty())
+    if (chosen.isEmpty())
         return refuse(QStringLiteral("no write is chosen"));
+    // A parameter put back is copied to its RAM address again, as the editor
+    // does after a write; the copies the editor journaled (their data before
+    // is never known) need no step of their own then.
+    QStringList copies;
+    for (const JournalRecord &r : chosen)
+        copies << mirrorOf(r);
+    QList<JournalRecord> steps;
+    for (const JournalRecord &r : chosen)
+        if (!copies.contains(r.address) || r.width != 1)
+            steps << r;
 
     // What each byte will hold once the steps before it are undone, so that
     // two writes to one address undo in turn.
@@ -103,15 +120,19 @@ WriteUndo::Result WriteUndo::undo(const QList<JournalRecord> &steps)
 
     QString question = QStringLiteral("Undo writes these, newest first:\r");
     for (const JournalRecord &r : std::as_const(steps))
-        question += QStringLiteral("  ") + describe(r) + QLatin1Char('\r');
+        question += QStringLiteral("  ") + describe(r)
+                    + (mirrorOf(r).isEmpty() ? QString() : QStringLiteral(", and its copy at ") + mirrorOf(r))
+                    + QLatin1Char('\r');
     question += QStringLiteral("Go on?");
     if (!m_host.prompter().askYesNo(question, QStringLiteral("System Monitor"), Prompter::Warning))
         return Declined;
 
     for (const JournalRecord &r : std::as_const(steps)) {
-        if (m_host.link().WriteRamData(widthText(r.width), r.address, r.before) != r.before)
-            return refuse(QStringLiteral("the write of %1 at %2 was not verified; undo stopped").arg(r.before, r.address),
-                          Failed);
+        for (const QString &address : {r.address, mirrorOf(r)}) {
+            if (!address.isEmpty() && m_host.link().WriteRamData(widthText(r.width), address, r.before) != r.before)
+                return refuse(QStringLiteral("the write of %1 at %2 was not verified; undo stopped").arg(r.before, address),
+                              Failed);
+        }
         if (undone)
             undone(r);
     }

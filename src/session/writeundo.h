@@ -22,7 +22,8 @@ public:
     // Undoes the newest `count` records after the prompter's Yes/No on the
     // list of writes. refusal() says why when the result is Refused or Failed.
     Result undoLast(int count);
-    // Undoes the given records, newest first, the same way.
+    // Undoes the given records, newest first, the same way. A parameter with
+    // a RAM copy has the copy written again after it.
     Result undo(const QList<JournalRecord> &newestFirst);
     QString refusal() const { return m_refusal; }
 

@@ -184,6 +184,13 @@ void TestCompareCli::compareImportJournalAndUndo()
     QCOMPARE(runCli(second.path(), {QStringLiteral("import"), a, QStringLiteral("--only"), QStringLiteral("coefficient-b"),
                                     QStringLiteral("--yes")}).code, 2);
 
+    // A parameter with a RAM copy goes back together with its copy.
+    const QString interval = runCli(second.path(), {QStringLiteral("read"), QStringLiteral("0100"), QStringLiteral("01")}).out;
+    QCOMPARE(runCli(second.path(), {QStringLiteral("set"), QStringLiteral("measuring-interval"), QStringLiteral("30")}).code, 0);
+    QCOMPARE(runCli(second.path(), {QStringLiteral("undo"), QStringLiteral("--last"), QStringLiteral("2"), QStringLiteral("--yes")}).code, 0);
+    QCOMPARE(runCli(second.path(), {QStringLiteral("read"), QStringLiteral("0030"), QStringLiteral("01")}).out, interval);
+    QCOMPARE(runCli(second.path(), {QStringLiteral("read"), QStringLiteral("0100"), QStringLiteral("01")}).out, interval);
+
     // The service report against the first table: only the row that still
     // differs is marked, with each side's value.
     const QString pdf = dir.filePath(QStringLiteral("r.pdf"));
