@@ -150,7 +150,9 @@ void frmHistory::cmdUndo_Click()
         why = undo.refusal();
     }
     if (result == WriteUndo::Refused || result == WriteUndo::Failed)
-        m_host.prompter().message(QStringLiteral("Undo refused: ") + why, QStringLiteral("System Monitor"),
-                                  Prompter::Information);
+        m_host.prompter().message((result == WriteUndo::Failed ? QStringLiteral("Undo failed: ") : QStringLiteral("Undo refused: "))
+                                      + why,
+                                  QStringLiteral("System Monitor"),
+                                  result == WriteUndo::Failed ? Prompter::Exclamation : Prompter::Information);
     reload();
 }

@@ -201,7 +201,8 @@ void TestCompareCli::compareImportJournalAndUndo()
     const QString text = pdfText(pdf);
     QCOMPARE(changedRows(text), QStringList{QStringLiteral("0130")});
     QVERIFY2(text.contains(QRegularExpression(QStringLiteral("0130 +correction coefficient B +10 +25 +CHANGED"))), qPrintable(text));
-    QVERIFY(text.contains(QLatin1String("the table saved in a.epr")));
+    QVERIFY(text.contains(QRegularExpression(QStringLiteral("\nAs found +the table saved in a.epr\n"))));
+    QVERIFY(text.contains(QRegularExpression(QStringLiteral("\nPort +") + QRegularExpression::escape(second.path()) + "\n")));
     QCOMPARE(runCli(second.path(), {QStringLiteral("report"), pdf}).code, 2);
     QCOMPARE(runCli(second.path(), {QStringLiteral("report"), pdf + "2", QStringLiteral("--as-found"), pdf}).code, 2);
 
@@ -313,6 +314,13 @@ void TestCompareCli::historyWindowListsAndUndoes()
     QCOMPARE(grid->rowCount(), 4);
     QCOMPARE(grid->item(0, 2)->text(), QStringLiteral("undo"));
     QCOMPARE(port->currentText(), QStringLiteral("Simulated transmitter"));
+
+    // A put-back that does not verify stops the undo and says so.
+    rig.corruptReadbacks();
+    grid->setCurrentCell(0, 0);
+    rig.prompter.answers << true;
+    w.cmdUndo_Click();
+    QCOMPARE(rig.prompter.texts().last(), QStringLiteral("Undo failed: the write of 0FA0 at 0134 was not verified; undo stopped"));
 }
 
 void TestCompareCli::reportFromTheWindow()
