@@ -1,11 +1,12 @@
 #include "configtable.h"
 
+#include "common/wholefile.h"
+
 #include "common/numtext.h"
 #include "session/terminalstate.h"
 
 #include <QFile>
 #include <QFileInfo>
-#include <QSaveFile>
 
 namespace {
 
@@ -158,19 +159,7 @@ QByteArray ConfigTable::fileBytes() const
 
 bool ConfigTable::writeFile(const QString &path, QString *error) const
 {
-    QSaveFile file(path);
-    if (!file.open(QIODevice::WriteOnly)) {
-        *error = file.errorString();
-        return false;
-    }
-    const QByteArray bytes = fileBytes();
-    // The last bytes reach the disk in flush(); commit() can succeed after a
-    // failed flush and put a cut-short file in place of the old one.
-    if (file.write(bytes) != bytes.size() || !file.flush() || !file.commit()) {
-        *error = file.errorString().isEmpty() ? QStringLiteral("the file could not be written") : file.errorString();
-        return false;
-    }
-    return true;
+    return wholefile::write(path, fileBytes(), error);
 }
 
 bool ConfigTable::read(const QByteArray &bytes, QString *error)

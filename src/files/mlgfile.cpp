@@ -1,8 +1,9 @@
 #include "mlgfile.h"
 
+#include "common/wholefile.h"
+
 #include <QFile>
 #include <QFileInfo>
-#include <QSaveFile>
 
 namespace mlgfile {
 
@@ -20,14 +21,7 @@ QByteArray bytes(qint32 fullScale, qint32 scaling, qint32 density, const QVector
 
 bool write(const QString &path, const QByteArray &data, QString *error)
 {
-    QSaveFile file(path);
-    // The last bytes reach the disk in flush(); commit() can succeed after a
-    // failed flush and put a cut-short file in place of the old one.
-    if (!file.open(QIODevice::WriteOnly) || file.write(data) != data.size() || !file.flush() || !file.commit()) {
-        *error = file.errorString().isEmpty() ? QStringLiteral("the file could not be written") : file.errorString();
-        return false;
-    }
-    return true;
+    return wholefile::write(path, data, error);
 }
 
 namespace {

@@ -1,6 +1,7 @@
 #include "servicereport.h"
 
 #include "configtable.h"
+#include "common/wholefile.h"
 #include "link/devicelink.h"
 #include "session/parametermap.h"
 #include "session/terminalsession.h"
@@ -9,7 +10,6 @@
 #include <QBuffer>
 #include <QPainter>
 #include <QPdfWriter>
-#include <QSaveFile>
 #include <algorithm>
 
 bool ServiceReport::build(const ConfigTable &asFound, const TerminalState &asLeft, QString *error)
@@ -302,17 +302,5 @@ QByteArray ServiceReport::pdf() const
 
 bool ServiceReport::writeFile(const QString &path, QString *error) const
 {
-    const QByteArray bytes = pdf();
-    QSaveFile file(path);
-    if (!file.open(QIODevice::WriteOnly)) {
-        *error = file.errorString();
-        return false;
-    }
-    // flush() before commit(): commit can succeed after a failed flush and
-    // leave a cut-short file in place of the old one.
-    if (file.write(bytes) != bytes.size() || !file.flush() || !file.commit()) {
-        *error = file.errorString().isEmpty() ? QStringLiteral("the file could not be written") : file.errorString();
-        return false;
-    }
-    return true;
+    return wholefile::write(path, pdf(), error);
 }
