@@ -1,6 +1,5 @@
 #include "qtserialport.h"
 
-#include <QEventLoop>
 #include <QSerialPort>
 #include <QTimer>
 
@@ -159,20 +158,10 @@ void QtSerialPort::discardInput()
 
 bool QtSerialPort::flush(int msecs)
 {
-    if (!m_port->isOpen() || m_port->bytesToWrite() == 0)
+    if (!m_port->isOpen())
         return true;
-    QEventLoop loop;
-    QTimer limit;
-    limit.setSingleShot(true);
-    connect(&limit, &QTimer::timeout, &loop, &QEventLoop::quit);
-    connect(m_port, &QSerialPort::bytesWritten, &loop, [&] {
-        if (m_port->bytesToWrite() == 0)
-            loop.quit();
-    });
-    connect(this, &SerialPort::portLost, &loop, &QEventLoop::quit);
-    limit.start(msecs);
-    loop.exec();
-    return m_port->isOpen() && m_port->bytesToWrite() == 0;
+    const bool written = waitWritten(m_port, msecs);
+    return m_port->isOpen() && written;
 }
 
 // Qt has no event for modem-line changes nor for line errors: poll the

@@ -6,6 +6,8 @@
 #include <QByteArray>
 #include <QString>
 
+class QIODevice;
+
 namespace CommEvent {
 enum Code : int {
     Send = 1, Receive = 2, CTS = 3, DSR = 4, CD = 5, Ring = 6, EndOfFile = 7,
@@ -61,4 +63,10 @@ signals:
     // The port went away under us (cable pulled, far end hung up). The port is
     // already closed when this is emitted; it is reported once.
     void portLost(const QString &reason);
+
+protected:
+    // The waiting part of flush() for a port over a Qt device: runs the event
+    // loop until the device has written everything, msecs pass or the port is
+    // lost. True when nothing is left to write.
+    bool waitWritten(QIODevice *device, int msecs);
 };

@@ -173,20 +173,10 @@ QByteArray TcpPort::readAll()
 
 bool TcpPort::flush(int msecs)
 {
-    if (!m_open || m_socket->bytesToWrite() == 0)
+    if (!m_open)
         return true;
-    QEventLoop loop;
-    QTimer limit;
-    limit.setSingleShot(true);
-    connect(&limit, &QTimer::timeout, &loop, &QEventLoop::quit);
-    connect(m_socket, &QTcpSocket::bytesWritten, &loop, [&] {
-        if (m_socket->bytesToWrite() == 0)
-            loop.quit();
-    });
-    connect(this, &SerialPort::portLost, &loop, &QEventLoop::quit);
-    limit.start(msecs);
-    loop.exec();
-    return m_open && m_socket->bytesToWrite() == 0;
+    const bool written = waitWritten(m_socket, msecs);
+    return m_open && written;
 }
 
 void TcpPort::onReadyRead()
