@@ -27,15 +27,18 @@ const QStringList kValueOptions = {
     QStringLiteral("preset"), QStringLiteral("count"), QStringLiteral("interval"),
     QStringLiteral("code"), QStringLiteral("timeout"), QStringLiteral("last"), QStringLiteral("only"),
     QStringLiteral("mqtt"), QStringLiteral("as-found"),
+    QStringLiteral("out"), QStringLiteral("jobs"), QStringLiteral("golden"), QStringLiteral("device-timeout"),
 };
 const QStringList kFlags = {
     QStringLiteral("sim"), QStringLiteral("rs485"), QStringLiteral("yes"), QStringLiteral("help"),
     QStringLiteral("dry-run"), QStringLiteral("changed"), QStringLiteral("reconnect"), QStringLiteral("json"), QStringLiteral("stats"),
+    QStringLiteral("report"), QStringLiteral("restore"),
 };
 // The commands that print JSON with --json.
 const QStringList kJsonCommands = {
     QStringLiteral("info"), QStringLiteral("get"), QStringLiteral("params"),
     QStringLiteral("monitor"), QStringLiteral("compare"), QStringLiteral("journal"),
+    QStringLiteral("sweep"), QStringLiteral("sweep-one"),
 };
 
 void printHelp(QTextStream &out)
@@ -45,7 +48,7 @@ void printHelp(QTextStream &out)
            "    or rfc2217://HOST:PORT (the server's line follows --settings)\n"
            "  --sim uses the built-in simulated transmitter (--preset NAME, --fault SPEC)\n"
            "  --reconnect: monitor opens a lost port again every 2 s and goes on\n"
-           "  --json: info, get, params, compare print one JSON object; monitor and journal one per line\n"
+           "  --json: info, get, params, compare print one JSON object; monitor, journal and sweep one per line\n"
            "  --mqtt mqtt://HOST[:PORT]/TOPIC: monitor also publishes every reading there (JSON, retained)\n"
            "commands:\n";
     for (const CliCommand *c : registry())
@@ -207,7 +210,8 @@ int main(int argc, char **argv)
     // The report draws its pages with the fonts of Qt Gui; nothing is shown,
     // so no display is needed.
     std::unique_ptr<QCoreApplication> app;
-    if (command == QLatin1String("report")) {
+    if (command == QLatin1String("report")
+        || (command == QLatin1String("sweep-one") && ctx.flag(QStringLiteral("report")))) {
         if (!qEnvironmentVariableIsSet("QT_QPA_PLATFORM"))
             qputenv("QT_QPA_PLATFORM", "offscreen");
         app = std::make_unique<QGuiApplication>(argc, argv);

@@ -14,6 +14,7 @@
 
 // TEMPORARY while the chart viewer is being written.
 #include "files/frmautotune.h"
+#include "files/frmdevices.h"
 #include "files/frmexporte.h"
 #include "files/frmhistory.h"
 #include "files/frmimporte.h"
@@ -380,6 +381,40 @@ void frmTerminal::mnuSaveReport_Click()
                                    QStringLiteral("Service report has been saved.")};
     saveWithReplaceQuestion(prompter(), dialog,
                             [&report](const QString &path, QString *e) { return report.writeFile(path, e); });
+}
+
+void frmTerminal::mnuOpenSite_Click()
+{
+    if (busyRefused())
+        return;
+    const QString path = prompter().openFileName(QStringLiteral("Open Site File"), programFolder(),
+                                                 QStringLiteral("Site Files (*.CSV)|*.csv|All Files (*.*)|*.*"));
+    if (path.isEmpty())
+        return;
+    frmDevices dialog(prompter(), frmDevices::cliProgram(), this);
+    if (!dialog.openSite(path))
+        return;
+    SiteDevice chosen;
+    connect(&dialog, &frmDevices::openDevice, &dialog, [&chosen, &dialog](const SiteDevice &d) {
+        chosen = d;
+        dialog.accept();
+    });
+    runDialog(dialog);
+    if (chosen.port.isEmpty())
+        return;
+    // The transmitter chosen becomes this window's device: its port, line
+    // settings and interface, then its configuration is read.
+    QString error;
+    if (!choosePort(chosen.port, &error)) {
+        prompter().message(error, kSystemMonitor, Prompter::Exclamation);
+        return;
+    }
+    if (!chosen.settings.isEmpty() && port() && !port()->setSettings(chosen.settings)) {
+        prompter().message(port()->errorString(), kSystemMonitor, Prompter::Exclamation);
+        return;
+    }
+    m_link->Rs232Mode = !chosen.rs485;
+    synchronize();
 }
 
 void frmTerminal::mnuLinkHealth_Click()
