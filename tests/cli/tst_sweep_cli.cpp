@@ -29,6 +29,8 @@ class TestSweepCli : public QObject
     Q_OBJECT
 private slots:
     void initTestCase();
+    void usageRefused_data();
+    void usageRefused();
     void siteFileRowsChecked_data();
     void siteFileRowsChecked();
     void sweepStalledDroppingAndDifferingTransmitters();
@@ -92,6 +94,49 @@ void TestSweepCli::initTestCase()
     tweaked.row(3).Data = "03E9";
     tweaked.row(9).Data = "0A";
     QVERIFY(tweaked.writeFile(path("tweaked.epr"), &error));
+}
+
+void TestSweepCli::usageRefused_data()
+{
+    QTest::addColumn<bool>("sim");
+    QTest::addColumn<QStringList>("args");
+    QTest::addColumn<QString>("said");
+    const QStringList sweep{"sweep", "site.csv", "--out", "o"};
+    QTest::newRow("jobs 0") << false << sweep + QStringList{"--jobs", "0"} << "--jobs must be a whole number, 1 to 256";
+    QTest::newRow("jobs 257") << false << sweep + QStringList{"--jobs", "257"} << "--jobs must be a whole number, 1 to 256";
+    QTest::newRow("timeout 0") << false << sweep + QStringList{"--device-timeout", "0"}
+                               << "--device-timeout must be a whole number of seconds, 1 to 86400";
+    QTest::newRow("timeout 86401") << false << sweep + QStringList{"--device-timeout", "86401"}
+                                   << "--device-timeout must be a whole number of seconds, 1 to 86400";
+    QTest::newRow("yes alone") << false << sweep + QStringList{"--yes"} << "--yes goes with --restore";
+    QTest::newRow("no out") << false << QStringList{"sweep", "site.csv"} << "sweep needs --out DIR";
+    QTest::newRow("port") << false << sweep + QStringList{"--sim"} << "sweep takes its ports from the site file, not --port or --sim";
+    QTest::newRow("name leaves") << false << QStringList{"--sim", "sweep-one", "../x", "--out", "."}
+                                 << "NAME \"../x\": the name holds a path separator";
+    QTest::newRow("sim no listen") << true << QStringList{"--devices", "3"} << "--devices needs --listen PORT";
+    QTest::newRow("sim 0") << true << QStringList{"--listen", "0", "--devices", "0"} << "--devices needs a number 1 to 1000, not \"0\"";
+    QTest::newRow("sim 1001") << true << QStringList{"--listen", "0", "--devices", "1001"}
+                              << "--devices needs a number 1 to 1000, not \"1001\"";
+    QTest::newRow("sim room") << true << QStringList{"--listen", "65535", "--devices", "2"} << "--listen 65535 leaves no room for 2 ports";
+    for (const char *i : {"0", "4"})
+        QTest::newRow(i) << true << QStringList{"--listen", "0", "--devices", "3", "--device-fault", QString(i) + ":noanswer"}
+                         << QStringLiteral("--device-fault needs I:SPEC with I from 1 to 3, not \"%1:noanswer\"").arg(i);
+}
+
+void TestSweepCli::usageRefused()
+{
+    QFETCH(bool, sim);
+    QFETCH(QStringList, args);
+    QFETCH(QString, said);
+    if (sim) {
+        SimProcess p;
+        QVERIFY(!p.start(args));
+        QCOMPARE(p.errorString(), "quorin-sim ended (status 2): quorin-sim: " + said);
+        return;
+    }
+    const CliRun r = runCli(args);
+    QCOMPARE(r.code, 2);
+    QCOMPARE(r.err, "quorin-cli: " + said + "\n");
 }
 
 QStringList TestSweepCli::startSite(SimProcess &sim, int n, const QStringList &faults)
@@ -225,19 +270,23 @@ void TestSweepCli::sweepStalledDroppingAndDifferingTransmitters()
     // Ctrl+C while the stalled one runs: the finished result stays, the
     // running and the waiting ones are marked.
     QProcess p;
-    p.start(QStringLiteral(QUORIN_CLI_EXE), {"sweep", site, "--out", path("out2"), "--jobs", "1", "--json"});
+    p.start(QStringLiteral(QUORIN_CLI_EXE), {"sweep", site, "--out", path("out2"), "--jobs", "1"});
     QByteArray err;
     waitUntil([&] { err += p.readAllStandardError(); return err.contains("sweep: 1 of 4 done"); }, 30000);
     ::kill(pid_t(p.processId()), SIGINT);
     QVERIFY(p.waitForFinished(10000));
     QCOMPARE(p.exitCode(), 1);
-    QStringList states;
-    for (const QByteArray &line : p.readAllStandardOutput().split('\n'))
-        if (!line.isEmpty())
-            states << QJsonDocument::fromJson(line).object().value("state").toString() + ' '
-                          + QJsonDocument::fromJson(line).object().value("reason").toString();
-    QCOMPARE(states, QStringList({"done ", "stopped stopped before it finished", "stopped stopped before it started",
-                                  "stopped stopped before it started", " "}));
+    QStringList lines = QString::fromUtf8(p.readAllStandardOutput()).split('\n', Qt::SkipEmptyParts);
+    QVERIFY2(lines.size() == 5, qPrintable(lines.join('\n')));
+    QVERIFY2(QRegularExpression("^same  " + ports[0] + "  reached, 0 rows differ, flow [0-9.]+ LTR/Min, total [0-9]+ LTR, [0-9]+\\.[0-9] s$")
+                 .match(lines.takeFirst()).hasMatch(), "same");
+    QCOMPARE(lines, QStringList({"stalls  " + ports[1] + "  stopped: stopped before it finished",
+                                 "drops  " + ports[2] + "  stopped: stopped before it started",
+                                 "differs  " + ports[3] + "  stopped: stopped before it started",
+                                 "4 transmitters: 1 reached, 0 not reached, 0 differ from their golden table, 3 stopped"}));
+    QVERIFY(SiteSweep::readSummary(path("out2/summary.csv"), &summary, &error));
+    QCOMPARE(summary[1].state, SweepResult::Stopped);
+    QCOMPARE(summary[0].state, SweepResult::Done);
 }
 
 void TestSweepCli::restoreWritesTheDifferingRowsOnly()
@@ -264,13 +313,27 @@ void TestSweepCli::restoreWritesTheDifferingRowsOnly()
         if (o["name"] == "b")
             QCOMPARE(o["restore"]["lines"].toArray(), QJsonArray({"nothing to write"}));
     }
-    const CliRun again = runCli({"sweep", site, "--out", path("r")}, 60000);
+    const CliRun again = runCli({"sweep", site, "--out", path("r"), "--jobs", "256", "--device-timeout", "86400"}, 60000);
     QCOMPARE(again.code, 0);
     QCOMPARE(again.lines().last(), "2 transmitters: 2 reached, 0 not reached, 0 differ from their golden table");
 }
 
 void TestSweepCli::devicesWindowSweepsAndOpensOne()
 {
+    // The seed varies the presets, the same way every time.
+    QList<QStringList> presets;
+    for (int run = 0; run < 2; ++run) {
+        SimProcess s;
+        QVERIFY(s.start({"--listen", "0", "--devices", "6", "--seed", "5"}));
+        presets << QStringList();
+        for (const QByteArray &line : s.errorOutput().split('\n'))
+            if (line.contains(" preset "))
+                presets.last() << QString::fromUtf8(line).section(' ', 4, 4);
+    }
+    QCOMPARE(presets[0].size(), 6);
+    QCOMPARE(presets[0], presets[1]);
+    QVERIFY(presets[0].removeDuplicates() > 0 && presets[0].size() > 1);
+
     SimProcess sim;
     const QStringList ports = startSite(sim, 2, {});
     QVERIFY2(ports.size() == 2, qPrintable(sim.errorString()));
