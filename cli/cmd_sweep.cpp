@@ -204,6 +204,8 @@ static CliCommand sweepCommand("sweep",
                         errors << QStringLiteral("%1:%2: the sweep would write %3 over an input")
                                       .arg(c.args[0]).arg(d.line).arg(out);
         }
+        if (QFileInfo(fixed.first()).isSymLink())
+            errors << QStringLiteral("%1 is a symbolic link; the sweep writes only plain files").arg(fixed.first());
         if (!read || !errors.isEmpty()) {
             for (const QString &e : std::as_const(errors))
                 *c.err << e << "\n";

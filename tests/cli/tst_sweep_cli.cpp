@@ -295,6 +295,12 @@ void TestSweepCli::restoreWritesTheDifferingRowsOnly()
     const QStringList ports = startSite(sim, 2, {});
     QVERIFY2(ports.size() == 2, qPrintable(sim.errorString()));
     const QString site = writeSite("restore.csv", {"a," + ports[0] + ",,,tweaked.epr", "b," + ports[1] + ",,,standard.epr"});
+    // An output never lands on an input, here a golden table named like a transmitter's table.
+    const QString over = writeSite("over.csv", {"standard," + ports[0] + ",,,standard.epr"});
+    const CliRun refused = runCli({"sweep", over, "--out", m_dir.path()});
+    QCOMPARE(refused.code, 2);
+    QCOMPARE(refused.err.section('\n', 0, 0), over + ":2: the sweep would write " + path("standard.epr") + " over an input");
+
     const QStringList args{"sweep", site, "--out", path("r"), "--json", "--restore"};
     const CliRun dry = runCli(args, 60000);
     QCOMPARE(dry.code, 1);
