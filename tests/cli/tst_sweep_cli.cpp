@@ -94,6 +94,7 @@ void TestSweepCli::initTestCase()
     tweaked.row(3).Data = "03E9";
     tweaked.row(9).Data = "0A";
     QVERIFY(tweaked.writeFile(path("tweaked.epr"), &error));
+    write(path("short.epr"), tweaked.fileBytes().split('\n').mid(0, 2).join('\n') + '\n');
 }
 
 void TestSweepCli::usageRefused_data()
@@ -164,8 +165,9 @@ void TestSweepCli::siteFileRowsChecked_data()
     QTest::addColumn<QByteArray>("text");
     QTest::addColumn<QStringList>("expected"); // each error's start, or the devices read "name|settings|rs485"
     QTest::newRow("spreadsheet") << QByteArray("\xEF\xBB\xBFname,Port,settings,interface,golden\r\n# the boiler house\r\n"
-                                               "\"a, \"\"b\"\"\",PORT,\"9600,e,7,1\",rs485,standard.epr\r\n\r\nc,tcp://127.0.0.1:2,,,\r\n")
-                                 << QStringList{"a, \"b\"|9600,e,7,1|1", "c||0"};
+                                               "\"a, \"\"b\"\"\",PORT,\"9600,e,7,1\",rs485,standard.epr\r\n\r\nc,tcp://127.0.0.1:2,,,\r\n"
+                                               + QByteArray(64, 'x') + ",tcp://127.0.0.1:3,,RS232,\r\n")
+                                 << QStringList{"a, \"b\"|9600,e,7,1|1", "c||0", QString(64, 'x') + "||0"};
     QTest::newRow("unknown column") << QByteArray("name,port,colour\n")
                                     << QStringList{"site.csv:1: unknown column \"colour\"; the columns are name,port,settings,interface,golden"};
     QTest::newRow("no header") << QByteArray("# nothing yet\n") << QStringList{"site.csv:1: no header line"};
@@ -173,7 +175,8 @@ void TestSweepCli::siteFileRowsChecked_data()
         "name,port,settings,interface,golden\nok,PORT,,,\nOK,tcp://127.0.0.1:2,,,\n../up,tcp://127.0.0.1:3,,,\n"
         "p,tcp://nohost,,,\ns,tcp://127.0.0.1:5,\"9600,x,8,1\",,\ni,tcp://127.0.0.1:6,,RS422,\n"
         "g,tcp://127.0.0.1:7,,,missing.epr\nf,tcp://127.0.0.1:8,,\nq,\"tcp://127.0.0.1:9,,,\nd,PORT,,,\n"
-        "c\x01,tcp://127.0.0.1:12,,,\n.hidden,tcp://127.0.0.1:13,,,\n")
+        "c\x01,tcp://127.0.0.1:12,,,\n.hidden,tcp://127.0.0.1:13,,,\nh,tcp://127.0.0.1:14,,,short.epr\n"
+        + QByteArray(65, 'x') + ",tcp://127.0.0.1:15,,,\n")
         << QStringList{"site.csv:3: the name \"OK\" is given twice",
                        "site.csv:4: the name holds a path separator",
                        "site.csv:5: bad port \"tcp://nohost\": ",
@@ -184,7 +187,9 @@ void TestSweepCli::siteFileRowsChecked_data()
                        "site.csv:10: a quote is not closed",
                        "site.csv:11: the port \"PORT\" is given twice",
                        "site.csv:12: the name holds a control character",
-                       "site.csv:13: the name starts with a dot or starts or ends with a blank"};
+                       "site.csv:13: the name starts with a dot or starts or ends with a blank",
+                       "site.csv:14: golden file short.epr holds 2 rows; a configuration table has 26",
+                       "site.csv:15: the name is longer than 64 characters"};
 }
 
 // Every bad row is named with its line; a refused file sends nothing, not
