@@ -166,7 +166,7 @@ static CliCommand sweepCommand("sweep",
     "sweep SITE.csv --out DIR [--jobs N] [--report] [--json] [--device-timeout S]\n"
     "                       read every transmitter of the site file (name,port,settings,interface,golden),\n"
     "                       N at a time (default 8), each in its own process: DIR/NAME.epr, the compare\n"
-    "                       with its golden table, DIR/NAME.pdf with --report, flow, total, link health;\n"
+    "                       with its golden table, DIR/NAME.pdf with --report, flow, total (and link health in --json);\n"
     "                       one line per transmitter, DIR/summary.csv; a transmitter not done in S\n"
     "                       seconds (default 300) is given up; exit 0 all reached and none differs\n"
     "         [--restore]   list the rows that differ from the golden table (nothing is written)\n"
