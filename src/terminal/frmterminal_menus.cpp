@@ -44,7 +44,7 @@ const QStringList kLockedItems = {
     "mnuOpen", "mnuMSComm", "mnuProperties", "mnuDeviceSinhronize", "mnuOptionsBackDoor",
     "mnuOptionsMemExport", "mnuOptionsMemImport", "mnuOptionsCalibrate", "mnuOptionsView",
     "mnuOptionRescale", "mnuDProperties", "mnuOpenLog", "mnuCloseLog", "mnuFileALogO", "mnuFileALogC", "mnuOALF",
-    "mnuSaveReport"};
+    "mnuSaveReport", "mnuOpenSite"};
 const QStringList kLockedButtons = {"DialPhoneNumber", "HangUpPhone", "OpenLogFile", "CloseLogFile",
                                     "ALogO", "ALogC", "Properties", "StartAM"};
 } // namespace

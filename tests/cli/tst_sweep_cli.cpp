@@ -376,6 +376,9 @@ void TestSweepCli::devicesWindowSweepsAndOpensOne()
         emit d.findChild<QTableWidget *>("grdDevices")->cellDoubleClicked(1, 0);
         return int(QDialog::Accepted);
     };
+    rig.window->setMenusLocked(true);
+    QVERIFY(!rig.enabled("mnuOpenSite"));
+    rig.window->setMenusLocked(false);
     rig.window->menuItem("mnuOpenSite")->trigger();
     QCOMPARE(rig.window->portName(), ports[1]);
 }
