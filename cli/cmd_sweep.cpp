@@ -239,9 +239,11 @@ static CliCommand sweepCommand("sweep",
             c.err->flush();
         });
 
-        // Ctrl+C: the finished results stay, the others are marked stopped.
+        // Ctrl+C (or a SIGTERM or SIGHUP): the finished results stay, the
+        // others are marked stopped, and no child is left running on its own.
         std::unique_ptr<QSocketNotifier> notifier;
-        struct sigaction old {};
+        const int stopSignals[] = {SIGINT, SIGTERM, SIGHUP};
+        struct sigaction old[3] {};
         if (::socketpair(AF_UNIX, SOCK_STREAM, 0, interruptPipe) == 0) {
             notifier = std::make_unique<QSocketNotifier>(interruptPipe[0], QSocketNotifier::Read);
             QObject::connect(notifier.get(), &QSocketNotifier::activated, [&] {
@@ -257,13 +259,15 @@ static CliCommand sweepCommand("sweep",
             sa.sa_handler = onInterrupt;
             sigemptyset(&sa.sa_mask);
             sa.sa_flags = SA_RESTART;
-            ::sigaction(SIGINT, &sa, &old);
+            for (int i = 0; i < 3; ++i)
+                ::sigaction(stopSignals[i], &sa, &old[i]);
         }
         *c.err << "sweep: 0 of " << total << " done\n";
         c.err->flush();
         sweep.run();
         if (notifier) {
-            ::sigaction(SIGINT, &old, nullptr);
+            for (int i = 0; i < 3; ++i)
+                ::sigaction(stopSignals[i], &old[i], nullptr);
             notifier.reset();
             ::close(interruptPipe[0]);
             ::close(interruptPipe[1]);

@@ -272,26 +272,29 @@ void TestSweepCli::sweepStalledDroppingAndDifferingTransmitters()
     QCOMPARE(summary[1].reason, "no result within 8 s");
     QCOMPARE(summary[3].differences, by["differs"]["differences"].toInt());
 
-    // Ctrl+C while the stalled one runs: the finished result stays, the
-    // running and the waiting ones are marked.
-    QProcess p;
-    p.start(QStringLiteral(QUORIN_CLI_EXE), {"sweep", site, "--out", path("out2"), "--jobs", "1"});
-    QByteArray err;
-    waitUntil([&] { err += p.readAllStandardError(); return err.contains("sweep: 1 of 4 done"); }, 30000);
-    ::kill(pid_t(p.processId()), SIGINT);
-    QVERIFY(p.waitForFinished(10000));
-    QCOMPARE(p.exitCode(), 1);
-    QStringList lines = QString::fromUtf8(p.readAllStandardOutput()).split('\n', Qt::SkipEmptyParts);
-    QVERIFY2(lines.size() == 5, qPrintable(lines.join('\n')));
-    QVERIFY2(QRegularExpression("^same  " + ports[0] + "  reached, 0 rows differ, flow [0-9.]+ LTR/Min, total [0-9]+ LTR, [0-9]+\\.[0-9] s$")
-                 .match(lines.takeFirst()).hasMatch(), "same");
-    QCOMPARE(lines, QStringList({"stalls  " + ports[1] + "  stopped: stopped before it finished",
-                                 "drops  " + ports[2] + "  stopped: stopped before it started",
-                                 "differs  " + ports[3] + "  stopped: stopped before it started",
-                                 "4 transmitters: 1 reached, 0 not reached, 0 differ from their golden table, 3 stopped"}));
-    QVERIFY(SiteSweep::readSummary(path("out2/summary.csv"), &summary, &error));
-    QCOMPARE(summary[1].state, SweepResult::Stopped);
-    QCOMPARE(summary[0].state, SweepResult::Done);
+    // Ctrl+C (or SIGTERM) while the stalled one runs: the finished result
+    // stays, the running and the waiting ones are marked.
+    for (int sig : {SIGINT, SIGTERM}) {
+        QProcess p;
+        p.start(QStringLiteral(QUORIN_CLI_EXE), {"sweep", site, "--out", path("out2"), "--jobs", "1"});
+        QByteArray err;
+        waitUntil([&] { err += p.readAllStandardError(); return err.contains("sweep: 1 of 4 done"); }, 30000);
+        ::kill(pid_t(p.processId()), sig);
+        QVERIFY(p.waitForFinished(10000));
+        QCOMPARE(p.exitCode(), 1);
+        QVERIFY((err + p.readAllStandardError()).contains("sweep: interrupted; stopping the transmitters still running\n"));
+        QStringList lines = QString::fromUtf8(p.readAllStandardOutput()).split('\n', Qt::SkipEmptyParts);
+        QVERIFY2(lines.size() == 5, qPrintable(lines.join('\n')));
+        QVERIFY2(QRegularExpression("^same  " + ports[0] + "  reached, 0 rows differ, flow [0-9.]+ LTR/Min, total [0-9]+ LTR, [0-9]+\\.[0-9] s$")
+                     .match(lines.takeFirst()).hasMatch(), "same");
+        QCOMPARE(lines, QStringList({"stalls  " + ports[1] + "  stopped: stopped before it finished",
+                                     "drops  " + ports[2] + "  stopped: stopped before it started",
+                                     "differs  " + ports[3] + "  stopped: stopped before it started",
+                                     "4 transmitters: 1 reached, 0 not reached, 0 differ from their golden table, 3 stopped"}));
+        QVERIFY(SiteSweep::readSummary(path("out2/summary.csv"), &summary, &error));
+        QCOMPARE(summary[1].state, SweepResult::Stopped);
+        QCOMPARE(summary[0].state, SweepResult::Done);
+    }
 }
 
 void TestSweepCli::restoreWritesTheDifferingRowsOnly()
