@@ -30,7 +30,7 @@ QString csvField(const QString &text)
 }
 
 const QString kSummaryHeader =
-    QStringLiteral("name,port,state,reached,reason,differences,flow,unit,total,total_unit,seconds,finished");
+    QStringLiteral("name,port,state,reached,reason,differences,flow,unit,total,total_unit,link,seconds,finished");
 
 QString stateText(SweepResult::State s)
 {
@@ -234,6 +234,11 @@ void SiteSweep::onFinished(int i, Step step, int exitCode, bool crashed)
         r.reason = crashed ? QStringLiteral("quorin-cli ended abnormally")
                            : said.isEmpty() ? QStringLiteral("no answer (status %1)").arg(exitCode) : said;
     }
+    const QJsonObject link = json.value(QStringLiteral("link")).toObject();
+    if (!link.isEmpty())
+        r.link = QStringLiteral("frames %1, replies %2, time-outs %3, discarded %4")
+                     .arg(link[QStringLiteral("frames")].toInteger()).arg(link[QStringLiteral("replies")].toInteger())
+                     .arg(link[QStringLiteral("timeouts")].toInteger()).arg(link[QStringLiteral("discarded")].toInteger());
     r.json = json;
     finish(i);
 }
@@ -306,7 +311,7 @@ QByteArray SiteSweep::summaryCsv(const QList<SweepResult> &results)
         const QStringList fields{r.device.name, r.device.port, stateText(r.state),
                                  r.reached ? QStringLiteral("yes") : QStringLiteral("no"), r.reason,
                                  r.differences < 0 ? QString() : QString::number(r.differences), r.flow.trimmed(),
-                                 r.unit, r.total.trimmed(), r.totalUnit, QString::number(r.seconds, 'f', 1),
+                                 r.unit, r.total.trimmed(), r.totalUnit, r.link, QString::number(r.seconds, 'f', 1),
                                  r.finished.toString(Qt::ISODate)};
         QStringList quoted;
         for (const QString &f : fields)
@@ -331,7 +336,7 @@ bool SiteSweep::readSummary(const QString &path, QList<SweepResult> *results, QS
     QList<SweepResult> read;
     for (int n = 1; n < lines.size(); ++n) {
         QStringList f;
-        if (!SiteFile::splitLine(lines[n], &f) || f.size() != 12) {
+        if (!SiteFile::splitLine(lines[n], &f) || f.size() != 13) {
             *error = QStringLiteral("%1:%2: not a summary row").arg(path).arg(n + 1);
             return false;
         }
@@ -346,8 +351,9 @@ bool SiteSweep::readSummary(const QString &path, QList<SweepResult> *results, QS
         r.unit = f[7];
         r.total = f[8];
         r.totalUnit = f[9];
-        r.seconds = f[10].toDouble();
-        r.finished = QDateTime::fromString(f[11], Qt::ISODate);
+        r.link = f[10];
+        r.seconds = f[11].toDouble();
+        r.finished = QDateTime::fromString(f[12], Qt::ISODate);
         read << r;
     }
     *results = read;

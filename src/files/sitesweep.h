@@ -22,6 +22,7 @@ struct SweepResult {
     QString reason;            // why not reached (or why the restore failed)
     int differences = -1;      // -1: not compared (no golden table, or not reached)
     QString flow, unit, total, totalUnit; // empty when not read
+    QString link;              // "frames 40, replies 40, time-outs 0, discarded 0"
     double seconds = 0;
     QDateTime finished;
     QStringList restoreLines;  // the rows the restore would write or wrote

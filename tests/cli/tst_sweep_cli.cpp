@@ -270,6 +270,9 @@ void TestSweepCli::sweepStalledDroppingAndDifferingTransmitters()
     QVERIFY2(SiteSweep::readSummary(path("out/summary.csv"), &summary, &error), qPrintable(error));
     QCOMPARE(summary.size(), 4);
     QCOMPARE(summary[1].reason, "no result within 8 s");
+    QVERIFY2(QRegularExpression("^frames [1-9][0-9]*, replies [1-9][0-9]*, time-outs 0, discarded 0$").match(summary[0].link).hasMatch(),
+             qPrintable(summary[0].link));
+    QCOMPARE(summary[2].link, "frames 6, replies 5, time-outs 0, discarded 0"); // the line dropped on the sixth
     QCOMPARE(summary[3].differences, by["differs"]["differences"].toInt());
 
     // Ctrl+C (or SIGTERM) while the stalled one runs: the finished result
