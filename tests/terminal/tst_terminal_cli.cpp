@@ -44,7 +44,7 @@ void TestTerminalCli::monitorPrintsOneLinePerPoll()
     QVERIFY2(r.err.isEmpty(), qPrintable(r.err));
     QCOMPARE(r.lines().size(), 4);
     // The time base read, then five reads a poll, each 15 bytes on the wire.
-    QVERIFY2(r.lines().takeLast().startsWith(QLatin1String("link: frames 16, replies 16, time-outs 0, discarded 0, bytes out 240 in ")),
+    QVERIFY2(r.lines().takeLast().startsWith(QLatin1String("link: frames 16, replies 16, time-outs 0, lost 0, discarded 0, bytes out 240 in ")),
              qPrintable(r.lines().last()));
     // Time, the display with its point, the unit with its time base, the total.
     const QRegularExpression line(QStringLiteral("^\\d\\d:\\d\\d:\\d\\d +\\d+\\.\\d LTR/Min +total \\d+ LTR$"));
