@@ -258,6 +258,7 @@ void DeviceLink::AssembleReply(const QString &chunk)
             if (noise < 0) {
                 // A bus reply without its tag is not a reply.
                 dropFrame();
+                m_beforeFrame.clear();
                 continue;
             }
             RxAccumulator = m_beforeFrame.right(tag);

@@ -95,27 +95,35 @@ QByteArray TelnetCodec::decode(const QByteArray &bytes)
         case Sub:
             if (c == IAC) {
                 m_state = SubIac;
-            } else if (m_sub.size() >= MaxSubnegotiation) {
-                data += m_sub;
-                data.append(ch);
-                m_sub.clear();
-                m_state = Data;
-            } else {
-                m_sub.append(ch);
+                break;
             }
+            m_sub.append(ch);
+            giveUpLongSubnegotiation(data);
             break;
         case SubIac:
             if (c == SE) {
                 subnegotiation();
                 m_state = Data;
-            } else {
-                m_sub.append(ch); // IAC IAC inside: one 0xFF
-                m_state = Sub;
+                break;
             }
+            m_sub.append(ch); // IAC IAC inside: one 0xFF
+            m_state = Sub;
+            giveUpLongSubnegotiation(data);
             break;
         }
     }
     return data;
+}
+
+// A server that never ends its subnegotiation would have every later byte
+// swallowed: past the cap its bytes go on as data for the reply assembly to drop.
+void TelnetCodec::giveUpLongSubnegotiation(QByteArray &data)
+{
+    if (m_sub.size() <= MaxSubnegotiation)
+        return;
+    data += m_sub;
+    m_sub.clear();
+    m_state = Data;
 }
 
 void TelnetCodec::command(quint8 v, quint8 option)

@@ -38,6 +38,7 @@ public:
     // ends it) is given up and its bytes passed on as data, so the line
     // goes on and the reply assembly drops them.
     static constexpr int MaxSubnegotiation = 64;
+    int pendingSubnegotiation() const { return int(m_sub.size()); }
     // Data for the wire: every 0xFF doubled.
     static QByteArray escape(const QByteArray &data);
     // One com-port subnegotiation, its payload escaped.
@@ -58,6 +59,7 @@ public:
 private:
     void command(quint8 verb, quint8 option);
     void subnegotiation();
+    void giveUpLongSubnegotiation(QByteArray &data);
     void modemState(quint8 bits);
     void lineState(quint8 bits);
 
