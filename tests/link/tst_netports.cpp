@@ -52,6 +52,8 @@ void TestNetPorts::telnetDecoding_data()
     // cap; its bytes go on as data.
     QTest::newRow("unended subnegotiation")
         << Chunks{"\xff\xfa,k", QByteArray(140, '\xff'), ":07"} << QByteArray(",k" + QByteArray(70, '\xff') + ":07") << Events{} << QByteArray();
+    QTest::newRow("longest subnegotiation") << Chunks{"\xff\xfa" + QByteArray(64, 'x') + "\xff\xf0" "a"} << QByteArray("a") << Events{} << QByteArray();
+    QTest::newRow("one byte too long") << Chunks{"\xff\xfa" + QByteArray(65, 'x') + "\xff\xf0" "a"} << QByteArray(65, 'x') + "a" << Events{} << QByteArray();
     // What ser2net says first; what we offered already is not answered again.
     QTest::newRow("negotiation answered once")
         << Chunks{QByteArrayLiteral("\xff\xfb\x03\xff\xfd\x03\xff\xfb\x01\xff\xfd,\xff\xfd\x00\xff\xfb\x00\xff\xfb\x03")} << QByteArray() << Events{}
