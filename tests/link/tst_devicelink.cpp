@@ -56,6 +56,8 @@ private slots:
     void replySplitAtEveryPositionStillCompletes();
     void timeouts();
     void lateSendEventAndStaleInputDoNotSpoilTheNextExchange();
+    void afterATimeOutTheNextFrameWaitsForQuiet_data();
+    void afterATimeOutTheNextFrameWaitsForQuiet();
     void storePauseArithmetic();
     void verifiedWrite_data();
     void verifiedWrite();
@@ -215,6 +217,43 @@ void tst_DeviceLink::lateSendEventAndStaleInputDoNotSpoilTheNextExchange()
     port->reply = ":0C8B";
     QCOMPARE(r.link.ReadMemory(QStringLiteral("0109"), QStringLiteral("02")), QStringLiteral("0C8B"));
     QCOMPARE(r.prompter.texts(), QStringList());
+}
+
+void tst_DeviceLink::afterATimeOutTheNextFrameWaitsForQuiet_data()
+{
+    QTest::addColumn<int>("pieces"); // of the late reply, 30 ms apart from 120 ms on
+    QTest::addColumn<int>("least");  // of them in before the next frame
+    QTest::addColumn<int>("most");
+    // Time-out 100 ms, quiet after 50 ms: the late reply is taken in whole
+    // and dropped before the next frame goes out.
+    QTest::newRow("late reply") << 3 << 3 << 3;
+    // A line that never goes quiet holds the next frame two time-outs at
+    // most (until about 300 ms).
+    QTest::newRow("endless trickle") << 20 << 4 << 8;
+}
+
+void tst_DeviceLink::afterATimeOutTheNextFrameWaitsForQuiet()
+{
+    QFETCH(int, pieces);
+    QFETCH(int, least);
+    QFETCH(int, most);
+    auto *port = new EagerPort;
+    Rig r(port);
+    r.link.setReplyTimeout(100);
+    QString seen;
+    QObject::connect(&r.link, &DeviceLink::frameSent, [&seen] { seen += QLatin1Char('W'); });
+    for (int i = 0; i < pieces; ++i)
+        QTimer::singleShot(120 + 30 * i, port, [port, &seen] {
+            seen += QLatin1Char('.');
+            port->input += ":0C";
+            emit port->commEvent(CommEvent::Receive);
+        });
+    QVERIFY(r.link.ReadMemory(QStringLiteral("0109"), QStringLiteral("02")).isEmpty());
+    port->reply = ":0C8B";
+    QCOMPARE(r.link.ReadMemory(QStringLiteral("0109"), QStringLiteral("02")), QStringLiteral("0C8B"));
+    const int before = seen.indexOf(QLatin1Char('W'), 1) - 1;
+    QVERIFY2(seen.startsWith(QLatin1Char('W')) && before >= least && before <= most, qPrintable(seen));
+    QCOMPARE(r.link.health.discarded, qint64(1));
 }
 
 void tst_DeviceLink::storePauseArithmetic()
