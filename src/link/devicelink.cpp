@@ -71,6 +71,7 @@ void DeviceLink::setPort(SerialPort *port)
     m_guard->stop();
     AwaitingReply = false;
     LineReady = true;
+    m_unsettled = false; // nothing late comes on another port
     discardStale();
     finishPending(false);
     if (!port)
@@ -358,8 +359,9 @@ void DeviceLink::onPortLost(const QString &reason)
     AwaitingReply = false;
     LineReady = true;
     // The loss is reported by itself; misses on the line opened afterwards
-    // start a new run.
+    // start a new run, and nothing late comes on a new connection.
     TimeoutCount = 0;
+    m_unsettled = false;
     discardStale();
     finishPending(false);
     emit portStateChanged(false);
