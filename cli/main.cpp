@@ -2,6 +2,7 @@
 
 #include "link/devicelink.h"
 #include "link/portfactory.h"
+#include "link/tcpport.h"
 #include "session/parametermap.h"
 #include "session/terminalsession.h"
 #include "sim/simdevice.h"
@@ -262,6 +263,13 @@ int main(int argc, char **argv)
             SimSerialPort::registerPort(preset, faults, rs485);
             p = PortFactory::make(SimSerialPort::Name);
         } else {
+            // A malformed network address is a mistake in the command, found
+            // before anything is opened.
+            QString error;
+            if (TcpPort::isNetworkName(port) && !PortFactory::exists(port, &error)) {
+                ctx.usage(error);
+                return false;
+            }
             p = PortFactory::make(port);
         }
         const QString settings = ctx.option(QStringLiteral("settings"));
