@@ -238,16 +238,17 @@ void TestSweepCli::siteFileRowsChecked()
 void TestSweepCli::sweepStalledDroppingAndDifferingTransmitters()
 {
     SimProcess sim;
-    const QStringList ports = startSite(sim, 4, {"2:late:2500", "3:hangup:6"});
-    QVERIFY2(ports.size() == 4, qPrintable(sim.errorString()));
+    const QStringList ports = startSite(sim, 5, {"2:late:2500", "3:hangup:6", "5:greet,noise"});
+    QVERIFY2(ports.size() == 5, qPrintable(sim.errorString()));
     const QString site = writeSite("plant.csv", {"same," + ports[0] + ",,,standard.epr", "stalls," + ports[1] + ",,,standard.epr",
-                                                 "drops," + ports[2] + ",,RS232,standard.epr", "differs," + ports[3] + ",,,second.epr"});
-    const CliRun r = runCli({"sweep", site, "--out", path("out"), "--jobs", "4", "--device-timeout", "8", "--json", "--report"}, 60000);
+                                                 "drops," + ports[2] + ",,RS232,standard.epr", "differs," + ports[3] + ",,,second.epr",
+                                                 "chatty," + ports[4] + ",,,standard.epr"});
+    const CliRun r = runCli({"sweep", site, "--out", path("out"), "--jobs", "5", "--device-timeout", "8", "--json", "--report"}, 60000);
     QCOMPARE(r.code, 1);
     QMap<QString, QJsonObject> by;
     for (const QJsonObject &o : jsonLines(r))
         by.insert(o.value("name").toString(), o);
-    QCOMPARE(by.size(), 5); // four and the summary
+    QCOMPARE(by.size(), 6); // five and the summary
     QCOMPARE(by["same"]["reached"].toBool(), true);
     QCOMPARE(by["same"]["differences"].toInt(-1), 0);
     QVERIFY(by["same"]["flow_value"].isDouble());
@@ -258,7 +259,11 @@ void TestSweepCli::sweepStalledDroppingAndDifferingTransmitters()
     QCOMPARE(by["differs"]["reached"].toBool(), true);
     QVERIFY(by["differs"]["differences"].toInt() > 0);
     QCOMPARE(by["differs"]["differences"].toInt(), by["differs"]["rows"].toArray().size());
-    QVERIFY(r.err.contains("sweep: 4 of 4 done\n"));
+    QVERIFY(r.err.contains("sweep: 5 of 5 done\n"));
+    // A server that greets and chatters before every reply: the noise is
+    // counted and dropped, the values are read.
+    QCOMPARE(by["chatty"]["differences"].toInt(-1), 0);
+    QVERIFY(by["chatty"]["link"].toObject()["discarded"].toInt() > 0);
 
     ConfigTable saved;
     QString error;
@@ -268,7 +273,7 @@ void TestSweepCli::sweepStalledDroppingAndDifferingTransmitters()
     QVERIFY(!QFileInfo::exists(path("out/stalls.epr")));
     QList<SweepResult> summary;
     QVERIFY2(SiteSweep::readSummary(path("out/summary.csv"), &summary, &error), qPrintable(error));
-    QCOMPARE(summary.size(), 4);
+    QCOMPARE(summary.size(), 5);
     QCOMPARE(summary[1].reason, "no result within 8 s");
     QVERIFY2(QRegularExpression("^frames [1-9][0-9]*, replies [1-9][0-9]*, time-outs 0, discarded 0$").match(summary[0].link).hasMatch(),
              qPrintable(summary[0].link));
@@ -281,19 +286,20 @@ void TestSweepCli::sweepStalledDroppingAndDifferingTransmitters()
         QProcess p;
         p.start(QStringLiteral(QUORIN_CLI_EXE), {"sweep", site, "--out", path("out2"), "--jobs", "1"});
         QByteArray err;
-        waitUntil([&] { err += p.readAllStandardError(); return err.contains("sweep: 1 of 4 done"); }, 30000);
+        waitUntil([&] { err += p.readAllStandardError(); return err.contains("sweep: 1 of 5 done"); }, 30000);
         ::kill(pid_t(p.processId()), sig);
         QVERIFY(p.waitForFinished(10000));
         QCOMPARE(p.exitCode(), 1);
         QVERIFY((err + p.readAllStandardError()).contains("sweep: interrupted; stopping the transmitters still running\n"));
         QStringList lines = QString::fromUtf8(p.readAllStandardOutput()).split('\n', Qt::SkipEmptyParts);
-        QVERIFY2(lines.size() == 5, qPrintable(lines.join('\n')));
+        QVERIFY2(lines.size() == 6, qPrintable(lines.join('\n')));
         QVERIFY2(QRegularExpression("^same  " + ports[0] + "  reached, 0 rows differ, flow [0-9.]+ LTR/Min, total [0-9]+ LTR, [0-9]+\\.[0-9] s$")
                      .match(lines.takeFirst()).hasMatch(), "same");
         QCOMPARE(lines, QStringList({"stalls  " + ports[1] + "  stopped: stopped before it finished",
                                      "drops  " + ports[2] + "  stopped: stopped before it started",
                                      "differs  " + ports[3] + "  stopped: stopped before it started",
-                                     "4 transmitters: 1 reached, 0 not reached, 0 differ from their golden table, 3 stopped"}));
+                                     "chatty  " + ports[4] + "  stopped: stopped before it started",
+                                     "5 transmitters: 1 reached, 0 not reached, 0 differ from their golden table, 4 stopped"}));
         QVERIFY(SiteSweep::readSummary(path("out2/summary.csv"), &summary, &error));
         QCOMPARE(summary[1].state, SweepResult::Stopped);
         QCOMPARE(summary[0].state, SweepResult::Done);
