@@ -162,6 +162,8 @@ void DeviceLink::SendFrame(const QString &command)
     health.bytesOut += bytes.size();
     m_sentAt.start();
     AwaitingReply = !write;
+    if (!AwaitingReply)
+        ++health.noReply;
     if (AwaitingReply)
         m_guard->start();
     emit flagsChanged();
@@ -400,7 +402,11 @@ void DeviceLink::SendText(const QString &command)
     if (AwaitingReply || !LineReady)
         waitFor([this] { return !AwaitingReply && LineReady; });
     if (PortOpen()) {
-        m_port->write(command.toLatin1() + '\r');
+        const QByteArray bytes = command.toLatin1() + '\r';
+        m_port->write(bytes);
+        ++health.framesSent;
+        ++health.noReply;
+        health.bytesOut += bytes.size();
         lblTr = command;
         emit frameSent(command);
     }

@@ -13,6 +13,7 @@ public:
     qint64 replies = 0;
     qint64 timeouts = 0;
     qint64 discarded = 0; // late or partial replies thrown away
+    qint64 noReply = 0;   // frames sent that expect no reply (writes, set point)
     qint64 bytesOut = 0;
     qint64 bytesIn = 0;
 

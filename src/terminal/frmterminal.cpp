@@ -119,6 +119,7 @@ frmTerminal::~frmTerminal()
     // The frames and the link use the state and the logs: they go first.
     m_link->disconnect(this);
     Timer4->stop();
+    TimerM->stop();
     m_mqtt.reset();
     delete centralWidget();
     m_session.reset();

@@ -9,6 +9,7 @@
 #include "link/portfactory.h"
 #include "session/reconnector.h"
 #include "config/commsettings.h"
+#include "widgetprompter.h"
 
 #include <QAction>
 #include <QDateTime>
@@ -142,10 +143,26 @@ void frmTerminal::watchReconnect()
         showPortState();
         setStatusText(QStringLiteral("Status: Reconnected to ") + portName());
         startTimer2();
-        if (m_resumeUpdate)
-            setAutoUpdate(true);
-        m_resumeUpdate = false;
+        // The box about the loss has nothing left to wait for.
+        if (m_ownPrompter)
+            m_ownPrompter->closeMessages();
+        // After the box's own wait has ended.
+        QTimer::singleShot(0, this, &frmTerminal::resumeAfterReconnect);
     });
+}
+
+void frmTerminal::resumeAfterReconnect()
+{
+    // Another transmitter may be on the line now (a cable moved): nothing of
+    // the old one stays on the status bar, and its configuration is read
+    // before its first reading is shown.
+    const bool resume = m_resumeUpdate;
+    m_resumeUpdate = false;
+    setPanelText(QStringLiteral("SampleTime"), QStringLiteral("Sample time: "));
+    setPanelText(QStringLiteral("MaxFlow"), QStringLiteral("Max Flow: "));
+    setPanelText(QStringLiteral("EngUnit"), QStringLiteral("Enginnering Unit: "));
+    if (synchronize() && resume)
+        setAutoUpdate(true);
 }
 
 void frmTerminal::showPortState()

@@ -6,10 +6,14 @@
 #include "support/scriptedport.h"
 #include "support/windowrig.h"
 #include "terminal/terminallogs.h"
+#include "session/operationgate.h"
 #include "session/terminalstate.h"
+#include "terminal/trendbuffer.h"
 #include "terminal/widgetservice.h"
 
 #include <QPlainTextEdit>
+#include <QPushButton>
+#include <QStatusBar>
 #include <QProgressBar>
 #include <QRegularExpression>
 #include <QSignalSpy>
@@ -49,6 +53,12 @@ private slots:
     void liveDisplayShowsTheDevice();
     void lineEventsInTheWindow();
     void portLostDuringAutoUpdateCanBeReopened();
+    void linkHealthBesideTheWindowAddsUp();
+    void reconnectReadsTheDeviceAgainAndClosesTheLossBox();
+    void smallWindowFitsTheDisplayAndThePanels_data();
+    void smallWindowFitsTheDisplayAndThePanels();
+    void valuesNotReadAreGreyedAndTheTrendHasAGap_data();
+    void valuesNotReadAreGreyedAndTheTrendHasAGap();
     void menusLockedAndRestored();
     void terminalTypingSendsAndShowsReply();
     void setPointCommand();
@@ -445,6 +455,175 @@ void TestFrmTerminal::portLostDuringAutoUpdateCanBeReopened()
     rig.port->setFaults(SimFaults());
     QVERIFY(rig.window->mnuOpen_Click());
     QVERIFY(rig.window->synchronize());
+}
+
+void TestFrmTerminal::linkHealthBesideTheWindowAddsUp()
+{
+    Rig rig;
+    rig.window->setGeometry(20, 20, 400, 300);
+    QVERIFY(rig.window->synchronize());                                  // 8 replies
+    rig.window->link().WriteMemory(QStringLiteral("0100"), QStringLiteral("01"), QStringLiteral("05"));
+    rig.window->link().SendText(QStringLiteral("SD=5%"));               // 2 expect none
+    SimFaults mute;
+    mute.noAnswer = true;
+    rig.port->setFaults(mute);
+    rig.window->link().ReadMemory(QStringLiteral("0100"), QStringLiteral("01")); // 1 time-out
+    rig.window->mnuLinkHealth_Click();
+    rig.window->mnuLinkHealth_Click(); // the same window again
+    const auto windows = rig.window->findChildren<QDialog *>(QStringLiteral("frmLinkHealth"));
+    QCOMPARE(windows.size(), 1);
+    QDialog *health = windows.first();
+    QVERIFY(health->isVisible() && !health->isModal() && rig.dialogs.isEmpty());
+    QVERIFY(health->frameGeometry().left() > rig.window->frameGeometry().right());
+    QVERIFY(rig.child<QLabel>(QStringLiteral("lblHealth"))->text().startsWith(
+        "Frames sent: 11\n  Replies: 8\n  Time-outs: 1\n  Expecting no reply (writes, set point): 2\n"
+        "  Unanswered (awaited, or lost with the connection): 0\n"));
+    QTest::mouseClick(health->findChild<QPushButton *>(QStringLiteral("cmdClose")), Qt::LeftButton);
+    QTRY_VERIFY(!rig.child<QDialog>(QStringLiteral("frmLinkHealth")));
+}
+
+void TestFrmTerminal::reconnectReadsTheDeviceAgainAndClosesTheLossBox()
+{
+    frmTerminal w; // with its own message boxes
+    auto *device = new SimDevice;
+    auto *port = new SimSerialPort(device);
+    device->setParent(port);
+    w.setPort(port);
+    w.link().setReplyTimeout(200);
+    w.show();
+    w.setReconnect(true);
+    QVERIFY(w.synchronize());
+    QCOMPARE(w.panel(QStringLiteral("MaxFlow"))->text(), QStringLiteral("Max Flow: 5000 L/s"));
+    SimFaults hangup;
+    hangup.hangupAfterFrames = 1;
+    port->setFaults(hangup);
+    // While the loss is on screen another transmitter is put on the line.
+    int lostAt = -1;
+    QTimer::singleShot(500, [&] {
+        port->setFaults(SimFaults());
+        device->setValue(0x105, 4, 4000);
+        lostAt = device->receivedFrames().size();
+    });
+    bool boxLeftOpen = false;
+    QTimer::singleShot(8000, [&] {
+        if (QWidget *box = QApplication::activeModalWidget())
+            boxLeftOpen = box->close();
+    });
+    w.Timer4->setInterval(10);
+    w.mnuAutoS_Click();
+    QTRY_VERIFY_WITH_TIMEOUT(w.autoUpdateOn() && device->receivedFrames().size() > lostAt + 9, 9000);
+    QVERIFY(!boxLeftOpen && !QApplication::activeModalWidget());
+    QCOMPARE(device->receivedFrames().mid(lostAt, 9), kReadoutFrames + QStringList{"R5202:01014F00"});
+    QCOMPARE(w.panel(QStringLiteral("MaxFlow"))->text(), QStringLiteral("Max Flow: 4000 L/s"));
+    QCOMPARE(w.statusText(), QStringLiteral("Status: Reconnected to Simulated transmitter"));
+}
+
+void TestFrmTerminal::smallWindowFitsTheDisplayAndThePanels_data()
+{
+    // 800 x 600, and the same at a scale of 1.5 (533 x 400 in the window's units).
+    QTest::addColumn<QSize>("size");
+    QTest::newRow("800 x 600") << QSize(800, 600);
+    QTest::newRow("800 x 600 at 1.5") << QSize(533, 400);
+}
+
+void TestFrmTerminal::smallWindowFitsTheDisplayAndThePanels()
+{
+    QFETCH(QSize, size);
+    Rig rig;
+    QVERIFY(rig.window->synchronize());
+    const QString address = QStringLiteral("tcp://127.0.0.1:47301");
+    rig.window->setPortByName(address);
+    rig.window->setStatusText(QStringLiteral("Status: Reconnected to ") + address);
+    QLabel *flow = rig.child<QLabel>(QStringLiteral("lblMDRe")), *unit = rig.child<QLabel>(QStringLiteral("lblMDEU"));
+    QLabel *total = rig.child<QLabel>(QStringLiteral("Label7"));
+    flow->setText(QStringLiteral("1234500.0"));
+    unit->setText(QStringLiteral("TONN/Day"));
+    total->setText(QStringLiteral("123456789"));
+    rig.window->resize(size);
+    QTest::qWait(50);
+    QCOMPARE(rig.window->size(), size);
+    // The figures fit their labels and stay left of their units.
+    for (QLabel *l : {flow, unit, total})
+        QVERIFY2(l->fontMetrics().horizontalAdvance(l->text()) <= l->contentsRect().width()
+                     && l->fontMetrics().height() <= l->height() + 2, qPrintable(l->objectName()));
+    QVERIFY(flow->geometry().right() < unit->geometry().left());
+    // The panels side by side inside the bar; a cut one carries its whole text as tool-tip.
+    const QWidget *bar = rig.window->statusBar();
+    int right = -1;
+    for (const QString &key : {"Status", "Settings", "Interface", "Comport", "Device", "SampleTime", "MaxFlow",
+                               "EngUnit", "UpdateRate", "Link"}) {
+        QLabel *p = rig.window->panel(key);
+        QVERIFY2(p->geometry().left() > right && p->geometry().right() < bar->width(), qPrintable(key));
+        right = p->geometry().right();
+        const bool cut = p->fontMetrics().horizontalAdvance(p->text()) > p->contentsRect().width();
+        QCOMPARE(p->toolTip(), cut ? p->text() : QString());
+    }
+    QCOMPARE(rig.window->panel(QStringLiteral("Comport"))->toolTip(), QStringLiteral("COM Port: ") + address);
+    QLabel *status = rig.window->panel(QStringLiteral("Status"));
+    QVERIFY(status->contentsRect().width() >= status->fontMetrics().horizontalAdvance(QStringLiteral("Status: Reconnected")));
+}
+
+void TestFrmTerminal::valuesNotReadAreGreyedAndTheTrendHasAGap_data()
+{
+    QTest::addColumn<QString>("cause");
+    QTest::newRow("link lost") << "lost";
+    QTest::newRow("ticks skipped by an operation") << "busy";
+    QTest::newRow("ticks held off by exchanges") << "held";
+    QTest::newRow("update stopped") << "stopped";
+}
+
+void TestFrmTerminal::valuesNotReadAreGreyedAndTheTrendHasAGap()
+{
+    QFETCH(QString, cause);
+    Rig rig;
+    rig.device->setBytes(0x174, QByteArray::fromHex("0000000102030405"));
+    const QTime before = QTime::currentTime().addMSecs(-1000);
+    rig.window->Timer4->setInterval(10);
+    rig.window->mnuAutoS_Click();
+    QLabel *flow = rig.child<QLabel>(QStringLiteral("lblMDRe")), *total = rig.child<QLabel>(QStringLiteral("Label7"));
+    QLabel *since = rig.child<QLabel>(QStringLiteral("lblSince"));
+    QTRY_VERIFY(flow->isEnabled() && total->isEnabled() && rig.window->trendBuffer().size() > 1);
+    QVERIFY(since->isHidden());
+    const QString shown = flow->text() + total->text();
+    const TrendBuffer &trend = rig.window->trendBuffer();
+
+    OperationGate::Hold hold;
+    if (cause == "lost") {
+        SimFaults hangup;
+        hangup.hangupAfterFrames = 1;
+        rig.port->setFaults(hangup);
+    } else if (cause == "busy") {
+        hold = rig.window->gate().begin(QStringLiteral("download"));
+    } else if (cause == "held") {
+        rig.window->link().holdPoll();
+    } else {
+        rig.window->mnuAutoS_Click();
+    }
+    // The last reading stays, greyed, with its time; the trend breaks off.
+    QTRY_VERIFY(!flow->isEnabled() && !total->isEnabled() && trend.at(trend.size() - 1).gap);
+    QVERIFY(!rig.child<QLabel>(QStringLiteral("lblMDEU"))->isEnabled() && since->isVisible());
+    QCOMPARE(flow->text() + total->text(), shown);
+    const QRegularExpressionMatch m = QRegularExpression(QStringLiteral("^No reading since (\\d\\d:\\d\\d:\\d\\d)$")).match(since->text());
+    QVERIFY2(m.hasMatch(), qPrintable(since->text()));
+    const QTime at = QTime::fromString(m.captured(1), QStringLiteral("HH:mm:ss"));
+    QVERIFY(before <= at && at <= QTime::currentTime());
+    QTest::qWait(300);
+    QVERIFY(!flow->isEnabled());
+
+    // The first good reading brings them back, after the gap.
+    const int points = trend.size();
+    if (cause == "lost") {
+        rig.port->setFaults(SimFaults());
+        QVERIFY(rig.window->mnuOpen_Click());
+    }
+    if (cause == "busy")
+        hold.release();
+    else if (cause == "held")
+        rig.window->link().releasePoll();
+    else
+        rig.window->mnuAutoS_Click();
+    QTRY_VERIFY(flow->isEnabled() && total->isEnabled() && since->isHidden());
+    QVERIFY(trend.at(points - 1).gap && !trend.at(trend.size() - 1).gap);
 }
 
 void TestFrmTerminal::menusLockedAndRestored()
