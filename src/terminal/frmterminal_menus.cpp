@@ -380,12 +380,19 @@ void frmTerminal::mnuSaveReport_Click()
         prompter().message(error, kSystemMonitor, Prompter::Exclamation);
         return;
     }
+    // Where the last report went, else the user's documents: a report is
+    // the customer's paper, not the program's.
+    QString folder = CommSettings::extraValue(QStringLiteral("Report/Folder"));
+    if (folder.isEmpty() || !QFileInfo(folder).isDir())
+        folder = QStandardPaths::writableLocation(QStandardPaths::DocumentsLocation);
     const SaveDialogText dialog = {QStringLiteral("Save Service Report"),
-                                   QDir(programFolder()).filePath(QStringLiteral("report.pdf")),
+                                   QDir(folder).filePath(QStringLiteral("report.pdf")),
                                    QStringLiteral("PDF Files (*.PDF)|*.pdf|All Files (*.*)|*.*"),
                                    QStringLiteral("Service report has been saved.")};
-    saveWithReplaceQuestion(prompter(), dialog,
-                            [&report](const QString &path, QString *e) { return report.writeFile(path, e); });
+    const QString saved = saveWithReplaceQuestion(
+        prompter(), dialog, [&report](const QString &path, QString *e) { return report.writeFile(path, e); });
+    if (!saved.isEmpty())
+        CommSettings::setExtraValue(QStringLiteral("Report/Folder"), QFileInfo(saved).absolutePath());
 }
 
 void frmTerminal::mnuLinkHealth_Click()

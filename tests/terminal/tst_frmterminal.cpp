@@ -9,6 +9,7 @@
 #include "session/operationgate.h"
 #include "session/terminalstate.h"
 #include "terminal/trendbuffer.h"
+#include "files/servicereport.h"
 #include "terminal/widgetservice.h"
 
 #include <QPlainTextEdit>
@@ -54,6 +55,7 @@ private slots:
     void lineEventsInTheWindow();
     void portLostDuringAutoUpdateCanBeReopened();
     void linkHealthBesideTheWindowAddsUp();
+    void reportInLocalTimeWhereTheLastWasSaved();
     void reconnectReadsTheDeviceAgainAndClosesTheLossBox();
     void smallWindowFitsTheDisplayAndThePanels_data();
     void smallWindowFitsTheDisplayAndThePanels();
@@ -480,6 +482,27 @@ void TestFrmTerminal::linkHealthBesideTheWindowAddsUp()
         "  Unanswered (awaited, or lost with the connection): 0\n"));
     QTest::mouseClick(health->findChild<QPushButton *>(QStringLiteral("cmdClose")), Qt::LeftButton);
     QTRY_VERIFY(!rig.child<QDialog>(QStringLiteral("frmLinkHealth")));
+}
+
+void TestFrmTerminal::reportInLocalTimeWhereTheLastWasSaved()
+{
+    const QByteArray tz = qgetenv("TZ");
+    qputenv("TZ", "America/St_Johns");
+    QCOMPARE(ServiceReport::localTime(QStringLiteral("2026-11-24T12:06:00Z")), QStringLiteral("2026-11-24 08:36 -03:30"));
+    qputenv("TZ", "Europe/Berlin");
+    QCOMPARE(ServiceReport::localTime(QStringLiteral("2026-11-24T08:36:59Z")), QStringLiteral("2026-11-24 09:36 +01:00"));
+    QCOMPARE(ServiceReport::localTime(QStringLiteral("not a time")), QStringLiteral("not a time"));
+    qputenv("TZ", tz);
+
+    Rig rig;
+    const QString saved = rig.dir.filePath(QStringLiteral("site/r.pdf"));
+    QVERIFY(QDir().mkpath(QFileInfo(saved).path()));
+    rig.prompter.fileNames = {saved};
+    rig.window->mnuSaveReport_Click();
+    rig.window->mnuSaveReport_Click();
+    QCOMPARE(rig.prompter.texts(QStringLiteral("save")),
+             QStringList({QStandardPaths::writableLocation(QStandardPaths::DocumentsLocation) + "/report.pdf",
+                          QFileInfo(saved).path() + "/report.pdf"}));
 }
 
 void TestFrmTerminal::reconnectReadsTheDeviceAgainAndClosesTheLossBox()
