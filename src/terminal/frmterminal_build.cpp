@@ -277,7 +277,7 @@ void frmTerminal::fitDisplay()
     apply(Label7, kTotalPx, nullptr);
     apply(Label12, kTotalUnitPx, "TONN M  ");
     for (QLabel *l : lblMDRe->parentWidget()->findChildren<QLabel *>(QRegularExpression(QStringLiteral("^lblCaption|^lblSince$"))))
-        l->setFont(displayFont(std::max(8, int(kCaptionPx * scale))));
+        l->setFont(displayFont(std::max(11, int(kCaptionPx * scale))));
 }
 
 QAction *frmTerminal::addItem(QMenu *menu, const char *name, const QString &caption, const QKeySequence &key,
