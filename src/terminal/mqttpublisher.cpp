@@ -10,6 +10,7 @@
 #include <QFileInfo>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QSaveFile>
 #include <QStandardPaths>
 #include <QUrl>
 
@@ -352,12 +353,18 @@ void MqttPublisher::stop(int drainMs)
     // A name lookup can hold the thread; it ends on its own and finds nobody to tell.
     link->wake.wait_for(lock, std::chrono::milliseconds(drainMs + 3000), [&] { return link->finished; });
     link->owner = nullptr;
-    const int left = int(link->queue.size());
+    const std::deque<QByteArray> rest = link->queue;
+    const int left = int(rest.size());
     lock.unlock();
     m_connected = false;
     if (!m_spoolPath.isEmpty()) {
-        if (left == 0)
-            QFile::resize(m_spoolPath, 0);
+        // Only what the broker has not acknowledged waits for the next start.
+        QSaveFile spool(m_spoolPath);
+        if (spool.open(QIODevice::WriteOnly)) {
+            for (const QByteArray &payload : rest)
+                spool.write(payload + '\n');
+            spool.commit();
+        }
     } else if (left > 0 && m_prompter) {
         m_prompter->message(QStringLiteral("MQTT broker %1 did not take the last %2 messages; they were not published.")
                                 .arg(m_address.hostText())

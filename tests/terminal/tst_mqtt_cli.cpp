@@ -319,6 +319,7 @@ private slots:
     // with its key; a certificate without its key is refused with the reason.
     void windowDialog()
     {
+        CommSettings::setExtraValue("Mqtt/Broker", QString()); // none from an earlier run
         WindowRig rig;
         const QString url = QStringLiteral("mqtts://127.0.0.1:%1/%2").arg(m_tls).arg(topic());
         rig.prompter.inputs = QStringList{url, url};
