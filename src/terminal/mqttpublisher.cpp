@@ -239,9 +239,12 @@ void MqttPublisher::Link::run(const Address &a, const QByteArray &will)
             untrusted = false;
         }
         const Clock::time_point begun = Clock::now();
-        // A blocking connect here: with TLS the library does not see a refused
-        // connection on its own when it connects in the background.
-        int rc = mosquitto_connect(m, host.constData(), a.port, 10);
+        // With TLS the library does not see a refused connection when it
+        // connects in the background (it spins), so that one connects here;
+        // a plain one in the background, so that an address that never
+        // answers costs the 10 s below, not the system's connect time-out.
+        int rc = a.tls ? mosquitto_connect(m, host.constData(), a.port, 10)
+                       : mosquitto_connect_async(m, host.constData(), a.port, 10);
         bool wasConnected = false;
         bool clean = false;
         while (rc == MOSQ_ERR_SUCCESS) {
