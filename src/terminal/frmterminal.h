@@ -152,9 +152,10 @@ public:
     const LineEvents &lineEvents() const { return *m_lineEvents; }
     const TrendBuffer &trendBuffer() const { return *m_trend; }
     WidgetTrend *trendWidget() const { return fraTrend; }
-    // Publishes every reading to mqtt://HOST[:PORT]/TOPIC; empty for none.
+    // Publishes every reading to mqtt[s]://HOST[:PORT]/TOPIC; empty for none.
     // False (reported) for an address that is not one.
-    bool setMqttBroker(const QString &url);
+    bool setMqttBroker(const QString &url, const QString &caFile = QString(), const QString &certFile = QString(),
+                       const QString &keyFile = QString());
 
     // Set to 1 by Device Properties before its window opens.
     qint16 DevicePropertiesOpen = 0;
@@ -191,6 +192,7 @@ private:
     void onPortLost();
     void watchReconnect();
     void resumeAfterReconnect();
+    void routeLossToStatus();
     void showDisplay();
     void showFlowLabels();
     // Greys the display while its values are not current (no reading since).
@@ -210,6 +212,9 @@ private:
     std::unique_ptr<TerminalSession> m_session;
     Reconnector *m_reconnector = nullptr;
     bool m_resumeUpdate = false; // auto update ran when the port went away
+    std::unique_ptr<Prompter> m_linkPrompter;
+    bool m_lossPending = false; // the link's next message is the loss, for the status panel
+    QString m_lossText;
     DeviceLink *m_link = nullptr;
     TerminalState *m_state = nullptr;
     std::unique_ptr<LineEvents> m_lineEvents;

@@ -414,13 +414,13 @@ void frmTerminal::mnuLinkHealth_Click()
         const auto show = [this, text] {
             const LinkHealth &h = m_link->health;
             const LinkHealth::Times t = h.times();
-            // Every frame sent ends one way: a reply, a time-out, no reply
-            // expected, or still open (or lost with the connection).
-            const qint64 open = h.framesSent - h.replies - h.timeouts - h.noReply;
-            QString s = tr("Frames sent: %1\n  Replies: %2\n  Time-outs: %3\n  Expecting no reply (writes, set point): %4\n"
-                           "  Unanswered (awaited, or lost with the connection): %5\n"
-                           "Replies discarded (late or partial): %6\nBytes out: %7\nBytes in: %8\n")
-                            .arg(h.framesSent).arg(h.replies).arg(h.timeouts).arg(h.noReply).arg(open)
+            // Every frame sent ends one way: a reply, a time-out, cut off by
+            // a lost connection, no reply expected, or still awaited.
+            const qint64 open = h.framesSent - h.replies - h.timeouts - h.lost - h.noReply;
+            QString s = tr("Frames sent: %1\n  Replies: %2\n  Time-outs: %3\n  Lost with the connection: %4\n"
+                           "  Expecting no reply (writes, set point): %5\n  Awaiting a reply: %6\n"
+                           "Replies discarded (late or partial): %7\nBytes out: %8\nBytes in: %9\n")
+                            .arg(h.framesSent).arg(h.replies).arg(h.timeouts).arg(h.lost).arg(h.noReply).arg(open)
                             .arg(h.discarded).arg(h.bytesOut).arg(h.bytesIn);
             // No replies yet: no reply times to show.
             s += t.count > 0 ? tr("Reply time, ms: least %1, median %2, 95% %3, most %4").arg(t.least).arg(t.median).arg(t.p95).arg(t.most)

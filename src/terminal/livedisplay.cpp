@@ -124,17 +124,25 @@ LiveDisplay::Result LiveDisplay::tick()
     Result r;
     QuietWhenClosed quiet(m_prompter, m_link);
     r.flowOk = readFlow(quiet);
+    if (r.flowOk)
+        r.flow = m_state.FlowText.trimmed();
     ConfigReadout readout(m_link, m_state, &quiet);
     if (quiet.lost()) {
         r.stopped = true;
         return r;
     }
     r.unitOk = readout.readEngUnit();
+    if (r.unitOk)
+        r.unit = unitShown(m_state).trimmed();
     if (quiet.lost()) {
         r.stopped = true;
         return r;
     }
     r.totalOk = readout.readTotal();
+    if (r.totalOk)
+        r.total = m_state.TotalText;
+    if (r.totalOk && r.unitOk)
+        r.totalUnit = m_state.totalUnitText().trimmed();
     r.stopped = quiet.lost();
     return r;
 }

@@ -38,17 +38,7 @@ int ask(QWidget *parent, const QString &text, const QString &title, Prompter::Ic
 
 void WidgetPrompter::message(const QString &text, const QString &title, Icon icon)
 {
-    QMessageBox box(boxIcon(icon), title, lines(text), QMessageBox::Ok, m_parent);
-    m_messages << &box;
-    box.exec();
-    m_messages.removeAll(&box);
-}
-
-void WidgetPrompter::closeMessages()
-{
-    for (const QPointer<QMessageBox> &box : std::as_const(m_messages))
-        if (box)
-            box->done(QMessageBox::Ok);
+    ask(m_parent, text, title, icon, QMessageBox::Ok, QMessageBox::Ok);
 }
 
 bool WidgetPrompter::askYesNo(const QString &text, const QString &title, Icon icon)

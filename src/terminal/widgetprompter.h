@@ -2,10 +2,6 @@
 // The windows' Prompter: modal message boxes, input box and file dialogs.
 #include "common/prompter.h"
 
-#include <QList>
-#include <QPointer>
-
-class QMessageBox;
 class QWidget;
 
 class WidgetPrompter : public Prompter
@@ -23,14 +19,9 @@ public:
     QString saveFileName(const QString &title, const QString &proposed, const QString &filter) override;
     void beep() override;
 
-    // Closes the messages still open (an OK box that only reports): what
-    // they said is over, such as a lost connection that came back.
-    void closeMessages();
-
     // "Memory Log (*.MLG)|*.mlg|All Files (*.*)|*.*" to Qt's "Memory Log (*.mlg);;All Files (*)".
     static QString qtFilter(const QString &pairs);
 
 private:
     QWidget *m_parent;
-    QList<QPointer<QMessageBox>> m_messages;
 };

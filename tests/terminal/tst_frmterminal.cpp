@@ -56,7 +56,7 @@ private slots:
     void portLostDuringAutoUpdateCanBeReopened();
     void linkHealthBesideTheWindowAddsUp();
     void reportInLocalTimeWhereTheLastWasSaved();
-    void reconnectReadsTheDeviceAgainAndClosesTheLossBox();
+    void reconnectReadsTheDeviceAgainAndReportsTheLossAsStatus();
     void smallWindowFitsTheDisplayAndThePanels_data();
     void smallWindowFitsTheDisplayAndThePanels();
     void valuesNotReadAreGreyedAndTheTrendHasAGap_data();
@@ -478,8 +478,8 @@ void TestFrmTerminal::linkHealthBesideTheWindowAddsUp()
     QVERIFY(health->isVisible() && !health->isModal() && rig.dialogs.isEmpty());
     QVERIFY(health->frameGeometry().left() > rig.window->frameGeometry().right());
     QVERIFY(rig.child<QLabel>(QStringLiteral("lblHealth"))->text().startsWith(
-        "Frames sent: 11\n  Replies: 8\n  Time-outs: 1\n  Expecting no reply (writes, set point): 2\n"
-        "  Unanswered (awaited, or lost with the connection): 0\n"));
+        "Frames sent: 11\n  Replies: 8\n  Time-outs: 1\n  Lost with the connection: 0\n"
+        "  Expecting no reply (writes, set point): 2\n  Awaiting a reply: 0\n"));
     QTest::mouseClick(health->findChild<QPushButton *>(QStringLiteral("cmdClose")), Qt::LeftButton);
     QTRY_VERIFY(!rig.child<QDialog>(QStringLiteral("frmLinkHealth")));
 }
@@ -505,40 +505,29 @@ void TestFrmTerminal::reportInLocalTimeWhereTheLastWasSaved()
                           QFileInfo(saved).path() + "/report.pdf"}));
 }
 
-void TestFrmTerminal::reconnectReadsTheDeviceAgainAndClosesTheLossBox()
+void TestFrmTerminal::reconnectReadsTheDeviceAgainAndReportsTheLossAsStatus()
 {
-    frmTerminal w; // with its own message boxes
-    auto *device = new SimDevice;
-    auto *port = new SimSerialPort(device);
-    device->setParent(port);
-    w.setPort(port);
-    w.link().setReplyTimeout(200);
-    w.show();
-    w.setReconnect(true);
-    QVERIFY(w.synchronize());
-    QCOMPARE(w.panel(QStringLiteral("MaxFlow"))->text(), QStringLiteral("Max Flow: 5000 L/s"));
+    Rig rig;
+    rig.window->setReconnect(true);
+    QVERIFY(rig.window->synchronize());
+    QCOMPARE(rig.panel(QStringLiteral("MaxFlow")), QStringLiteral("Max Flow: 5000 L/s"));
     SimFaults hangup;
     hangup.hangupAfterFrames = 1;
-    port->setFaults(hangup);
-    // While the loss is on screen another transmitter is put on the line.
-    int lostAt = -1;
-    QTimer::singleShot(500, [&] {
-        port->setFaults(SimFaults());
-        device->setValue(0x105, 4, 4000);
-        lostAt = device->receivedFrames().size();
-    });
-    bool boxLeftOpen = false;
-    QTimer::singleShot(8000, [&] {
-        if (QWidget *box = QApplication::activeModalWidget())
-            boxLeftOpen = box->close();
-    });
-    w.Timer4->setInterval(10);
-    w.mnuAutoS_Click();
-    QTRY_VERIFY_WITH_TIMEOUT(w.autoUpdateOn() && device->receivedFrames().size() > lostAt + 9, 9000);
-    QVERIFY(!boxLeftOpen && !QApplication::activeModalWidget());
-    QCOMPARE(device->receivedFrames().mid(lostAt, 9), kReadoutFrames + QStringList{"R5202:01014F00"});
-    QCOMPARE(w.panel(QStringLiteral("MaxFlow"))->text(), QStringLiteral("Max Flow: 4000 L/s"));
-    QCOMPARE(w.statusText(), QStringLiteral("Status: Reconnected to Simulated transmitter"));
+    rig.port->setFaults(hangup);
+    rig.window->Timer4->setInterval(10);
+    rig.window->mnuAutoS_Click();
+    QTRY_VERIFY(!rig.window->port()->isOpen());
+    // Nothing waits for a click; meanwhile another transmitter is put on the line.
+    QCOMPARE(rig.panel(QStringLiteral("Status")),
+             QStringLiteral("Status: The simulated transmitter hung up Reconnecting to Simulated transmitter..."));
+    QCOMPARE(rig.prompter.entries.size(), 0);
+    rig.port->setFaults(SimFaults());
+    rig.device->setValue(0x105, 4, 4000);
+    const int lostAt = rig.frames().size();
+    QTRY_VERIFY_WITH_TIMEOUT(rig.window->autoUpdateOn() && rig.frames().size() > lostAt + 9, 6000);
+    QCOMPARE(rig.frames().mid(lostAt, 9), kReadoutFrames + QStringList{"R5202:01014F00"});
+    QCOMPARE(rig.panel(QStringLiteral("MaxFlow")), QStringLiteral("Max Flow: 4000 L/s"));
+    QCOMPARE(rig.panel(QStringLiteral("Status")), QStringLiteral("Status: Reconnected to Simulated transmitter"));
 }
 
 void TestFrmTerminal::smallWindowFitsTheDisplayAndThePanels_data()
