@@ -32,6 +32,31 @@ bool readCount(const CliContext &c, const QString &name, int def, int min, int *
     return ok && *out >= min;
 }
 
+// --mqtt and its companions: the broker, its files and the queue's bound.
+// An empty host: no broker. False when something is wrong (said, exit 2).
+bool readMqtt(const CliContext &c, MqttPublisher::Address *broker, int *queue)
+{
+    QString error;
+    const QString ca = c.option(QStringLiteral("mqtt-cafile")), cert = c.option(QStringLiteral("mqtt-cert")),
+                  key = c.option(QStringLiteral("mqtt-key"));
+    if (!readCount(c, QStringLiteral("mqtt-queue"), 10000, 1, queue)) {
+        c.usage(QStringLiteral("--mqtt-queue must be a whole number of readings, 1 or more"));
+        return false;
+    }
+    if (!c.options.contains(QStringLiteral("mqtt"))) {
+        if (c.options.keys().filter(QStringLiteral("mqtt-")).isEmpty())
+            return true;
+        c.usage(QStringLiteral("--mqtt-cafile, --mqtt-cert, --mqtt-key and --mqtt-queue go with --mqtt"));
+        return false;
+    }
+    if (!MqttPublisher::parseUrl(c.option(QStringLiteral("mqtt")), broker, &error)
+        || !MqttPublisher::setTlsFiles(broker, ca, cert, key, &error)) {
+        c.usage(QStringLiteral("--mqtt: ") + error);
+        return false;
+    }
+    return true;
+}
+
 // The totalizer as shown, and as a number.
 void addTotal(QJsonObject &o, const TerminalState &s)
 {
@@ -136,19 +161,19 @@ static CliCommand monitorCommand("monitor",
         if (!readCount(c, QStringLiteral("interval"), 1000, 50, &interval))
             return c.usage(QStringLiteral("--interval must be a whole number of milliseconds, 50 or more"));
         MqttPublisher::Address broker;
-        QString mqttError;
-        if (c.options.contains(QStringLiteral("mqtt"))
-            && !MqttPublisher::parseUrl(c.option(QStringLiteral("mqtt")), &broker, &mqttError))
-            return c.usage(QStringLiteral("--mqtt: ") + mqttError);
+        int mqttQueue = 0;
+        if (!readMqtt(c, &broker, &mqttQueue))
+            return ExitUsage;
         TerminalHost *host = c.host();
         if (!host)
             return ExitUsage;
         // Every reading also goes to the broker; one that is down is reported
-        // once and the display goes on.
+        // once, the display goes on and the readings wait in the queue.
         std::unique_ptr<MqttPublisher> mqtt;
         const QString portName = host->link().port() ? host->link().port()->portName() : QString();
         if (!broker.host.isEmpty()) {
             mqtt = std::make_unique<MqttPublisher>(&host->prompter());
+            mqtt->setQueueLimit(mqttQueue);
             mqtt->start(broker, portName);
         }
         DeviceLink &link = host->link();
@@ -227,8 +252,11 @@ static CliCommand monitorCommand("monitor",
                        << " total " << r.total.value_or(QString()) << " " << r.totalUnit.value_or(QString()) << "\n";
                 c.out->flush();
             }
-            if (mqtt && r.flowOk)
-                mqtt->publish(MqttPublisher::fromState(s, portName, QDateTime::currentMSecsSinceEpoch()));
+            if (mqtt) {
+                mqtt->publish(MqttPublisher::fromState(s, r, portName, QDateTime::currentMSecsSinceEpoch()));
+                if (lost) // the readings stop here: not live any more
+                    mqtt->publishOffline();
+            }
             // A poll cut by a loss that --reconnect mends does not fail the run.
             if (!(lost && again))
                 allOk = allOk && r.ok();

@@ -65,6 +65,9 @@ bool frmTerminal::autoUpdateOn() const
 void frmTerminal::setAutoUpdate(bool on)
 {
     m_link->AutoUpdateOn = on;
+    // What was read before this run stays grey until its first reading.
+    m_flowOk = m_totalOk = false;
+    m_pollAt = QDateTime::currentMSecsSinceEpoch();
     if (on) {
         m_link->TimeoutCount = 0;
         Timer4->start();
@@ -75,6 +78,7 @@ void frmTerminal::setAutoUpdate(bool on)
     }
     if (QAction *b = button(QStringLiteral("StartAS")))
         b->setChecked(on);
+    showReadingAge();
 }
 
 QString frmTerminal::currentFlowText() const
@@ -98,27 +102,52 @@ void frmTerminal::Timer4_Timer()
     }
     // A device operation runs, or an exchange (or a message of this poll)
     // holds the poll off: this tick is skipped and a later one polls.
-    if (gate().busy() || m_link->pollHeld())
+    if (gate().busy() || m_link->pollHeld()) {
+        m_pollSkipped = true;
+        // Nothing was measured meanwhile: a gap, not a line across it.
+        m_trend->breakLine(QDateTime::currentMSecsSinceEpoch());
+        fraTrend->pointAdded();
+        showReadingAge();
         return;
+    }
     if (!m_link->PortOpen() && !m_link->openPort()) {
         setAutoUpdate(false);
+        if (m_mqtt)
+            m_mqtt->publishOffline();
         return;
     }
     // Held for the whole tick; the release starts the timer again.
     m_link->holdPoll();
     LiveDisplay live(*m_link, *m_state, m_prompter);
     const LiveDisplay::Result r = live.tick();
-    showFlowLabels();
+    // A port lost in the middle leaves the last reading on screen, greyed.
+    if (!r.stopped)
+        showFlowLabels();
     // A failed read is a gap in the trend, never a value.
     const qint64 now = QDateTime::currentMSecsSinceEpoch();
+    m_pollSkipped = false;
+    m_pollAt = now;
+    m_flowOk = r.flowOk;
+    m_totalOk = r.totalOk;
+    if (r.ok())
+        m_readingAt = now;
+    // A total this poll did not read is not shown as if it had.
+    if (!r.totalOk && !r.stopped) {
+        Label7->clear();
+        Label12->clear();
+    }
+    showReadingAge();
     if (r.flowOk)
         m_trend->addFlowText(now, m_state->FlowText);
     else
         m_trend->addGap(now);
     fraTrend->setUnit(lblMDEU->text());
     fraTrend->pointAdded();
-    if (r.flowOk && m_mqtt)
-        m_mqtt->publish(MqttPublisher::fromState(*m_state, portName(), now));
+    if (m_mqtt) {
+        m_mqtt->publish(MqttPublisher::fromState(*m_state, r, portName(), now));
+        if (r.stopped) // the port went away: the readings are not live any more
+            m_mqtt->publishOffline();
+    }
     if (!r.stopped && m_recording && m_recordDue) {
         Timer5->stop();
         m_recordDue = false;
@@ -128,6 +157,26 @@ void frmTerminal::Timer4_Timer()
             mnuFileALogC_Click();  // stops recording and reports why the log could not be saved
     }
     m_link->releasePoll();
+}
+
+int frmTerminal::staleAfterMs() const
+{
+    // Two missed ticks and a reply time-out: a slow poll is not yet stale.
+    return 2 * Timer4->interval() + m_link->replyTimeout();
+}
+
+void frmTerminal::showReadingAge()
+{
+    const qint64 now = QDateTime::currentMSecsSinceEpoch();
+    const bool live = m_link->PortOpen() && m_link->AutoUpdateOn && !m_pollSkipped && now - m_pollAt <= staleAfterMs();
+    lblMDRe->setEnabled(live && m_flowOk);
+    lblMDEU->setEnabled(live && m_flowOk);
+    Label7->setEnabled(live && m_totalOk);
+    Label12->setEnabled(live && m_totalOk);
+    const bool old = m_readingAt > 0 && !(live && m_flowOk && m_totalOk);
+    lblSince->setText(old ? tr("No reading since %1").arg(QDateTime::fromMSecsSinceEpoch(m_readingAt).toString(QStringLiteral("HH:mm:ss")))
+                          : QString());
+    lblSince->setVisible(old);
 }
 
 void frmTerminal::Timer5_Timer()
@@ -171,6 +220,13 @@ void frmTerminal::TimerM_Timer()
     } else {
         lblConnectTime->setText(tr("Closed"));
     }
+    // Every exchange of a long operation restarts Timer4, so its ticks may
+    // not even be skipped: a poll overdue is a gap all the same.
+    if (m_link->AutoUpdateOn && QDateTime::currentMSecsSinceEpoch() - m_pollAt > staleAfterMs()) {
+        m_trend->breakLine(QDateTime::currentMSecsSinceEpoch());
+        fraTrend->pointAdded();
+    }
+    showReadingAge();
     // Replies and time-outs so far: the silent misses of the auto update show here.
     setPanelText(QStringLiteral("Link"), QStringLiteral("Link: %1 ok, %2 time-outs")
                                              .arg(m_link->health.replies)
@@ -199,7 +255,9 @@ void frmTerminal::applyTrendSettings()
     });
     const QString broker = CommSettings::extraValue(QStringLiteral("Mqtt/Broker"));
     if (!broker.isEmpty())
-        setMqttBroker(broker);
+        setMqttBroker(broker, CommSettings::extraValue(QStringLiteral("Mqtt/CaFile")),
+                      CommSettings::extraValue(QStringLiteral("Mqtt/CertFile")),
+                      CommSettings::extraValue(QStringLiteral("Mqtt/KeyFile")));
 }
 
 void frmTerminal::mnuOptionsTrend_Click()
@@ -213,28 +271,50 @@ void frmTerminal::mnuOptionsTrend_Click()
 
 void frmTerminal::mnuOptionsMqtt_Click()
 {
+    const auto key = [](const char *name) { return QStringLiteral("Mqtt/") + QLatin1String(name); };
     QString url;
-    if (!m_prompter->inputBox(QStringLiteral("MQTT broker for the readings, as mqtt://HOST[:PORT]/TOPIC "
+    if (!m_prompter->inputBox(QStringLiteral("MQTT broker for the readings, as mqtt[s]://[USER[:PASSWORD]@]HOST[:PORT]/TOPIC "
                                              "(empty: publish nothing):"),
-                              QStringLiteral("System Monitor"), CommSettings::extraValue(QStringLiteral("Mqtt/Broker")),
-                              &url))
+                              QStringLiteral("System Monitor"), CommSettings::extraValue(key("Broker")), &url))
         return;
     url = url.trimmed();
-    if (setMqttBroker(url))
-        CommSettings::setExtraValue(QStringLiteral("Mqtt/Broker"), url);
+    // An encrypted broker: its CA (none chosen: the system's), then a client
+    // certificate and its key if the broker asks for one.
+    QString ca, cert, keyFile;
+    if (url.startsWith(QLatin1String("mqtts://"))) {
+        const QString pem = QStringLiteral("Certificates (*.pem *.crt *.key);;All files (*)");
+        ca = m_prompter->openFileName(QStringLiteral("CA certificate of the broker (Cancel: the system's)"),
+                                      CommSettings::extraValue(key("CaFile")), pem);
+        cert = m_prompter->openFileName(QStringLiteral("Client certificate (Cancel: none)"),
+                                        CommSettings::extraValue(key("CertFile")), pem);
+        if (!cert.isEmpty())
+            keyFile = m_prompter->openFileName(QStringLiteral("Key of the client certificate"),
+                                               CommSettings::extraValue(key("KeyFile")), pem);
+    }
+    if (!setMqttBroker(url, ca, cert, keyFile))
+        return;
+    CommSettings::setExtraValue(key("Broker"), url);
+    CommSettings::setExtraValue(key("CaFile"), ca);
+    CommSettings::setExtraValue(key("CertFile"), cert);
+    CommSettings::setExtraValue(key("KeyFile"), keyFile);
 }
 
-bool frmTerminal::setMqttBroker(const QString &url)
+bool frmTerminal::setMqttBroker(const QString &url, const QString &caFile, const QString &certFile,
+                                const QString &keyFile)
 {
     MqttPublisher::Address a;
     QString error;
-    if (!url.isEmpty() && !MqttPublisher::parseUrl(url, &a, &error)) {
+    if (!url.isEmpty()
+        && (!MqttPublisher::parseUrl(url, &a, &error)
+            || !MqttPublisher::setTlsFiles(&a, caFile, certFile, keyFile, &error))) {
         m_prompter->message(QStringLiteral("Not a broker address: ") + url + QStringLiteral("\r") + error);
         return false;
     }
     m_mqtt.reset();
     if (!url.isEmpty()) {
+        // Long runs keep what waits for the broker on disk, for the next start too.
         m_mqtt = std::make_unique<MqttPublisher>(m_prompter);
+        m_mqtt->setSpoolFile(MqttPublisher::spoolPath(a));
         m_mqtt->start(a, portName());
     }
     return true;
