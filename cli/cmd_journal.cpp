@@ -41,6 +41,7 @@ QJsonObject jsonLine(const JournalRecord &r)
             {QStringLiteral("before"), orNull(r.before)},
             {QStringLiteral("written"), r.written},
             {QStringLiteral("verified"), r.verified},
+            {QStringLiteral("outcome"), r.outcomeText()},
             {QStringLiteral("read_back"), orNull(r.readBack)}};
 }
 
@@ -54,9 +55,7 @@ QString line(const JournalRecord &r)
                        QStringLiteral("%1").arg(r.width, 2, 10, QLatin1Char('0')), name,
                        QStringLiteral("before ") + (r.beforeKnown() ? r.before : QStringLiteral("unknown")),
                        QStringLiteral("written ") + r.written,
-                       r.verified ? QStringLiteral("verified")
-                                  : QStringLiteral("failed, read back ")
-                                        + (r.readBack.isEmpty() ? QStringLiteral("nothing") : r.readBack)}
+                       r.outcomeText()}
         .join(QLatin1String("  "));
 }
 

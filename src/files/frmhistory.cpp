@@ -120,7 +120,7 @@ void frmHistory::showRecords()
         const QString name = p && p->width == r.width ? (p->control.isEmpty() ? p->alias : p->control) : QString();
         const QStringList cells = {r.time, r.port, r.operation, r.source, r.address, name,
                                    r.beforeKnown() ? r.before : QStringLiteral("unknown"), r.written,
-                                   r.verified ? QStringLiteral("verified") : QStringLiteral("failed, read back ") + r.readBack};
+                                   r.outcomeText()};
         for (int c = 0; c < cells.size(); ++c)
             grdHistory->setItem(row, c, new QTableWidgetItem(cells[c]));
     }

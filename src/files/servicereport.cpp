@@ -153,7 +153,7 @@ private:
 
 QString outcome(const JournalRecord &r)
 {
-    return r.verified ? QStringLiteral("verified") : QStringLiteral("failed, read back ") + r.readBack;
+    return r.outcomeText();
 }
 
 const Parameter *parameterOf(const JournalRecord &r)
