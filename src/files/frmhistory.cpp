@@ -35,6 +35,8 @@ frmHistory::frmHistory(TerminalHost &host, const QString &journalPath, QWidget *
     cmdUndo->setObjectName(QStringLiteral("cmdUndo"));
     cmdClose = new QPushButton(QStringLiteral("Close"), this);
     cmdClose->setObjectName(QStringLiteral("cmdClose"));
+    cmdOlder = new QPushButton(QStringLiteral("Show Older"), this);
+    cmdOlder->setObjectName(QStringLiteral("cmdOlder"));
 
     cboPort = new QComboBox(this);
     cboPort->setObjectName(QStringLiteral("cboPort"));
@@ -49,6 +51,7 @@ frmHistory::frmHistory(TerminalHost &host, const QString &journalPath, QWidget *
     filters->addStretch();
 
     auto *buttons = new QHBoxLayout;
+    buttons->addWidget(cmdOlder);
     buttons->addStretch();
     buttons->addWidget(cmdUndo);
     buttons->addWidget(cmdClose);
@@ -60,6 +63,10 @@ frmHistory::frmHistory(TerminalHost &host, const QString &journalPath, QWidget *
 
     connect(cmdUndo, &QPushButton::clicked, this, &frmHistory::cmdUndo_Click);
     connect(cmdClose, &QPushButton::clicked, this, &QDialog::reject);
+    connect(cmdOlder, &QPushButton::clicked, this, [this] {
+        m_limit *= 2;
+        reload();
+    });
     connect(cboPort, &QComboBox::currentIndexChanged, this, &frmHistory::showRecords);
     connect(cboDate, &QComboBox::currentIndexChanged, this, &frmHistory::showRecords);
     connect(&host.gate(), &OperationGate::busyChanged, this, [this](bool busy) {
@@ -91,7 +98,10 @@ void fillFilter(QComboBox *box, const QString &all, QStringList values)
 void frmHistory::reload()
 {
     QString error;
-    m_records = m_journal.records(&error);
+    // The newest records only, read from the end: a long journal opens as
+    // fast as a short one; older ones come on request.
+    m_records = m_journal.newest(m_limit, &error);
+    cmdOlder->setEnabled(m_records.size() >= m_limit);
     if (!error.isEmpty())
         m_host.prompter().message(error, QStringLiteral("System Monitor"), Prompter::Exclamation);
     QStringList ports, dates;

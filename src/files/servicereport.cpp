@@ -16,6 +16,13 @@ bool ServiceReport::build(const ConfigTable &asFound, const TerminalState &asLef
 {
     if (!ConfigCompare::compare(asFound, ConfigTable::fromTerminal(asLeft), &rows, error))
         return false;
+    for (CompareRow &r : rows) {
+        if (r.address != QLatin1String("0138"))
+            continue;
+        // The access code: whether it is set and whether it changed, not its digits.
+        r.valueA = r.valueA.isEmpty() ? QString() : QStringLiteral("set");
+        r.valueB = r.valueB.isEmpty() ? QString() : r.differs ? QStringLiteral("changed") : QStringLiteral("set");
+    }
     device = asLeft.DeviceLabel.trimmed();
     flowUnit = asLeft.unitText().trimmed();
     tenths = asLeft.tenthsMode();
@@ -151,8 +158,18 @@ private:
     int m_page = 0;
 };
 
+// The device password (also the rescale code) never goes to the customer:
+// a write that touches its bytes shows that it was set or changed, no digits.
+bool touchesCode(const JournalRecord &r)
+{
+    const int first = r.address.toInt(nullptr, 16);
+    return first < 0x13A && 0x138 < first + r.width;
+}
+
 QString outcome(const JournalRecord &r)
 {
+    if (touchesCode(r) && r.state == JournalRecord::Done && !r.verified)
+        return QStringLiteral("failed");
     return r.outcomeText();
 }
 
@@ -163,10 +180,12 @@ const Parameter *parameterOf(const JournalRecord &r)
 }
 
 // A parameter's data as its value, with the bytes after it; raw memory as hex.
-QString dataText(const JournalRecord &r, const QString &data, bool tenths)
+QString dataText(const JournalRecord &r, const QString &data, bool tenths, const QString &mask)
 {
     if (data.isEmpty())
         return QStringLiteral("unknown");
+    if (touchesCode(r))
+        return mask;
     if (!parameterOf(r))
         return data;
     return ConfigCompare::readable(r.address, data, tenths) + QStringLiteral(" (") + data + QLatin1Char(')');
@@ -274,7 +293,8 @@ QByteArray ServiceReport::pdf() const
         for (const JournalRecord &r : records)
             pages.row(wcols, {r.time, r.operation.isEmpty() ? r.source : r.operation, r.address,
                               parameterOf(r) ? parameterOf(r)->title : QStringLiteral("memory"),
-                              dataText(r, r.before, tenths), dataText(r, r.written, tenths), outcome(r)});
+                              dataText(r, r.before, tenths, QStringLiteral("set")),
+                              dataText(r, r.written, tenths, QStringLiteral("changed")), outcome(r)});
 
         if (!samples.isEmpty()) {
             pages.need(300); // the header and its chart on one page

@@ -31,6 +31,8 @@ class TestCompareCli : public QObject
 private slots:
     void compareImportJournalAndUndo();
     void flowlogAndRefusals();
+    void tablesAndOutputsRefused_data();
+    void tablesAndOutputsRefused();
     void importWindowMarksAndWritesChangedRowsOnly();
     void historyWindowListsAndUndoes();
     void reportFromTheWindow();
@@ -251,6 +253,57 @@ void TestCompareCli::flowlogAndRefusals()
              qPrintable(r.err));
 }
 
+// A table naming an address twice is refused by every reader, with both
+// lines; an output that is an input of the same command, however spelled,
+// is refused and nothing is written; a table with bare CR line ends reads.
+void TestCompareCli::tablesAndOutputsRefused_data()
+{
+    QTest::addColumn<QStringList>("args");
+    QTest::addColumn<int>("code");
+    QTest::addColumn<QString>("err");
+    const QString dup = QStringLiteral("quorin-cli: d.epr, line 5: the address 0134 is named again; line 4 names it first\n");
+    QTest::newRow("compare, twice named") << QStringList{"compare", "d.epr", "t.epr"} << 2 << dup;
+    QTest::newRow("compare with the device") << QStringList{"--sim", "compare", "d.epr"} << 2 << dup;
+    QTest::newRow("import") << QStringList{"--sim", "import", "d.epr", "--changed", "--yes"} << 2 << dup;
+    QTest::newRow("report as found") << QStringList{"--sim", "report", "r.pdf", "--as-found", "d.epr"} << 2 << dup;
+    const QString same = QStringLiteral("quorin-cli: %1 is read by this command; it cannot also be the output\n");
+    QTest::newRow("report over its table") << QStringList{"--sim", "report", "t.epr", "--as-found", "t.epr", "--yes"} << 2
+                                           << same.arg("t.epr");
+    QTest::newRow("spelled ./") << QStringList{"--sim", "report", "./t.epr", "--as-found", "t.epr", "--yes"} << 2
+                                << same.arg("./t.epr");
+    QTest::newRow("spelled ..") << QStringList{"--sim", "report", "../x/t.epr", "--as-found", "t.epr", "--yes"} << 2
+                                << same.arg("../x/t.epr");
+    QTest::newRow("through a link") << QStringList{"--sim", "report", "l.epr", "--as-found", "t.epr", "--yes"} << 2
+                                    << same.arg("l.epr");
+    QTest::newRow("bare CR line ends") << QStringList{"compare", "cr.epr", "t.epr"} << 0 << QString();
+}
+
+void TestCompareCli::tablesAndOutputsRefused()
+{
+    QFETCH(QStringList, args);
+    QFETCH(int, code);
+    QFETCH(QString, err);
+    QTemporaryDir root;
+    QVERIFY(QDir(root.path()).mkdir(QStringLiteral("x")));
+    const QString dir = root.filePath(QStringLiteral("x"));
+    QVERIFY(QDir::setCurrent(dir));
+    QCOMPARE(runCli({QStringLiteral("--sim"), QStringLiteral("export"), QStringLiteral("t.epr")}).code, 0);
+    QByteArray table = WindowRig::contents(QStringLiteral("t.epr"));
+    QList<QByteArray> lines = table.split('\n');
+    lines[4].replace("\"014D\"", "\"0134\"");
+    QFile d(QStringLiteral("d.epr")), cr(QStringLiteral("cr.epr"));
+    QVERIFY(d.open(QIODevice::WriteOnly) && d.write(lines.join('\n')) > 0 && cr.open(QIODevice::WriteOnly)
+            && cr.write(QByteArray(table).replace("\r\n", "\r")) > 0);
+    d.close();
+    cr.close();
+    QVERIFY(QFile::link(QStringLiteral("t.epr"), QStringLiteral("l.epr")));
+    const CliRun r = runCli(args);
+    QVERIFY2(r.err.endsWith(err) && r.err.count(QLatin1String("quorin-cli")) == int(!err.isEmpty()), qPrintable(r.err));
+    QCOMPARE(r.code, code);
+    QCOMPARE(WindowRig::contents(QStringLiteral("t.epr")), table);
+    QVERIFY(!QFile::exists(QStringLiteral("r.pdf")));
+}
+
 void TestCompareCli::importWindowMarksAndWritesChangedRowsOnly()
 {
     SimRig rig;
@@ -332,6 +385,18 @@ void TestCompareCli::historyWindowListsAndUndoes()
     rig.prompter.answers << true;
     w.cmdUndo_Click();
     QCOMPARE(rig.prompter.texts().last(), QStringLiteral("Undo failed: the write of 0FA0 at 0134 was not verified; undo stopped"));
+
+    // A long journal shows its newest 500 writes; older ones on request.
+    for (int i = 0; i < 500; ++i)
+        QVERIFY(rig.session.journal().append({"t", "COM9", "o", "s", "0170", 4, "", "00000002", true, "00000002", {}, {}, {}}, &error));
+    port->setCurrentIndex(0);
+    w.reload();
+    auto *older = w.findChild<QPushButton *>(QStringLiteral("cmdOlder"));
+    QCOMPARE(grid->rowCount(), 500);
+    QVERIFY(older->isEnabled());
+    older->click();
+    QCOMPARE(grid->rowCount(), 506);
+    QVERIFY(!older->isEnabled());
 }
 
 void TestCompareCli::reportFromTheWindow()
@@ -340,6 +405,7 @@ void TestCompareCli::reportFromTheWindow()
     frmTerminal &w = *rig.window;
     QVERIFY(w.synchronize()); // as found
     QCOMPARE(w.link().WriteRamData("02", "0134", "0FA0"), QStringLiteral("0FA0"));
+    QCOMPARE(w.link().WriteRamData("02", "0138", "2B67"), QStringLiteral("2B67"));
     QCOMPARE(FlowLogReadout(w).read(0x300), FlowLogReadout::Completed);
     rig.device->setValue(0x170, 4, 900); // changed on the device: read again for as left
     const QString path = rig.dir.filePath(QStringLiteral("r.pdf"));
@@ -347,7 +413,11 @@ void TestCompareCli::reportFromTheWindow()
     w.mnuSaveReport_Click();
     QCOMPARE(rig.prompter.texts().last(), QStringLiteral("Service report has been saved."));
     const QString text = pdfText(path);
-    QCOMPARE(changedRows(text), QStringList({QStringLiteral("0134"), QStringLiteral("0170")}));
+    QCOMPARE(changedRows(text), QStringList({QStringLiteral("0134"), QStringLiteral("0170"), QStringLiteral("0138")}));
+    // The access code shows as set and changed, never its digits.
+    QVERIFY2(text.contains(QRegularExpression(QStringLiteral("\n0138 +device password +set +changed +CHANGED\n"))), qPrintable(text));
+    QVERIFY2(text.contains(QRegularExpression(QStringLiteral("0138 +device password +set +changed +verified\n"))), qPrintable(text));
+    QVERIFY(!text.contains(QLatin1String("11111")) && !text.contains(QLatin1String("2B67")));
     QVERIFY2(text.contains(QRegularExpression(QStringLiteral("0134 +high frequency cut-off +Hz +1000 +4000 +CHANGED"))), qPrintable(text));
     QVERIFY2(text.contains(QRegularExpression(QStringLiteral("0134 +high frequency cut-off +1000 \\(03E8\\) +4000 \\(0FA0\\) +verified"))),
              qPrintable(text));

@@ -24,6 +24,22 @@ private slots:
     void journalReadFromTheEndAcrossRotatedParts();
 };
 
+namespace {
+
+JournalRecord record(const QString &port, const QString &written)
+{
+    JournalRecord r;
+    r.time = QStringLiteral("t");
+    r.port = port;
+    r.address = QStringLiteral("0100");
+    r.width = 1;
+    r.before = QStringLiteral("05");
+    r.written = written;
+    return r;
+}
+
+} // namespace
+
 void TestWritePath::everyWriterJournalsAheadAndKeepsTheCopy_data()
 {
     QTest::addColumn<int>("writer");
@@ -33,7 +49,7 @@ void TestWritePath::everyWriterJournalsAheadAndKeepsTheCopy_data()
     QTest::newRow("calibration") << 1 << "0118" << "0000303A";
     QTest::newRow("back door") << 2 << "01E4" << "02";
     QTest::newRow("import") << 3 << "0170" << "00000384";
-    QTest::newRow("verify fails: the copy takes the read-back") << 4 << "0134" << "0BB8";
+    QTest::newRow("verify fails: the copy keeps what it showed") << 4 << "0134" << "0BB8";
 }
 
 void TestWritePath::everyWriterJournalsAheadAndKeepsTheCopy()
@@ -121,7 +137,7 @@ void TestWritePath::typedFramesAndInterruptedWritesAreRecorded()
     QCOMPARE(last[0].beforeKnown(), false);
 
     // An intent whose outcome never came reads as interrupted, whichever way it is read.
-    JournalRecord cut{"t", "COM3", "o", "s", "0100", 1, "05", "06"};
+    JournalRecord cut = record("COM3", "06");
     QTemporaryDir dir;
     WriteJournal j(dir.filePath(QStringLiteral("j.jsonl")));
     QVERIFY(j.appendIntent(cut, &error));
@@ -143,7 +159,7 @@ void TestWritePath::journalReadFromTheEndAcrossRotatedParts()
     j.setRotateBytes(600);
     QString error;
     for (int i = 0; i < 12; ++i) {
-        JournalRecord r{"t", i % 2 ? "COM1" : "COM2", "o", "s", "0100", 1, "05", QStringLiteral("%1").arg(i, 2, 16, QLatin1Char('0')).toUpper()};
+        JournalRecord r = record(i % 2 ? "COM1" : "COM2", QStringLiteral("%1").arg(i, 2, 16, QLatin1Char('0')).toUpper());
         QVERIFY(j.appendIntent(r, &error));
         r.verified = true;
         QVERIFY(j.appendOutcome(r, &error));
