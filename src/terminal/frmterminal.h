@@ -95,6 +95,8 @@ public:
     void mnuFileALogC_Click();
     void mnuOALF_Click();
     void mnuSaveReport_Click();
+    // The next readout is the configuration as found of a new service record.
+    void mnuNewServiceRecord_Click();
     void mnuCommandsFlow_Click();
     void mnuAutoS_Click();
     void mnuMonitor_Click();

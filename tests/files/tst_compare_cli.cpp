@@ -423,6 +423,18 @@ void TestCompareCli::reportFromTheWindow()
              qPrintable(text));
     QVERIFY(text.contains(QRegularExpression(QStringLiteral("Samples +254\n"))));
 
+    // The port opened again, or File > New Service Record: the next readout is as found, no writes before it.
+    for (const auto &restart : {std::function<void()>([&] { w.mnuOpen_Click(); w.mnuOpen_Click(); }),
+                                std::function<void()>([&] { w.menuItem(QStringLiteral("mnuNewServiceRecord"))->trigger(); })}) {
+        rig.device->setValue(0x134, 2, 1500);
+        restart();
+        rig.prompter.fileNames = {path};
+        rig.prompter.answers << true;
+        w.mnuSaveReport_Click();
+        QVERIFY2(pdfText(path).contains(QLatin1String("0 of 24 parameters")) && !pdfText(path).contains(QLatin1String("Written")),
+                 qPrintable(pdfText(path)));
+    }
+
     // A readout that fails makes no report and says nothing of one.
     SimFaults silent;
     silent.noAnswer = true;
