@@ -123,13 +123,13 @@ static CliCommand importCommand("import",
         ConfigImport import(*host);
         QList<int> entries = import.uploadEntries();
         if (only) {
-            QList<int> chosen;
-            for (int e : named)
-                if (entries.contains(e))
-                    chosen << e;
-                else
-                    *c.err << "import: " << table.row(e).Address << " is left out: the device is in tenths mode\n";
-            entries = chosen;
+            // A row named that this device cannot take refuses the whole
+            // command: the technician asked for it by name.
+            for (int e : std::as_const(named))
+                if (!entries.contains(e))
+                    return c.usage(QStringLiteral("%1 cannot be written: the device is in tenths mode; nothing was written")
+                                       .arg(table.row(e).Address));
+            entries = named;
         }
         // Live rows named with --only are the technician's explicit choice.
         if (c.flag(QStringLiteral("changed")))

@@ -261,21 +261,30 @@ void TestCompareCli::tablesAndOutputsRefused_data()
     QTest::addColumn<QStringList>("args");
     QTest::addColumn<int>("code");
     QTest::addColumn<QString>("err");
+    QTest::addColumn<QString>("out");
     const QString dup = QStringLiteral("quorin-cli: d.epr, line 5: the address 0134 is named again; line 4 names it first\n");
-    QTest::newRow("compare, twice named") << QStringList{"compare", "d.epr", "t.epr"} << 2 << dup;
-    QTest::newRow("compare with the device") << QStringList{"--sim", "compare", "d.epr"} << 2 << dup;
-    QTest::newRow("import") << QStringList{"--sim", "import", "d.epr", "--changed", "--yes"} << 2 << dup;
-    QTest::newRow("report as found") << QStringList{"--sim", "report", "r.pdf", "--as-found", "d.epr"} << 2 << dup;
+    QTest::newRow("compare, twice named") << QStringList{"compare", "d.epr", "t.epr"} << 2 << dup << QString();
+    QTest::newRow("compare with the device") << QStringList{"--sim", "compare", "d.epr"} << 2 << dup << QString();
+    QTest::newRow("import") << QStringList{"--sim", "import", "d.epr", "--changed", "--yes"} << 2 << dup << QString();
+    QTest::newRow("report as found") << QStringList{"--sim", "report", "r.pdf", "--as-found", "d.epr"} << 2 << dup << QString();
     const QString same = QStringLiteral("quorin-cli: %1 is read by this command; it cannot also be the output\n");
     QTest::newRow("report over its table") << QStringList{"--sim", "report", "t.epr", "--as-found", "t.epr", "--yes"} << 2
-                                           << same.arg("t.epr");
+                                           << same.arg("t.epr") << QString();
     QTest::newRow("spelled ./") << QStringList{"--sim", "report", "./t.epr", "--as-found", "t.epr", "--yes"} << 2
-                                << same.arg("./t.epr");
+                                << same.arg("./t.epr") << QString();
     QTest::newRow("spelled ..") << QStringList{"--sim", "report", "../x/t.epr", "--as-found", "t.epr", "--yes"} << 2
-                                << same.arg("../x/t.epr");
+                                << same.arg("../x/t.epr") << QString();
     QTest::newRow("through a link") << QStringList{"--sim", "report", "l.epr", "--as-found", "t.epr", "--yes"} << 2
-                                    << same.arg("l.epr");
-    QTest::newRow("bare CR line ends") << QStringList{"compare", "cr.epr", "t.epr"} << 0 << QString();
+                                    << same.arg("l.epr") << QString();
+    QTest::newRow("bare CR line ends") << QStringList{"compare", "cr.epr", "t.epr"} << 0 << QString() << QString();
+    QTest::newRow("empty data is no 0") << QStringList{"compare", "e.epr", "t.epr"} << 1 << QString()
+                                        << "\n0    0100  txtMeasureInter (measuring interval)                      (empty)           50                differs\n";
+    QTest::newRow("the same value, wider") << QStringList{"compare", "w.epr", "t.epr"} << 0 << QString() << "\n1    0105";
+    QTest::newRow("json names the counter word") << QStringList{"compare", "t.epr", "t.epr", "--json"} << 0 << QString()
+                                                 << "\"name\":\"total-counter\"";
+    QTest::newRow("a row the device cannot take, named")
+        << QStringList{"--sim", "--preset", "tenths", "import", "t.epr", "--only", "coefficient-a", "--yes"} << 2
+        << QStringLiteral("quorin-cli: 012D cannot be written: the device is in tenths mode; nothing was written\n") << QString();
 }
 
 void TestCompareCli::tablesAndOutputsRefused()
@@ -283,6 +292,7 @@ void TestCompareCli::tablesAndOutputsRefused()
     QFETCH(QStringList, args);
     QFETCH(int, code);
     QFETCH(QString, err);
+    QFETCH(QString, out);
     QTemporaryDir root;
     QVERIFY(QDir(root.path()).mkdir(QStringLiteral("x")));
     const QString dir = root.filePath(QStringLiteral("x"));
@@ -291,6 +301,12 @@ void TestCompareCli::tablesAndOutputsRefused()
     QByteArray table = WindowRig::contents(QStringLiteral("t.epr"));
     QList<QByteArray> lines = table.split('\n');
     lines[4].replace("\"014D\"", "\"0134\"");
+    for (const auto &[name, data] : {std::pair{"e.epr", "\"\""}, std::pair{"w.epr", "\"0000001388\""}}) {
+        QList<QByteArray> edited = table.split('\n');
+        edited[QByteArray(name) == "e.epr" ? 0 : 1].replace(QByteArray(name) == "e.epr" ? "\"32\"" : "\"00001388\"", data);
+        QFile f(QString::fromLatin1(name));
+        QVERIFY(f.open(QIODevice::WriteOnly) && f.write(edited.join('\n')) > 0);
+    }
     QFile d(QStringLiteral("d.epr")), cr(QStringLiteral("cr.epr"));
     QVERIFY(d.open(QIODevice::WriteOnly) && d.write(lines.join('\n')) > 0 && cr.open(QIODevice::WriteOnly)
             && cr.write(QByteArray(table).replace("\r\n", "\r")) > 0);
@@ -300,6 +316,7 @@ void TestCompareCli::tablesAndOutputsRefused()
     const CliRun r = runCli(args);
     QVERIFY2(r.err.endsWith(err) && r.err.count(QLatin1String("quorin-cli")) == int(!err.isEmpty()), qPrintable(r.err));
     QCOMPARE(r.code, code);
+    QVERIFY2(r.out.contains(out), qPrintable(r.out));
     QCOMPARE(WindowRig::contents(QStringLiteral("t.epr")), table);
     QVERIFY(!QFile::exists(QStringLiteral("r.pdf")));
 }
