@@ -116,16 +116,36 @@ public:
         f.setStyleStrategy(QFont::PreferNoShaping);
         m_painter.setFont(f);
     }
-    // One line of cells at the given left edges, each cut to its column.
+    // The flags that lay a cell out in its column: wrapped at words, and
+    // anywhere when one word is wider than the column. Nothing is cut.
+    int flags(const QString &cell, qreal width) const
+    {
+        const int words = Qt::AlignLeft | Qt::AlignVCenter | Qt::TextWordWrap;
+        const QRectF need = m_painter.fontMetrics().boundingRect(QRect(0, 0, int(width), 10000), words, cell);
+        return need.width() > width ? (Qt::AlignLeft | Qt::AlignVCenter | Qt::TextWrapAnywhere) : words;
+    }
+    static qreal right(const QList<qreal> &left, int i, qreal width) { return i + 1 < left.size() ? left[i + 1] - 4 : width; }
+    // The height a line of cells takes, at least `height`.
+    qreal heightOf(const QList<qreal> &left, const QStringList &cells, qreal height = 13) const
+    {
+        qreal h = height;
+        for (int i = 0; i < cells.size() && i < left.size(); ++i) {
+            const qreal w = right(left, i, m_width) - left[i];
+            h = std::max<qreal>(h, m_painter.fontMetrics().boundingRect(QRect(0, 0, int(w), 10000), flags(cells[i], w),
+                                                                       cells[i]).height() + 2);
+        }
+        return h;
+    }
+    // One line of cells at the given left edges, a long one wrapped in its column.
     void row(const QList<qreal> &left, const QStringList &cells, qreal height = 13)
     {
-        need(height);
+        const qreal h = heightOf(left, cells, height);
+        need(h);
         for (int i = 0; i < cells.size() && i < left.size(); ++i) {
-            const qreal right = i + 1 < left.size() ? left[i + 1] - 4 : m_width;
-            m_painter.drawText(QRectF(left[i], m_y, right - left[i], height), Qt::AlignLeft | Qt::AlignVCenter,
-                               m_painter.fontMetrics().elidedText(cells[i], Qt::ElideRight, int(right - left[i])));
+            const qreal w = right(left, i, m_width) - left[i];
+            m_painter.drawText(QRectF(left[i], m_y, w, h), flags(cells[i], w), cells[i]);
         }
-        m_y += height;
+        m_y += h;
     }
     void section(const QString &title)
     {
@@ -261,19 +281,19 @@ QByteArray ServiceReport::pdf() const
                          QStringLiteral("As found"), QStringLiteral("As left"), QString()});
         for (const CompareRow &r : rows) {
             const bool changed = r.differs && !r.live;
-            pages.need(13);
-            if (changed)
-                p.fillRect(QRectF(0, pages.y(), pages.width(), 13), QColor(255, 236, 160));
             pages.font(8, changed);
             const QString mark = r.live ? (r.differs ? QStringLiteral("live, moved") : QStringLiteral("live"))
                                         : (changed ? QStringLiteral("CHANGED") : QString());
             // A unit that changed goes with each value, so neither is read in the other's.
             const QString found = unitOf(r, false), left = unitOf(r, true);
-            if (found == left)
-                pages.row(cols, {r.address, r.name, left, r.valueA, r.valueB, mark});
-            else
-                pages.row(cols, {r.address, r.name, QString(), r.valueA + QLatin1Char(' ') + found,
-                                 r.valueB + QLatin1Char(' ') + left, mark});
+            const QStringList cells = found == left ? QStringList{r.address, r.name, left, r.valueA, r.valueB, mark}
+                                                    : QStringList{r.address, r.name, QString(), r.valueA + QLatin1Char(' ') + found,
+                                                                  r.valueB + QLatin1Char(' ') + left, mark};
+            const qreal h = pages.heightOf(cols, cells);
+            pages.need(h);
+            if (changed)
+                p.fillRect(QRectF(0, pages.y(), pages.width(), h), QColor(255, 236, 160));
+            pages.row(cols, cells);
         }
         pages.font(7);
         pages.row({0}, {QStringLiteral("Live values move on by themselves while the device runs; they are not "
@@ -300,8 +320,12 @@ QByteArray ServiceReport::pdf() const
             pages.need(300); // the header and its chart on one page
             pages.section(QStringLiteral("Flow log"));
             pages.row({0, 110}, {QStringLiteral("Samples"), QString::number(samples.size())});
-            pages.row({0, 110}, {QStringLiteral("Full-scale flow"), QString::number(logFullScale)});
-            pages.row({0, 110}, {QStringLiteral("Scaling factor"), QString::number(logScaling)});
+            // As the device holds them: the full scale in tenths when coefficient A says so.
+            pages.row({0, 110}, {QStringLiteral("Full-scale flow"),
+                                 ConfigCompare::readable(QStringLiteral("0105"), ParameterMap::padHex(quint32(logFullScale), 4), tenths)
+                                     + QLatin1Char(' ') + flowUnit});
+            pages.row({0, 110}, {QStringLiteral("Scaling factor"),
+                                 QString::number(logScaling) + QLatin1Char(' ') + ParameterMap::unit(QStringLiteral("0118"))});
             pages.row({0, 110}, {QStringLiteral("Fluid density"), QString::number(logDensity)});
             pages.need(220);
             drawChart(p, QRectF(0, pages.y() + 6, pages.width(), 210), samples);

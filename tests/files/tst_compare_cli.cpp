@@ -7,6 +7,7 @@
 #include "files/configtable.h"
 #include "files/frmhistory.h"
 #include "files/frmimporte.h"
+#include "files/servicereport.h"
 #include "session/writejournal.h"
 #include "support/clirun.h"
 #include "support/fulldisk.h"
@@ -36,6 +37,7 @@ private slots:
     void importWindowMarksAndWritesChangedRowsOnly();
     void historyWindowListsAndUndoes();
     void reportFromTheWindow();
+    void reportCellsWholeAndInTenths();
     void journalThatCannotBeWrittenIsReportedOnce_data();
     void journalThatCannotBeWrittenIsReportedOnce();
 };
@@ -461,6 +463,21 @@ void TestCompareCli::reportFromTheWindow()
     w.mnuSaveReport_Click();
     QVERIFY(!QFile::exists(path + "2"));
     QVERIFY(!rig.prompter.texts().contains(QStringLiteral("Service report has been saved.")));
+}
+
+void TestCompareCli::reportCellsWholeAndInTenths()
+{
+    SimRig rig(QStringLiteral("tenths"));
+    QVERIFY(rig.readOut());
+    rig.session.state().FlowPointCount = 3;
+    ServiceReport report;
+    QString error;
+    QTemporaryDir dir;
+    QVERIFY(report.build(rig.session, nullptr, QString(), &error) && report.writeFile(dir.filePath("r.pdf"), &error));
+    const QString text = pdfText(dir.filePath("r.pdf"));
+    QVERIFY2(text.contains(QRegularExpression(QStringLiteral("\nFull-scale flow +1234\\.5 LTR/Min\n"))), qPrintable(text));
+    QVERIFY2(text.contains(QRegularExpression(QStringLiteral("\nScaling factor +500000 pulses per 1000 L\n"))), qPrintable(text));
+    QVERIFY2(text.contains(QLatin1String("pulses per")) && !text.contains(QChar(0x2026)), qPrintable(text));
 }
 
 void TestCompareCli::journalThatCannotBeWrittenIsReportedOnce_data()
