@@ -9,6 +9,9 @@
 #include "support/simrig.h"
 #include "support/windowrig.h"
 #include "terminal/rescale.h"
+#include "session/writeundo.h"
+
+#include <QRandomGenerator>
 
 #include <QPlainTextEdit>
 #include <QTemporaryDir>
@@ -18,10 +21,10 @@ class TestWritePath : public QObject
 {
     Q_OBJECT
 private slots:
-    void everyWriterJournalsAheadAndKeepsTheCopy_data();
-    void everyWriterJournalsAheadAndKeepsTheCopy();
     void typedFramesAndInterruptedWritesAreRecorded();
     void journalReadFromTheEndAcrossRotatedParts();
+    void randomWritesKeepCopyJournalAndUndo_data();
+    void randomWritesKeepCopyJournalAndUndo();
 };
 
 namespace {
@@ -39,80 +42,6 @@ JournalRecord record(const QString &port, const QString &written)
 }
 
 } // namespace
-
-void TestWritePath::everyWriterJournalsAheadAndKeepsTheCopy_data()
-{
-    QTest::addColumn<int>("writer");
-    QTest::addColumn<QString>("address");
-    QTest::addColumn<QString>("data");
-    QTest::newRow("editor") << 0 << "0134" << "0BB8";
-    QTest::newRow("calibration") << 1 << "0118" << "0000303A";
-    QTest::newRow("back door") << 2 << "01E4" << "02";
-    QTest::newRow("import") << 3 << "0170" << "00000384";
-    QTest::newRow("verify fails: the copy keeps what it showed") << 4 << "0134" << "0BB8";
-}
-
-void TestWritePath::everyWriterJournalsAheadAndKeepsTheCopy()
-{
-    QFETCH(int, writer);
-    QFETCH(QString, address);
-    QFETCH(QString, data);
-    SimRig rig;
-    QTemporaryDir dir;
-    rig.session.journal().setPath(dir.filePath(QStringLiteral("j.jsonl")));
-    QVERIFY(rig.readOut());
-    const int at = address.toInt(nullptr, 16);
-    const int width = data.size() / 2;
-    const QString shown = rig.session.state().knownBytes(at, width);
-    // What the journal's newest record says at the moment each write frame leaves.
-    QStringList whenSent;
-    connect(&rig.session.link(), &DeviceLink::frameSent, this, [&](const QString &frame) {
-        QString error;
-        const QList<JournalRecord> last = rig.session.journal().newest(1, &error);
-        if (frame.startsWith(QLatin1String("R5200:")))
-            whenSent << (last.isEmpty() ? QStringLiteral("none") : last[0].written + QLatin1Char(' ') + last[0].outcomeText());
-    });
-    switch (writer) {
-    case 0:
-        QCOMPARE(ParameterCommit(rig.session).commit(QStringLiteral("txtHighFcut"), QStringLiteral("3000"),
-                                                     [](const QString &) { return QString(); }).outcome,
-                 CommitResult::Written);
-        break;
-    case 1:
-        QCOMPARE(Calibration(rig.session).enter(QStringLiteral("12346")), Calibration::Written);
-        break;
-    case 2:
-        QVERIFY(MemWrite(rig.session).write(QStringLiteral("01"), address, data));
-        break;
-    case 3: {
-        ConfigTable table = ConfigTable::fromTerminal(rig.session.state());
-        const int row = ParameterMap::tableAddresses().indexOf(address);
-        table.row(row).Data = data;
-        ConfigImport import(rig.session);
-        import.setRowPause(0);
-        QVERIFY(import.upload(table, {row}));
-        break;
-    }
-    case 4:
-        rig.corruptReadbacks();
-        QVERIFY(rig.session.link().WriteRamData(QStringLiteral("02"), address, data).isEmpty());
-        break;
-    }
-    QCOMPARE(whenSent, QStringList{data + QStringLiteral(" interrupted, outcome unknown")});
-    QString error;
-    const QList<JournalRecord> records = rig.session.journal().records(&error);
-    QCOMPARE(records.size(), 1);
-    QCOMPARE(records[0].outcomeText().left(8), writer == 4 ? QStringLiteral("failed, ") : QStringLiteral("verified"));
-    // The copy holds what the device holds, and every value built from it.
-    // After a failed verification the windows keep what they showed.
-    const QString held = writer == 4 ? shown : ParameterMap::padHex(rig.device->value(at, width), width);
-    QCOMPARE(rig.session.state().knownBytes(at, width), held);
-    QCOMPARE(rig.session.state().cellValue(address), qint64(held.toUInt(nullptr, 16)));
-    if (writer == 2)
-        QCOMPARE(rig.session.state().unitText().left(3), QStringLiteral("TON"));
-    if (writer == 4)
-        QCOMPARE(rig.session.knownData(address, width), records[0].readBack);
-}
 
 void TestWritePath::typedFramesAndInterruptedWritesAreRecorded()
 {
@@ -173,6 +102,97 @@ void TestWritePath::journalReadFromTheEndAcrossRotatedParts()
     QCOMPARE(newest, QStringList({"05verified", "07verified", "09verified", "0Bverified"}));
     QCOMPARE(j.newest(100, &error).size(), 12);
     QCOMPARE(j.newest(1, &error).value(0).written, all.last().written);
+}
+
+void TestWritePath::randomWritesKeepCopyJournalAndUndo_data()
+{
+    QTest::addColumn<quint32>("seed");
+    for (quint32 seed : {1u, 7u, 42u})
+        QTest::newRow(qPrintable(QString::number(seed))) << seed;
+}
+
+// Random editor commits, calibrations, back-door and import writes and undos,
+// each write journaled before its frame leaves:
+// after each step the session's copy equals the device; undoing every write
+// since the readout brings the device back to it.
+void TestWritePath::randomWritesKeepCopyJournalAndUndo()
+{
+    QFETCH(quint32, seed);
+    SimRig rig;
+    QTemporaryDir dir;
+    rig.session.journal().setPath(dir.filePath(QStringLiteral("j.jsonl")));
+    QVERIFY(rig.readOut());
+    const ConfigTable found = ConfigTable::fromTerminal(rig.session.state());
+    QRandomGenerator random(seed);
+    QStringList steps;
+    const auto held = [&](const QString &address) {
+        const int w = ParameterMap::find(address)->width;
+        return ParameterMap::padHex(rig.device->value(address.toInt(nullptr, 16), w), w);
+    };
+    const QStringList rows = {"0134", "014D", "0170", "01E4", "0118", "0103"};
+    // Each write frame leaves with its intent, and nothing more, in the journal.
+    connect(&rig.session.link(), &DeviceLink::frameSent, this, [&](const QString &frame) {
+        QString error;
+        const JournalRecord last = rig.session.journal().newest(1, &error).value(0);
+        if (frame.startsWith(QLatin1String("R5200:")) && (!last.interrupted() || !frame.endsWith(last.written)))
+            steps << "NOT JOURNALED AHEAD";
+    });
+    for (int step = 0; step < 200; ++step) {
+        const QString address = rows[random.bounded(int(rows.size()))];
+        const Parameter &p = *ParameterMap::find(address);
+        const QString data = ParameterMap::padHex(address == "01E4" ? random.bounded(9) : 20 + random.bounded(900), p.width);
+        switch (random.bounded(5)) {
+        case 4: // the editor; a value out of its range is refused and nothing is written
+            steps << "edit " + p.control + " " + data;
+            if (p.encoding == Parameter::ListIndex)
+                ParameterCommit(rig.session).commitIndex(p.control, int(data.toUInt(nullptr, 16)));
+            else
+                ParameterCommit(rig.session).commit(p.control, QString::number(data.toUInt(nullptr, 16)), [](const QString &) { return QString(); });
+            break;
+        case 0:
+            steps << "poke " + address + " " + data;
+            MemWrite(rig.session).write(p.widthText(), address, data);
+            break;
+        case 1: {
+            steps << "import " + address + " " + data;
+            ConfigTable t = ConfigTable::fromTerminal(rig.session.state());
+            t.row(ParameterMap::tableAddresses().indexOf(address)).Data = data;
+            ConfigImport import(rig.session);
+            import.setRowPause(0);
+            import.upload(t, {int(ParameterMap::tableAddresses().indexOf(address))});
+            break;
+        }
+        case 2:
+            steps << "calibrate " + QString::number(100000 + random.bounded(800000));
+            Calibration(rig.session).enter(steps.last().mid(10));
+            break;
+        default:
+            steps << "undo 1";
+            rig.prompter.answers << true;
+            WriteUndo(rig.session, rig.session.journal()).undoLast(1);
+        }
+        for (const QString &a : rows)
+            QVERIFY2(rig.session.state().knownBytes(a.toInt(nullptr, 16), ParameterMap::find(a)->width) == held(a),
+                     qPrintable(a + " after: " + steps.join(", ")));
+    }
+    QString error;
+    rig.prompter.answers << true;
+    // Every write since the readout, the undos' own included, newest first.
+    QList<JournalRecord> all = rig.session.journal().records(&error);
+    // The journal's chain: each write's "before" is what the one before it left.
+    QMap<QString, QString> left;
+    for (const JournalRecord &r : std::as_const(all)) {
+        if (rows.contains(r.address) && left.contains(r.address))
+            QVERIFY2(r.before == left[r.address], qPrintable(r.address + " after: " + steps.join(", ")));
+        left[r.address] = r.written;
+    }
+    QVERIFY(all.size() > 100 && !steps.contains("NOT JOURNALED AHEAD"));
+    std::reverse(all.begin(), all.end());
+    WriteUndo undo(rig.session, rig.session.journal());
+    QVERIFY2(undo.undo(all) == WriteUndo::Done, qPrintable(undo.refusal() + " after: " + steps.join(", ")));
+    for (int r = 0; r < ConfigTable::RowCount; ++r)
+        if (rows.contains(found.row(r).Address))
+            QVERIFY2(held(found.row(r).Address) == found.row(r).Data, qPrintable(found.row(r).Address + " after: " + steps.join(", ")));
 }
 
 QTEST_MAIN(TestWritePath)
