@@ -97,6 +97,8 @@ public:
     void mnuOALF_Click();
     void mnuSaveReport_Click();
     void mnuOpenSite_Click();
+    // The next readout is the configuration as found of a new service record.
+    void mnuNewServiceRecord_Click();
     void mnuCommandsFlow_Click();
     void mnuAutoS_Click();
     void mnuMonitor_Click();

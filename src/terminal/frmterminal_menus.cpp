@@ -367,6 +367,11 @@ void frmTerminal::mnuDeviceHistory_Click()
     runDialog(dialog);
 }
 
+void frmTerminal::mnuNewServiceRecord_Click()
+{
+    m_session->newServiceRecord();
+}
+
 void frmTerminal::mnuSaveReport_Click()
 {
     if (busyRefused())
