@@ -35,6 +35,8 @@ public:
     QByteArray readAll() override;
     bool flush(int msecs) override;
     QString errorString() const override { return m_error; }
+    void setExpectedReplyBytes(int bytes) override;
+    void discardInput() override;
 
     // How long open() waits for the connection.
     void setConnectTimeout(int msecs) { m_connectTimeout = msecs; }
@@ -46,6 +48,7 @@ private:
     void send(const QByteArray &wire, qint64 dataBytes);
     void sendLineSettings();
     QString where() const;
+    void applyLowWater();
 
     QTcpSocket *m_socket;
     TelnetCodec m_codec;
@@ -66,4 +69,6 @@ private:
     QList<Piece> m_unsent;
     int m_connectTimeout = 5000;
     bool m_open = false;
+    int m_missing = 0;  // bytes the awaited reply still needs at least
+    int m_lowWater = 1; // the socket's receive low-water mark as last set
 };
