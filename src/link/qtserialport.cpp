@@ -1,6 +1,7 @@
 #include "qtserialport.h"
 
 #include <QSerialPort>
+#include <QSocketNotifier>
 #include <QTimer>
 
 #ifdef Q_OS_LINUX
@@ -12,11 +13,21 @@
 #include <unistd.h>
 #endif
 
+namespace {
+// Glib rounds a timer up to the next millisecond and a busy machine wakes
+// late: listen again this much (and an eighth of the time) before the bytes
+// can be in.
+constexpr int kWakeMarginMs = 2;
+}
+
 QtSerialPort::QtSerialPort(const QString &name, QObject *parent)
-    : SerialPort(parent), m_port(new QSerialPort(this)), m_linePoll(new QTimer(this)), m_name(name)
+    : SerialPort(parent), m_port(new QSerialPort(this)), m_linePoll(new QTimer(this)), m_wake(new QTimer(this)), m_name(name)
 {
     m_linePoll->setInterval(200);
     connect(m_linePoll, &QTimer::timeout, this, &QtSerialPort::pollLines);
+    m_wake->setSingleShot(true);
+    m_wake->setTimerType(Qt::PreciseTimer);
+    connect(m_wake, &QTimer::timeout, this, [this] { listen(true); });
     connect(m_port, &QSerialPort::bytesWritten, this, [this] { emit commEvent(CommEvent::Send); });
     connect(m_port, &QSerialPort::readyRead, this, &QtSerialPort::onReadyRead);
     connect(m_port, &QSerialPort::errorOccurred, this, [this](QSerialPort::SerialPortError e) { onError(int(e)); });
@@ -140,6 +151,7 @@ bool QtSerialPort::open()
 void QtSerialPort::close()
 {
     m_linePoll->stop();
+    listen(true);
     m_drained.clear();
     m_missing = 0;
     if (m_port->isOpen())
@@ -214,17 +226,50 @@ void QtSerialPort::applyReadThreshold()
 {
 #ifdef Q_OS_UNIX
     const int want = readThreshold(m_missing);
-    if (want == m_threshold || !m_port->isOpen())
-        return;
-    const int fd = int(m_port->handle());
     termios tio {};
-    if (::tcgetattr(fd, &tio) != 0)
-        return;
-    tio.c_cc[VMIN] = cc_t(want);
-    tio.c_cc[VTIME] = 0;
-    if (::tcsetattr(fd, TCSANOW, &tio) == 0)
-        m_threshold = want;
+    const int fd = int(m_port->handle());
+    if (want != m_threshold && m_port->isOpen() && ::tcgetattr(fd, &tio) == 0) {
+        tio.c_cc[VMIN] = cc_t(want);
+        tio.c_cc[VTIME] = 0;
+        if (::tcsetattr(fd, TCSANOW, &tio) == 0)
+            m_threshold = want;
+    }
 #endif
+    sleepThroughThreshold();
+}
+
+// The driver still wakes a waiting poll for every piece the UART hands on,
+// only to find the threshold not reached. The bytes cannot cross the wire
+// faster than the baud rate allows, so stop listening until the threshold
+// can have been reached, less a margin for the timer.
+void QtSerialPort::sleepThroughThreshold()
+{
+    LineSettings s;
+    parseLineSettings(m_settings, &s, nullptr);
+    const int bitsPerChar = 1 + s.dataBits + (s.parity == QLatin1Char('n') ? 0 : 1) + 1;
+    const int full = m_threshold > 1 ? int(qint64(m_threshold) * bitsPerChar * 1000 / qMax(1, s.baud)) : 0;
+    const int ms = full - kWakeMarginMs - full / 8;
+    if (ms <= 0 || !m_port->isOpen()) {
+        m_wake->stop();
+        listen(true);
+        return;
+    }
+    listen(false);
+    m_wake->start(ms);
+}
+
+void QtSerialPort::listen(bool on)
+{
+    if (!m_readNotifier && on)
+        return;
+    if (!m_readNotifier && m_port->isOpen()) {
+        // Qt Serial Port has no call for it: its read notifier is its child.
+        for (QSocketNotifier *n : m_port->findChildren<QSocketNotifier *>())
+            if (n->type() == QSocketNotifier::Read)
+                m_readNotifier = n;
+    }
+    if (m_readNotifier && m_readNotifier->isEnabled() != on)
+        m_readNotifier->setEnabled(on);
 }
 
 bool QtSerialPort::flush(int msecs)

@@ -5,8 +5,10 @@
 
 #include <QByteArray>
 #include <QList>
+#include <QPointer>
 
 class QSerialPort;
+class QSocketNotifier;
 class QTimer;
 
 class QtSerialPort : public SerialPort
@@ -61,9 +63,13 @@ private:
     void onError(int error);
     void applyReadThreshold();
     void onReadyRead();
+    void sleepThroughThreshold();
+    void listen(bool on);
 
     QSerialPort *m_port;
     QTimer *m_linePoll;
+    QTimer *m_wake;
+    QPointer<QSocketNotifier> m_readNotifier;
     QString m_name;
     QString m_settings = QStringLiteral("9600,n,8,1");
     QString m_error;

@@ -5,8 +5,6 @@
 #include <QTimer>
 #include <QUrl>
 
-#include <sys/socket.h>
-
 namespace {
 const QString kTcp = QStringLiteral("tcp://");
 const QString kTelnet = QStringLiteral("rfc2217://");
@@ -100,7 +98,6 @@ bool TcpPort::open()
     m_socket->setSocketOption(QAbstractSocket::LowDelayOption, 1);
     m_open = true;
     m_missing = 0;
-    m_lowWater = 1;
     if (m_telnet) {
         // The server's acknowledgements are not awaited: some never send the
         // ones for the modem lines, and the line works without them.
@@ -187,29 +184,12 @@ bool TcpPort::flush(int msecs)
 void TcpPort::setExpectedReplyBytes(int bytes)
 {
     m_missing = qMax(0, bytes);
-    applyLowWater();
 }
 
 void TcpPort::discardInput()
 {
     readAll();
     m_missing = 0;
-    applyLowWater();
-}
-
-// A raw server passes the reply on in as many segments as its line handed it
-// pieces; with the low-water mark at what the reply still misses, the socket
-// reports readable once the reply can be complete (or the server closed),
-// so the reply wakes us once. On a telnet port the server's own messages
-// must not wait behind a reply: those are read as they come.
-void TcpPort::applyLowWater()
-{
-    const int want = m_telnet ? 1 : qMax(1, m_missing);
-    if (want == m_lowWater || !m_open)
-        return;
-    const int fd = int(m_socket->socketDescriptor());
-    if (fd >= 0 && ::setsockopt(fd, SOL_SOCKET, SO_RCVLOWAT, &want, sizeof want) == 0)
-        m_lowWater = want;
 }
 
 void TcpPort::onReadyRead()
@@ -218,12 +198,15 @@ void TcpPort::onReadyRead()
         return;
     const QByteArray wire = m_socket->readAll();
     if (!m_telnet) {
-        if (m_missing > 0 && !wire.isEmpty()) {
-            m_missing = qMax(0, m_missing - int(wire.size()));
-            applyLowWater();
-        }
+        // A raw server passes a reply on in as many segments as its line
+        // handed it pieces: hold them until the reply can be complete. (The
+        // socket's low-water mark would hold them in the kernel, but unread
+        // bytes are acknowledged late and a server that waits for the
+        // acknowledgement before its next small segment stalls.)
         m_rx += wire;
-        emit commEvent(CommEvent::Receive);
+        m_missing = qMax(0, m_missing - int(wire.size()));
+        if (m_missing == 0 && !m_rx.isEmpty())
+            emit commEvent(CommEvent::Receive);
         return;
     }
     m_rx += m_codec.decode(wire);

@@ -48,7 +48,6 @@ private:
     void send(const QByteArray &wire, qint64 dataBytes);
     void sendLineSettings();
     QString where() const;
-    void applyLowWater();
 
     QTcpSocket *m_socket;
     TelnetCodec m_codec;
@@ -69,6 +68,5 @@ private:
     QList<Piece> m_unsent;
     int m_connectTimeout = 5000;
     bool m_open = false;
-    int m_missing = 0;  // bytes the awaited reply still needs at least
-    int m_lowWater = 1; // the socket's receive low-water mark as last set
+    int m_missing = 0; // bytes the awaited reply still needs at least
 };
