@@ -6,7 +6,7 @@
 // writes each frame and reads exactly the reply's count (poll, then read
 // what is missing), as a short serial script would.
 //
-//   bench_flowlog [--baud N ...] [--pieces MS ...] [--mode link|peer|both] [--ser2net]
+//   bench_flowlog [--baud N ...] [--pieces MS ...] [--mode link|peer|both] [--ser2net [--no-chardelay]]
 //
 // "link" reads through DeviceLink::ReadMemory on the port the program would
 // open (QtSerialPort, or TcpPort through ser2net), as the terminal does.
@@ -16,7 +16,7 @@
 // bytes' wire time. Defaults: 115200 and 9600 baud, 1 ms and 10 ms pieces,
 // both readers. With --ser2net both read through Debian's ser2net serving
 // the simulator's pseudo-terminal as raw TCP, as a plant's serial device
-// server would.
+// server would; --no-chardelay turns off the server's wait for more bytes.
 #include "benchsupport.h"
 
 #include "link/devicelink.h"
@@ -169,7 +169,7 @@ Result readPeer(const QString &path, int baud)
 
 // ser2net in front of the simulator's line, raw, on a free loopback port;
 // the address to read through, or "" when it did not start.
-QString startSer2net(QProcess &server, QTemporaryDir &dir, const QString &device, int baud)
+QString startSer2net(QProcess &server, QTemporaryDir &dir, const QString &device, int baud, bool charDelay)
 {
     QTcpServer probe;
     probe.listen(QHostAddress::LocalHost, 0);
@@ -180,6 +180,10 @@ QString startSer2net(QProcess &server, QTemporaryDir &dir, const QString &device
         return QString();
     config.write(QStringLiteral("connection: &line\n  accepter: tcp,127.0.0.1,%1\n  connector: serialdev,%2,%3n81,local\n")
                      .arg(port).arg(device).arg(baud).toUtf8());
+    // By default ser2net waits two characters' time (at least 1 ms) after
+    // the last byte from the line before it sends what it has.
+    if (!charDelay)
+        config.write("  options:\n    chardelay: false\n");
     config.close();
     server.setProcessChannelMode(QProcess::ForwardedErrorChannel);
     server.setStandardInputFile(QProcess::nullDevice());
@@ -197,7 +201,7 @@ QString startSer2net(QProcess &server, QTemporaryDir &dir, const QString &device
     return QString();
 }
 
-bool run(int baud, int pieceMs, const QStringList &modes, bool viaSer2net)
+bool run(int baud, int pieceMs, const QStringList &modes, bool viaSer2net, bool charDelay)
 {
     bench::Sim sim;
     if (!sim.start({QStringLiteral("--baud"), QString::number(baud), QStringLiteral("--pieces"), QString::number(pieceMs)}))
@@ -206,7 +210,7 @@ bool run(int baud, int pieceMs, const QStringList &modes, bool viaSer2net)
     QTemporaryDir dir;
     QString path = sim.path;
     if (viaSer2net) {
-        path = startSer2net(server, dir, path, baud);
+        path = startSer2net(server, dir, path, baud, charDelay);
         if (path.isEmpty()) {
             std::fprintf(stderr, "ser2net did not start\n");
             return false;
@@ -227,7 +231,7 @@ bool run(int baud, int pieceMs, const QStringList &modes, bool viaSer2net)
         std::printf("%s%6d baud, %2d ms pieces, %-4s: %3d blocks; elapsed %7.3f s, wire limit %7.3f s, ratio %.4f "
                     "(+%.2f ms per exchange); CPU %.3f s = %.2f %% of elapsed; %.2f wake-ups and %.1f context "
                     "switches per reply\n",
-                    viaSer2net ? "ser2net " : "", baud, pieceMs, qPrintable(mode), r.blocks, elapsed, wire,
+                    viaSer2net ? (charDelay ? "ser2net " : "ser2net, no chardelay, ") : "", baud, pieceMs, qPrintable(mode), r.blocks, elapsed, wire,
                     wire > 0 ? elapsed / wire : 0.0, 1000.0 * (elapsed - wire) / blocks, cpu,
                     elapsed > 0 ? 100 * cpu / elapsed : 0.0, r.wakes / blocks, switches / blocks);
         std::fflush(stdout);
@@ -248,11 +252,14 @@ int main(int argc, char *argv[])
     QList<int> pieces;
     QStringList modes;
     bool viaSer2net = false;
+    bool charDelay = true;
     const QStringList args = app.arguments();
     for (int i = 1; i < args.size(); ++i) {
         const QString next = i + 1 < args.size() ? args[i + 1] : QString();
         if (args[i] == QLatin1String("--ser2net")) {
             viaSer2net = true;
+        } else if (args[i] == QLatin1String("--no-chardelay")) {
+            charDelay = false;
         } else if (args[i] == QLatin1String("--baud") && (next == QLatin1String("9600") || next == QLatin1String("115200"))) {
             bauds << args[++i].toInt();
         } else if (args[i] == QLatin1String("--pieces") && next.toInt() >= 1 && next.toInt() <= 1000) {
@@ -263,7 +270,7 @@ int main(int argc, char *argv[])
             ++i;
         } else {
             std::fprintf(stderr, "usage: bench_flowlog [--baud 9600|115200 ...] [--pieces MS ...] "
-                                 "[--mode link|peer|both] [--ser2net]\n");
+                                 "[--mode link|peer|both] [--ser2net [--no-chardelay]]\n");
             return 2;
         }
     }
@@ -276,6 +283,6 @@ int main(int argc, char *argv[])
     bool ok = true;
     for (int baud : bauds)
         for (int ms : pieces)
-            ok = run(baud, ms, modes, viaSer2net) && ok;
+            ok = run(baud, ms, modes, viaSer2net, charDelay) && ok;
     return ok ? 0 : 1;
 }

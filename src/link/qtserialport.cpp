@@ -151,7 +151,9 @@ bool QtSerialPort::open()
 void QtSerialPort::close()
 {
     m_linePoll->stop();
+    m_wake->stop();
     listen(true);
+    m_readNotifier = nullptr; // Qt makes a new one when it opens again
     m_drained.clear();
     m_missing = 0;
     if (m_port->isOpen())
