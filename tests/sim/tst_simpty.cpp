@@ -4,6 +4,7 @@
 // the end-to-end fault and CLI tests.
 #include "link/devicelink.h"
 #include "link/qtserialport.h"
+#include "sim/simfaults.h"
 #include "support/scriptedprompter.h"
 #include "support/simprocess.h"
 #include "session/terminalsession.h"
@@ -38,6 +39,8 @@ class TestSimPty : public QObject
 private slots:
     void pacedAtTheBaudRate();
     void waitsWithoutSpinningAndEndsOnSignal();
+    void faultTexts_data();
+    void faultTexts();
 };
 
 // The largest read at 9600 baud takes as long as its frame and reply on the wire.
@@ -74,6 +77,36 @@ void TestSimPty::waitsWithoutSpinningAndEndsOnSignal()
     t.start();
     QVERIFY(sim.stop(3000)); // SIGTERM: a normal exit with status 0
     QVERIFY(t.elapsed() < 2000);
+}
+
+// The faults as quorin-sim --fault reads them ("" in toString: refused), and
+// listed by --help.
+void TestSimPty::faultTexts_data()
+{
+    QTest::addColumn<QString>("text");
+    QTest::addColumn<QString>("toString");
+    QTest::newRow("line faults") << " Greet, noise ,trickle:1,opensb" << "greet,noise,trickle:1,opensb";
+    QTest::newRow("slowest trickle") << "trickle:10000" << "trickle:10000";
+    QTest::newRow("trickle too slow") << "trickle:10001" << "";
+    QTest::newRow("trickle without gap") << "trickle" << "";
+    QTest::newRow("greet takes no value") << "greet:1" << "";
+}
+
+void TestSimPty::faultTexts()
+{
+    QFETCH(QString, text);
+    QFETCH(QString, toString);
+    SimFaults f;
+    QString error;
+    QCOMPARE(SimFaults::parse(text, &f, &error), !toString.isEmpty());
+    QCOMPARE(toString.isEmpty() ? error.section(QLatin1Char('"'), 1, 1) : f.toString(), toString.isEmpty() ? text : toString);
+    QVERIFY(toString.isEmpty() == !error.isEmpty() && f.any() == !toString.isEmpty());
+    QProcess help;
+    help.start(QStringLiteral(QUORIN_SIM_EXE), {QStringLiteral("--help")});
+    QVERIFY(help.waitForFinished(5000));
+    const QString listed = QString::fromLocal8Bit(help.readAllStandardOutput()).simplified();
+    for (const char *kind : {"greet", "noise", "trickle:MS", "opensb", "late:MS"})
+        QVERIFY2(listed.contains(QLatin1String(kind)), kind);
 }
 
 QTEST_GUILESS_MAIN(TestSimPty)

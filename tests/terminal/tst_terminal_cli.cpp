@@ -44,7 +44,7 @@ void TestTerminalCli::monitorPrintsOneLinePerPoll()
     QVERIFY2(r.err.isEmpty(), qPrintable(r.err));
     QCOMPARE(r.lines().size(), 4);
     // The time base read, then five reads a poll, each 15 bytes on the wire.
-    QVERIFY2(r.lines().takeLast().startsWith(QLatin1String("link: frames 16, replies 16, time-outs 0, discarded 0, bytes out 240 in ")),
+    QVERIFY2(r.lines().takeLast().startsWith(QLatin1String("link: frames 16, replies 16, time-outs 0, lost 0, discarded 0, bytes out 240 in ")),
              qPrintable(r.lines().last()));
     // Time, the display with its point, the unit with its time base, the total.
     const QRegularExpression line(QStringLiteral("^\\d\\d:\\d\\d:\\d\\d +\\d+\\.\\d LTR/Min +total \\d+ LTR$"));
@@ -84,17 +84,37 @@ void TestTerminalCli::silentDevice()
 void TestTerminalCli::badOptions_data()
 {
     QTest::addColumn<QStringList>("args");
-    QTest::newRow("count not a number") << QStringList{"--sim", "monitor", "--count", "x"};
-    QTest::newRow("interval too short") << QStringList{"--sim", "monitor", "--interval", "5"};
-    QTest::newRow("no port") << QStringList{"info"};
+    QTest::addColumn<QString>("reason");
+    QTest::newRow("count not a number") << QStringList{"--sim", "monitor", "--count", "x"} << "--count must be a whole number, 0 or more";
+    QTest::newRow("interval too short") << QStringList{"--sim", "monitor", "--interval", "5"}
+                                        << "--interval must be a whole number of milliseconds, 50 or more";
+    QTest::newRow("no port") << QStringList{"info"} << "name a port with --port PATH, or give --sim";
+    // A malformed address is refused before anything is opened.
+    const QString bad = QStringLiteral("Invalid port address %1: %2");
+    const QList<QPair<QString, QString>> addresses = {
+        {"tcp://127.0.0.1:99999", "the TCP port 99999 is out of range (1 to 65535)"},
+        {"tcp://127.0.0.1:65536", "the TCP port 65536 is out of range (1 to 65535)"},
+        {"rfc2217://127.0.0.1:0", "the TCP port 0 is out of range (1 to 65535)"},
+        {"tcp://127.0.0.1:4710O", "the TCP port \"4710O\" is not a number"},
+        {"tcp://127.0.0.1:47100:5", "the TCP port \"47100:5\" is not a number"},
+        {"tcp://127.0.0.1:47100 ", "the address holds a blank"},
+        {" tcp://127.0.0.1:47100", "the address holds a blank"},
+        {"tcp://:47100", "no host name"},
+        {"rfc2217://127.0.0.1", "no TCP port number (HOST:PORT, 1 to 65535)"},
+        {"tcp://127.0.0.1:", "no TCP port number (HOST:PORT, 1 to 65535)"},
+        {"tcp://user@host:47100", "only HOST:PORT may follow the scheme"},
+    };
+    for (const auto &a : addresses)
+        QTest::newRow(qPrintable(a.first)) << QStringList{"--port", a.first, "read", "0100", "01"} << bad.arg(a.first, a.second);
 }
 
 void TestTerminalCli::badOptions()
 {
     QFETCH(QStringList, args);
+    QFETCH(QString, reason);
     const CliRun r = runCli(args);
     QCOMPARE(r.code, 2);
-    QVERIFY(r.err.startsWith(QLatin1String("quorin-cli: ")));
+    QCOMPARE(r.err, QStringLiteral("quorin-cli: ") + reason + QLatin1Char('\n'));
     QVERIFY(r.lines().isEmpty());
 }
 
