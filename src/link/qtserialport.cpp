@@ -176,24 +176,32 @@ qint64 QtSerialPort::write(const QByteArray &bytes)
 // already in now, or it would wake us again for each 64 bytes.
 void QtSerialPort::onReadyRead()
 {
+    drainDriver();
+    emit commEvent(CommEvent::Receive);
+}
+
+void QtSerialPort::drainDriver()
+{
 #ifdef Q_OS_UNIX
-    if (m_threshold > 1) {
-        m_drained += m_port->readAll();
-        const int fd = int(m_port->handle());
-        char buf[512];
-        for (;;) {
-            const ssize_t n = ::read(fd, buf, sizeof buf);
-            if (n <= 0)
-                break; // EAGAIN: all in; a hang-up is Qt's to report
-            m_drained.append(buf, int(n));
-        }
+    if (m_threshold <= 1 || !m_port->isOpen())
+        return;
+    m_drained += m_port->readAll();
+    const int fd = int(m_port->handle());
+    char buf[512];
+    for (;;) {
+        const ssize_t n = ::read(fd, buf, sizeof buf);
+        if (n <= 0)
+            break; // EAGAIN: all in; a hang-up is Qt's to report
+        m_drained.append(buf, int(n));
     }
 #endif
-    emit commEvent(CommEvent::Receive);
 }
 
 QByteArray QtSerialPort::readAll()
 {
+    // Bytes held below the threshold count too for whoever reads now (the
+    // link before it drops what a timed-out reply left).
+    drainDriver();
     QByteArray bytes;
     bytes.swap(m_drained);
     bytes += m_port->readAll();

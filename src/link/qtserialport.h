@@ -63,6 +63,7 @@ private:
     void onError(int error);
     void applyReadThreshold();
     void onReadyRead();
+    void drainDriver();
     void sleepThroughThreshold();
     void listen(bool on);
 
