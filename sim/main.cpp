@@ -4,6 +4,7 @@
 #include "ptyserver.h"
 #include "simdevice.h"
 #include "simfaults.h"
+#include "simline.h"
 #include "tcpserver.h"
 
 #include <QCommandLineParser>
@@ -110,6 +111,10 @@ int main(int argc, char *argv[])
     const QCommandLineOption preset(QStringLiteral("preset"),
                                     QStringLiteral("Device preset: %1.").arg(SimDevice::presetNames().join(QLatin1String(", "))),
                                     QStringLiteral("NAME"), QStringLiteral("standard"));
+    const QCommandLineOption pieces(QStringLiteral("pieces"),
+                                    QStringLiteral("Hand a paced reply on in pieces of MS milliseconds of line time, "
+                                                   "1 to 1000 (default 10; a UART or USB adapter: 1)."),
+                                    QStringLiteral("MS"), QStringLiteral("10"));
     const QCommandLineOption noPacing(QStringLiteral("no-pacing"), QStringLiteral("Answer at once, not at line speed."));
     const QCommandLineOption listen(QStringLiteral("listen"),
                                     QStringLiteral("Serve raw bytes on TCP port N of 127.0.0.1, one client at a "
@@ -126,7 +131,7 @@ int main(int argc, char *argv[])
                                          QStringLiteral("With --devices: I:SPEC gives transmitter I (from 1) its own "
                                                         "faults instead of --fault; may be repeated."),
                                          QStringLiteral("I:SPEC"));
-    parser.addOptions({rs485, baud, fault, preset, noPacing, listen, devices, seed, deviceFault});
+    parser.addOptions({rs485, baud, fault, preset, pieces, noPacing, listen, devices, seed, deviceFault});
     if (!parser.parse(app.arguments()))
         return usage(parser.errorText());
     if (parser.isSet(QStringLiteral("help"))) {
@@ -140,6 +145,9 @@ int main(int argc, char *argv[])
     const int baudRate = parser.value(baud).toInt(&ok);
     if (!ok || baudRate <= 0)
         return usage(QStringLiteral("--baud needs a positive whole number, not \"%1\"").arg(parser.value(baud)));
+    const int pieceMs = parser.value(pieces).toInt(&ok);
+    if (!ok || pieceMs < 1 || pieceMs > 1000)
+        return usage(QStringLiteral("--pieces needs milliseconds 1 to 1000, not \"%1\"").arg(parser.value(pieces)));
     SimFaults faults;
     QString error;
     if (!SimFaults::parse(parser.value(fault), &faults, &error))
@@ -194,6 +202,7 @@ int main(int argc, char *argv[])
                 t.setBaud(baudRate);
                 t.setPacing(!parser.isSet(noPacing));
                 t.setFaults(deviceFaults[size_t(i)]);
+                t.line()->setPieceMs(pieceMs);
             }
         };
         if (!listenSite(site, listenPort, makeServers, &error)) {
@@ -223,6 +232,7 @@ int main(int argc, char *argv[])
         tcp.setBaud(baudRate);
         tcp.setPacing(!parser.isSet(noPacing));
         tcp.setFaults(faults);
+        tcp.line()->setPieceMs(pieceMs);
         if (!tcp.listen(quint16(listenPort), &error)) {
             std::fprintf(stderr, "quorin-sim: cannot listen on 127.0.0.1:%d: %s\n", listenPort, qPrintable(error));
             return 1;
@@ -235,6 +245,7 @@ int main(int argc, char *argv[])
         server.setBaud(baudRate);
         server.setPacing(!parser.isSet(noPacing));
         server.setFaults(faults);
+        server.line()->setPieceMs(pieceMs);
         if (!server.open(&error)) {
             std::fprintf(stderr, "quorin-sim: cannot create a pseudo-terminal: %s\n", qPrintable(error));
             return 1;
@@ -255,7 +266,8 @@ int main(int argc, char *argv[])
     std::printf("%s\n", qPrintable(portName));
     std::fflush(stdout);
     std::fprintf(stderr, "quorin-sim: serving preset %s at %d baud%s%s, faults %s\n",
-                 qPrintable(device.preset()), baudRate, parser.isSet(noPacing) ? " (no pacing)" : "",
+                 qPrintable(device.preset()), baudRate,
+                 parser.isSet(noPacing) ? " (no pacing)" : qPrintable(QStringLiteral(" in %1 ms pieces").arg(pieceMs)),
                  parser.isSet(rs485) ? ", RS485" : "", qPrintable(faults.toString()));
 
     const int status = app.exec();

@@ -159,6 +159,8 @@ void DeviceLink::SendFrame(const QString &command)
         // Anything still in from before (the rest of a late reply) would
         // be taken as the start of this frame's reply.
         discardStale();
+        // The shortest whole reply: the bus tag, ":" and the hex pairs.
+        m_port->setExpectedReplyBytes((Rs232Mode ? 0 : kBusTagLength) + 1 + 2 * ExpectedByteCount);
     } else {
         ExpectedByteCount = 0;
     }
