@@ -227,12 +227,6 @@ void TestCompareCli::flowlogAndRefusals()
     QCOMPARE(records.size(), 16131);
     QVERIFY(records[16129].startsWith("16129,"));
 
-    r = runCli({QStringLiteral("--sim"), QStringLiteral("flowlog"), QStringLiteral("0100"), path + "2"});
-    QCOMPARE(r.code, 2);
-    QCOMPARE(r.err, QStringLiteral("The value of the parameter is out of\n permissible range [200h-7FFFh] Try again!\n"));
-    r = runCli({QStringLiteral("--sim"), QStringLiteral("flowlog"), QStringLiteral("0200"), path + "2"});
-    QCOMPARE(r.code, 2);
-    QCOMPARE(r.err, QStringLiteral("Flow array is ampty! Please first Reed data. Click OK.\n"));
     r = runCli({QStringLiteral("--sim"), QStringLiteral("flowlog"), QStringLiteral("7FFF"),
                 dir.filePath(QStringLiteral("no/such/x.mlg"))});
     QCOMPARE(r.code, 2);
