@@ -1,0 +1,125 @@
+// What every window says before anything happens in it: titles, labels,
+// buttons, menus, column headings, list entries and tool tips, with each
+// control's enabled, shown and checked state, against a reviewed copy in
+// texts/. QUORIN_UPDATE_TEXTS=1 writes the copies anew (read the diff).
+#include "config/frmdprop.h"
+#include "files/frmautotune.h"
+#include "files/frmexporte.h"
+#include "files/frmhistory.h"
+#include "files/frmimporte.h"
+#include "files/frmmemlog.h"
+#include "support/simrig.h"
+#include "support/windowrig.h"
+#include "terminal/frmabout.h"
+#include "terminal/frmethernet.h"
+#include "terminal/frmrescale.h"
+
+#include <QAbstractButton>
+#include <QComboBox>
+#include <QGroupBox>
+#include <QLineEdit>
+#include <QMenu>
+#include <QTabBar>
+#include <QTableWidget>
+#include <QtTest>
+#include <functional>
+
+namespace {
+QString checkMark(bool checkable, bool checked)
+{
+    return checkable ? (checked ? QStringLiteral(" [x]") : QStringLiteral(" [ ]")) : QString();
+}
+
+// One line per control that has a name or says something.
+QString describe(QWidget *window)
+{
+    QStringList lines{QStringLiteral("title: ") + window->windowTitle()};
+    for (QObject *o : window->findChildren<QObject *>()) {
+        auto *w = qobject_cast<QWidget *>(o);
+        auto *a = qobject_cast<QAction *>(o);
+        if ((!w && !a) || (a && a->isSeparator()) || o->objectName().startsWith(QLatin1String("qt_")))
+            continue;
+        QStringList says;
+        if (auto *l = qobject_cast<QLabel *>(o))
+            says << l->text();
+        if (auto *b = qobject_cast<QAbstractButton *>(o))
+            says << b->text() + checkMark(b->isCheckable(), b->isChecked());
+        if (auto *g = qobject_cast<QGroupBox *>(o))
+            says << g->title();
+        if (auto *e = qobject_cast<QLineEdit *>(o))
+            says << e->text() + QStringLiteral(" max ") + QString::number(e->maxLength());
+        if (auto *t = qobject_cast<QTabBar *>(o))
+            for (int i = 0; i < t->count(); ++i)
+                says << t->tabText(i);
+        if (auto *m = qobject_cast<QMenu *>(o))
+            says << m->title();
+        if (auto *c = qobject_cast<QComboBox *>(o))
+            for (int i = 0; i < c->count(); ++i)
+                says << (i == c->currentIndex() ? "*" : "") + c->itemText(i);
+        if (auto *t = qobject_cast<QTableWidget *>(o))
+            for (int i = 0; i < t->columnCount(); ++i)
+                says << (t->horizontalHeaderItem(i) ? t->horizontalHeaderItem(i)->text() : QString::number(i + 1));
+        if (a)
+            says << a->text() + checkMark(a->isCheckable(), a->isChecked()) + " " + a->shortcut().toString();
+        if (w && !w->toolTip().isEmpty())
+            says << QStringLiteral("tip ") + w->toolTip();
+        if (o->objectName().isEmpty() && says.join(QString()).trimmed().isEmpty())
+            continue;
+        const QString state = QLatin1String((w ? w->isEnabled() : a->isEnabled()) ? "" : " off")
+            + QLatin1String((w ? w->isVisibleTo(window) : a->isVisible()) ? "" : " hidden");
+        lines << QStringLiteral("%1 %2%3: %4").arg(QLatin1String(o->metaObject()->className()), o->objectName(), state,
+                                                 says.join(QLatin1String(" | ")).replace(QLatin1Char('\r'), QLatin1String("\\r"))
+                                                     .replace(QLatin1Char('\n'), QLatin1String("\\n")));
+    }
+    return lines.join(QLatin1Char('\n'));
+}
+} // namespace
+
+class TestWindowTexts : public QObject
+{
+    Q_OBJECT
+private slots:
+    void initTestCase() { QStandardPaths::setTestModeEnabled(true); }
+    void windows_data();
+    void windows();
+};
+
+void TestWindowTexts::windows_data()
+{
+    QTest::addColumn<QString>("name");
+    for (const char *name : {"frmTerminal", "frmDProp", "frmAutoTune", "frmExportE", "frmImportE", "frmHistory", "frmMemLog",
+                             "frmAbout", "frmEthernet", "frmRescale"})
+        QTest::newRow(name) << QString::fromLatin1(name);
+}
+
+void TestWindowTexts::windows()
+{
+    QFETCH(QString, name);
+    SimRig rig;
+    QVERIFY(rig.readOut());
+    TerminalHost &h = rig.session;
+    const QMap<QString, std::function<QWidget *()>> make{
+        {"frmDProp", [&] { return new frmDProp(h); }}, {"frmAutoTune", [&] { return new frmAutoTune(h); }},
+        {"frmExportE", [&] { return new frmExportE(h); }}, {"frmImportE", [&] { return new frmImportE(h); }},
+        {"frmHistory", [&] { return new frmHistory(h); }}, {"frmMemLog", [&] { return new frmMemLog(h); }},
+        {"frmAbout", [] { return new frmAbout; }}, {"frmEthernet", [&] { return new frmEthernet(h); }},
+        {"frmRescale", [&] { return new frmRescale(h); }}};
+    const std::unique_ptr<QWidget> dialog(make.contains(name) ? make[name]() : nullptr);
+    // The main window as it starts with nothing stored.
+    std::unique_ptr<WindowRig> main;
+    if (!dialog) {
+        CommSettings::store()->clear();
+        main = std::make_unique<WindowRig>(false);
+    }
+    const QStringList lines = describe(dialog ? dialog.get() : main->window.get()).split(QLatin1Char('\n'));
+    const QByteArray bytes = (lines.join(QLatin1Char('\n')) + QLatin1Char('\n')).toUtf8();
+    QFile file(QFINDTESTDATA("texts") + QLatin1Char('/') + name + QStringLiteral(".txt"));
+    if (qEnvironmentVariableIsSet("QUORIN_UPDATE_TEXTS"))
+        QVERIFY(file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size());
+    file.close();
+    QVERIFY2(file.open(QIODevice::ReadOnly), qPrintable(file.fileName()));
+    QCOMPARE(lines, QString::fromUtf8(file.readAll()).split(QLatin1Char('\n'), Qt::SkipEmptyParts));
+}
+
+QTEST_MAIN(TestWindowTexts)
+#include "tst_windowtexts.moc"
