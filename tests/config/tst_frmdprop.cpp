@@ -89,6 +89,7 @@ private slots:
     void loadsFromTheReadoutAlone();
     void typingAndEnter_data();
     void typingAndEnter();
+    void everyFieldTakesItsOwnKeys();
     void pasteHeldToTheKeyRule_data();
     void pasteHeldToTheKeyRule();
     void coefficientASwitchesTenths();
@@ -193,6 +194,20 @@ void TestFrmDProp::typingAndEnter()
     QCOMPARE(rig.writeFrames(), writes);
     QCOMPARE(rig.child(field)->text(), shown);
     QVERIFY(rig.form->isVisible()); // Enter never closes the form
+}
+
+// Each field has its own key rule: digits, upper-case hex for the pointer,
+// any key for the unit name.
+void TestFrmDProp::everyFieldTakesItsOwnKeys()
+{
+    Rig rig;
+    QVERIFY(rig.open());
+    for (const QString &control : ParameterCommit::textFields()) {
+        rig.type(control, QStringLiteral("9a.F"), false);
+        const char *kept = control == "txtDataPointer" ? "9F" : control == "txtUDEUString" ? "9a.F" : "9";
+        QCOMPARE(rig.child(control)->text(), QLatin1String(kept));
+    }
+    QCOMPARE(rig.device->framesReceived(), 0);
 }
 
 // Text that arrives by paste (keys, middle button) or by setText (a drop)
