@@ -15,23 +15,15 @@
 #include "terminal/frmethernet.h"
 #include "terminal/frmrescale.h"
 
-#include <QAbstractButton>
 #include <QComboBox>
-#include <QGroupBox>
-#include <QLineEdit>
-#include <QMenu>
 #include <QTabBar>
 #include <QTableWidget>
 #include <QtTest>
 #include <functional>
 
 namespace {
-QString checkMark(bool checkable, bool checked)
-{
-    return checkable ? (checked ? QStringLiteral(" [x]") : QStringLiteral(" [ ]")) : QString();
-}
-
-// One line per control that has a name or says something.
+// One line per control that has a name or says something: its texts (text,
+// title, tip, list entries, tabs, column headings), then what it holds.
 QString describe(QWidget *window)
 {
     QStringList lines{QStringLiteral("title: ") + window->windowTitle()};
@@ -41,31 +33,24 @@ QString describe(QWidget *window)
         if ((!w && !a) || (a && a->isSeparator()) || o->objectName().startsWith(QLatin1String("qt_")))
             continue;
         QStringList says;
-        if (auto *l = qobject_cast<QLabel *>(o))
-            says << l->text();
-        if (auto *b = qobject_cast<QAbstractButton *>(o))
-            says << b->text() + checkMark(b->isCheckable(), b->isChecked());
-        if (auto *g = qobject_cast<QGroupBox *>(o))
-            says << g->title();
-        if (auto *e = qobject_cast<QLineEdit *>(o))
-            says << e->text() + QStringLiteral(" max ") + QString::number(e->maxLength());
-        if (auto *t = qobject_cast<QTabBar *>(o))
-            for (int i = 0; i < t->count(); ++i)
-                says << t->tabText(i);
-        if (auto *m = qobject_cast<QMenu *>(o))
-            says << m->title();
+        for (const char *property : {"text", "title", "toolTip", "maxLength"})
+            if (!o->property(property).toString().isEmpty())
+                says << o->property(property).toString();
+        if (o->property("checkable").toBool())
+            says << (o->property("checked").toBool() ? QStringLiteral("[x]") : QStringLiteral("[ ]"));
+        if (a && !a->shortcut().isEmpty())
+            says << a->shortcut().toString();
         if (auto *c = qobject_cast<QComboBox *>(o))
             for (int i = 0; i < c->count(); ++i) // the ports found differ from machine to machine
                 if (c->objectName() != QLatin1String("cboPort") || i == c->currentIndex())
                     says << (i == c->currentIndex() ? "*" : "") + c->itemText(i);
+        if (auto *t = qobject_cast<QTabBar *>(o))
+            for (int i = 0; i < t->count(); ++i)
+                says << t->tabText(i);
         if (auto *t = qobject_cast<QTableWidget *>(o))
             for (int i = 0; i < t->columnCount(); ++i)
                 says << (t->horizontalHeaderItem(i) ? t->horizontalHeaderItem(i)->text() : QString::number(i + 1));
-        if (a)
-            says << a->text() + checkMark(a->isCheckable(), a->isChecked()) + " " + a->shortcut().toString();
-        if (w && !w->toolTip().isEmpty())
-            says << QStringLiteral("tip ") + w->toolTip();
-        if (o->objectName().isEmpty() && says.join(QString()).trimmed().isEmpty())
+        if (o->objectName().isEmpty() && says.isEmpty())
             continue;
         const QString state = QLatin1String((w ? w->isEnabled() : a->isEnabled()) ? "" : " off")
             + QLatin1String((w ? w->isVisibleTo(window) : a->isVisible()) ? "" : " hidden");
