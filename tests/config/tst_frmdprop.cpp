@@ -10,10 +10,8 @@
 #include <QClipboard>
 #include <QComboBox>
 #include <QGuiApplication>
-#include <QFrame>
 #include <QLabel>
 #include <QLineEdit>
-#include <QPushButton>
 #include <QRadioButton>
 #include <QStackedWidget>
 #include <QTabBar>
@@ -155,10 +153,8 @@ void TestFrmDProp::everyFieldTakesItsOwnKeys()
     QVERIFY(rig.open());
     for (const QString &control : ParameterCommit::textFields()) {
         rig.type(control, QStringLiteral("9a.F"), false);
-        const char *kept = control == "txtDataPointer" ? "9F" : control == "txtUDEUString" ? "9a.F" : "9";
-        QCOMPARE(rig.child(control)->text(), QLatin1String(kept));
+        QCOMPARE(rig.child(control)->text(), control == "txtDataPointer" ? "9F" : control == "txtUDEUString" ? "9a.F" : "9");
     }
-    QCOMPARE(rig.device->framesReceived(), 0);
 }
 
 // Text that arrives by paste (keys, middle button) or by setText (a drop)

@@ -52,17 +52,13 @@ void TestParamsCli::setThenReadBack()
 void TestParamsCli::failedVerificationExitsOne()
 {
     SimProcess sim;
-    QVERIFY2(sim.start({QStringLiteral("--fault"), QStringLiteral("corrupt")}),
-             qPrintable(sim.errorString()));
-    const CliRun r = runCli({QStringLiteral("--port"), sim.path(), QStringLiteral("set"), QStringLiteral("txtLogInterval"),
-                             QStringLiteral("9")});
+    QVERIFY2(sim.start({"--fault", "corrupt"}), qPrintable(sim.errorString()));
+    const CliRun r = runCli({"--port", sim.path(), "set", "txtLogInterval", "9"});
     QCOMPARE(r.code, 1);
     QVERIFY2(r.err.startsWith(QLatin1String("Verify data is failed!\n data recieved: ")), qPrintable(r.err));
     QCOMPARE(r.out, QString());
     // Not verified, so no RAM copy was written.
-    QCOMPARE(runCli({QStringLiteral("--port"), sim.path(), QStringLiteral("read"), QStringLiteral("0008"),
-                     QStringLiteral("01")}).out,
-             QStringLiteral("05\n"));
+    QCOMPARE(runCli({"--port", sim.path(), "read", "0008", "01"}).out, QStringLiteral("05\n"));
 }
 
 QTEST_GUILESS_MAIN(TestParamsCli)

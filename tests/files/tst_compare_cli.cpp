@@ -14,10 +14,8 @@
 #include "support/simrig.h"
 #include "support/windowrig.h"
 
-#include <QDir>
 #include <QComboBox>
 #include <QFile>
-#include <QPlainTextEdit>
 #include <QProcess>
 #include <QProgressBar>
 #include <QPushButton>
@@ -79,8 +77,7 @@ QStringList journal(int last)
 void TestCompareCli::compareImportJournalAndUndo()
 {
     SimProcess first, second;
-    QVERIFY2(first.start({QStringLiteral("--preset"), QStringLiteral("second"), QStringLiteral("--no-pacing")}),
-             qPrintable(first.errorString()));
+    QVERIFY2(first.start({"--preset", "second", "--no-pacing"}), qPrintable(first.errorString()));
     QVERIFY2(second.start({QStringLiteral("--no-pacing")}), qPrintable(second.errorString()));
     QTemporaryDir dir;
     const QString a = dir.filePath(QStringLiteral("a.epr"));
@@ -177,13 +174,11 @@ void TestCompareCli::compareImportJournalAndUndo()
 
     // --only writes the named rows alone.
     QCOMPARE(runCli(second.path(), {QStringLiteral("set"), QStringLiteral("high-cutoff"), QStringLiteral("1500")}).code, 0);
-    r = runCli(second.path(), {QStringLiteral("import"), a, QStringLiteral("--only"), QStringLiteral("txtHighFcut,density"),
-                               QStringLiteral("--yes")}, 60000);
+    r = runCli(second.path(), {"import", a, "--only", "txtHighFcut,density", "--yes"}, 60000);
     QCOMPARE(r.code, 0);
     QCOMPARE(r.lines().size(), 2);
     QCOMPARE(runCli(second.path(), {QStringLiteral("compare"), s}).code, 0);
-    QCOMPARE(runCli(second.path(), {QStringLiteral("import"), a, QStringLiteral("--only"), QStringLiteral("coefficient-b"),
-                                    QStringLiteral("--yes")}).code, 2);
+    QCOMPARE(runCli(second.path(), {"import", a, "--only", "coefficient-b", "--yes"}).code, 2);
 
     // A parameter with a RAM copy goes back together with its copy.
     const QString interval = runCli(second.path(), {QStringLiteral("read"), QStringLiteral("0100"), QStringLiteral("01")}).out;
@@ -227,8 +222,7 @@ void TestCompareCli::flowlogAndRefusals()
     QCOMPARE(records.size(), 16131);
     QVERIFY(records[16129].startsWith("16129,"));
 
-    r = runCli({QStringLiteral("--sim"), QStringLiteral("flowlog"), QStringLiteral("7FFF"),
-                dir.filePath(QStringLiteral("no/such/x.mlg"))});
+    r = runCli({"--sim", "flowlog", "7FFF", dir.filePath("no/such/x.mlg")});
     QCOMPARE(r.code, 2);
     QVERIFY2(r.err.startsWith(QStringLiteral("quorin-cli: ") + dir.filePath(QStringLiteral("no/such/x.mlg")) + ": "),
              qPrintable(r.err));

@@ -14,10 +14,8 @@
 
 namespace {
 // The UART: a query answers 0 with its value, or -1 (refused, as a pty does).
-int linesRc = 0;
-int countsRc = 0;
+int linesRc = 0, countsRc = 0, queries = 0;
 QList<int> line; // modem-line bits, then the break, framing, overrun and parity counters
-int queries = 0;
 
 int playedIoctl(int, unsigned long request, void *arg)
 {
@@ -89,7 +87,7 @@ void tst_LinePoll::poll()
     ::close(far);
 }
 
-// "Com1".."ComN" are the first serial ports; a port that cannot open says why.
+// "Com1".."ComN" are the first serial ports; a port without a name says so.
 void tst_LinePoll::portNames()
 {
     QCOMPARE(QtSerialPort::systemName("Com1") + QtSerialPort::systemName("com16") + QtSerialPort::systemName("Com0"),
@@ -97,9 +95,6 @@ void tst_LinePoll::portNames()
     QtSerialPort none;
     QVERIFY(!none.open());
     QCOMPARE(none.errorString(), QStringLiteral("No port is chosen"));
-    none.setPortName(QStringLiteral("/nonexistent/tty"));
-    QVERIFY(!none.open());
-    QCOMPARE(none.errorString(), QStringLiteral("No such file or directory"));
 }
 
 QTEST_GUILESS_MAIN(tst_LinePoll)

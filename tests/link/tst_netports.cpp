@@ -112,8 +112,7 @@ void TestNetPorts::throughDeviceServer()
     QCOMPARE(r.out, QStringLiteral("16129 points saved to %1\n").arg(log));
 
     // Only the com-port option carries the line settings to the device's side.
-    r = runCli(port, {QStringLiteral("--settings"), QStringLiteral("19200,n,8,1"), QStringLiteral("read"),
-                      QStringLiteral("0100"), QStringLiteral("01")});
+    r = runCli(port, {"--settings", "19200,n,8,1", "read", "0100", "01"});
     QCOMPARE(r.out, QStringLiteral("4D\n"));
     QCOMPARE(sim.errorOutput().contains("the line is set to 19200 baud"), mode == Ser2netProcess::Rfc2217);
 }
@@ -132,8 +131,7 @@ void TestNetPorts::serverStoppedMidReadout()
     QTemporaryDir dir;
     QElapsedTimer took;
     took.start();
-    const CliRun r = runCli(s2n.address(), {QStringLiteral("flowlog"), QStringLiteral("7FFF"), dir.filePath(QStringLiteral("l.mlg"))},
-                            1500, [&] { s2n.stop(); }, 15000);
+    const CliRun r = runCli(s2n.address(), {"flowlog", "7FFF", dir.filePath("l.mlg")}, 1500, [&] { s2n.stop(); }, 15000);
     QCOMPARE(r.code, 1);
     QVERIFY2(r.err.count(QStringLiteral("The connection to 127.0.0.1:%1 was lost: ").arg(s2n.port())) == 1, qPrintable(r.err));
     QVERIFY2(r.err.contains(QStringLiteral("flowlog: block 1 of 127")) && !r.err.contains(QStringLiteral("Cannot connect")),
@@ -145,12 +143,9 @@ void TestNetPorts::simulatorListensAndMonitorReconnects()
 {
     SimProcess sim;
     // The device server drops the client after 14 frames and takes the next.
-    QVERIFY2(sim.start({QStringLiteral("--listen"), QStringLiteral("0"), QStringLiteral("--no-pacing"),
-                        QStringLiteral("--fault"), QStringLiteral("hangup:14")}),
-             qPrintable(sim.errorString()));
+    QVERIFY2(sim.start({"--listen", "0", "--no-pacing", "--fault", "hangup:14"}), qPrintable(sim.errorString()));
     QVERIFY2(sim.path().startsWith(QStringLiteral("tcp://127.0.0.1:")), qPrintable(sim.path()));
-    const CliRun r = runCli(sim.path(), {QStringLiteral("monitor"), QStringLiteral("--count"), QStringLiteral("4"),
-                                         QStringLiteral("--interval"), QStringLiteral("50"), QStringLiteral("--reconnect")});
+    const CliRun r = runCli(sim.path(), {"monitor", "--count", "4", "--interval", "50", "--reconnect"});
     QVERIFY2(r.code == 0, qPrintable(r.err));
     QCOMPARE(r.err.count(QStringLiteral("quorin-cli: reconnecting to %1\n").arg(sim.path())), 1);
     QCOMPARE(r.err.count(QStringLiteral("quorin-cli: reconnected to %1\n").arg(sim.path())), 1);

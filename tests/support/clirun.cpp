@@ -47,8 +47,7 @@ CliRun runCli(const QString &port, const QStringList &args, int afterMs, const s
     return run(QStringList{QStringLiteral("--port"), port} + args, timeoutMs, afterMs, call);
 }
 
-CliRun runCliProcess(const QStringList &args, int afterMs, const std::function<void(QProcess &)> &meanwhile,
-                     int timeoutMs)
+CliRun runCliProcess(const QStringList &args, int afterMs, const std::function<void(QProcess &)> &meanwhile, int timeoutMs)
 {
     return run(args, timeoutMs, afterMs, meanwhile);
 }

@@ -17,8 +17,7 @@ bool ScriptedPrompter::askOkCancel(const QString &text, const QString &title, Ic
     return answers.isEmpty() ? false : answers.takeFirst();
 }
 
-bool ScriptedPrompter::inputBox(const QString &prompt, const QString &title, const QString &,
-                                QString *answer)
+bool ScriptedPrompter::inputBox(const QString &prompt, const QString &title, const QString &, QString *answer)
 {
     entries.append({QStringLiteral("input"), prompt, title, Information});
     if (inputs.isEmpty() || inputs.first().isNull()) {
