@@ -152,8 +152,8 @@ void TestFrmDProp::everyFieldTakesItsOwnKeys()
     Rig rig;
     QVERIFY(rig.open());
     for (const QString &control : ParameterCommit::textFields()) {
-        rig.type(control, QStringLiteral("9a.F"), false);
-        QCOMPARE(rig.child(control)->text(), control == "txtDataPointer" ? "9F" : control == "txtUDEUString" ? "9a.F" : "9");
+        rig.type(control, QStringLiteral("9a .F"), false);
+        QCOMPARE(rig.child(control)->text(), control == "txtDataPointer" ? "9F" : control == "txtUDEUString" ? "9a .F" : "9");
     }
 }
 

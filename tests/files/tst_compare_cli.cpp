@@ -258,6 +258,8 @@ void TestCompareCli::importWindowMarksAndWritesChangedRowsOnly()
     QCOMPARE(rig.prompter.texts().last(), QStringLiteral("EEPROM Table has been Saved. Click OK."));
     QCOMPARE(w.progressBar()->value(), 0);
     QCOMPARE(w.result(), int(QDialog::Accepted));
+    w.findChild<QPushButton *>(QStringLiteral("cmdUpload"))->click();
+    QCOMPARE(rig.prompter.texts().last(), QStringLiteral("The device already holds every row of the table."));
 }
 
 void TestCompareCli::historyWindowListsAndUndoes()

@@ -41,7 +41,6 @@ private slots:
 void tst_LinePoll::poll()
 {
     const int all = TIOCM_CTS | TIOCM_DSR | TIOCM_CD | TIOCM_RI;
-    const QList<int> zero{0, 0, 0, 0, 0};
     struct Row {
         const char *name;
         int linesAnswer, countsAnswer;
@@ -56,9 +55,9 @@ void tst_LinePoll::poll()
         {"lines drop; a ring ending is no event", 0, 0, {all | TIOCM_RTS, 0, 0, 0, 0}, {TIOCM_RTS, 0, 0, 0, 0}, false, {3, 4, 5}, true},
         {"one counter jumps far", 0, 0, {TIOCM_RI, 0, 0, 0, 0}, {TIOCM_RI, 0, 9, 0, 0}, false, {1004}, true},
         {"counters refused: lines still polled", 0, -1, {TIOCM_CD, 0, 0, 0, 0}, {0, 1, 1, 1, 1}, false, {5}, true},
-        {"lines refused: counters still polled", -1, 0, zero, {TIOCM_CTS, 0, 0, 0, 1}, false, {1009}, true},
-        {"both refused: no poll", -1, -1, zero, {all, 1, 1, 1, 1}, false, {}, false},
-        {"an event's handler closes the port", 0, 0, zero, {TIOCM_DSR, 0, 0, 0, 0}, true, {4}, false},
+        {"lines refused: counters still polled", -1, 0, {0, 0, 0, 0, 0}, {TIOCM_CTS, 0, 0, 0, 1}, false, {1009}, true},
+        {"both refused: no poll", -1, -1, {0, 0, 0, 0, 0}, {all, 1, 1, 1, 1}, false, {}, false},
+        {"an event's handler closes the port", 0, 0, {0, 0, 0, 0, 0}, {TIOCM_DSR, 0, 0, 0, 0}, true, {4}, false},
     };
     QtSerialPort::setLineIoctl(playedIoctl);
     const int far = ::posix_openpt(O_RDWR | O_NOCTTY);

@@ -174,8 +174,8 @@ void TestFrmTerminal::toolbarKeys_data()
     QTest::newRow("TransmitTextFile") << "TransmitTextFile" << "monitor";
     QTest::newRow("StartAS") << "StartAS" << "update";
     QTest::newRow("Properties") << "Properties" << "dialog:frmProperties";
-    QTest::newRow("OpenLogFile") << "OpenLogFile" << "save:Open Communications Log File";
-    QTest::newRow("ALogO") << "ALogO" << "save:Open Auto Log File";
+    QTest::newRow("OpenLogFile") << "OpenLogFile" << "save:Open Communications Log File | Log Files (*.TLG)|*.tlg|All Files (*.*)|*.*";
+    QTest::newRow("ALogO") << "ALogO" << "save:Open Auto Log File | Log Files (*.LOG)|*.log|All Files (*.*)|*.*";
     QTest::newRow("StartAM") << "StartAM" << "nothing";
     QTest::newRow("case matters") << "startas" << "nothing";
     QTest::newRow("unknown") << "Connect" << "nothing";
