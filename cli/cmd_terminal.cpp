@@ -4,6 +4,7 @@
 
 #include "session/parametermap.h"
 #include "session/reconnector.h"
+#include "common/prompter.h"
 #include "link/devicelink.h"
 #include "terminal/livedisplay.h"
 #include "terminal/mqttpublisher.h"
@@ -15,6 +16,7 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <memory>
+#include <optional>
 
 namespace {
 
@@ -28,6 +30,31 @@ bool readCount(const CliContext &c, const QString &name, int def, int min, int *
     bool ok = false;
     *out = text.toInt(&ok);
     return ok && *out >= min;
+}
+
+// --mqtt and its companions: the broker, its files and the queue's bound.
+// An empty host: no broker. False when something is wrong (said, exit 2).
+bool readMqtt(const CliContext &c, MqttPublisher::Address *broker, int *queue)
+{
+    QString error;
+    const QString ca = c.option(QStringLiteral("mqtt-cafile")), cert = c.option(QStringLiteral("mqtt-cert")),
+                  key = c.option(QStringLiteral("mqtt-key"));
+    if (!readCount(c, QStringLiteral("mqtt-queue"), 10000, 1, queue)) {
+        c.usage(QStringLiteral("--mqtt-queue must be a whole number of readings, 1 or more"));
+        return false;
+    }
+    if (!c.options.contains(QStringLiteral("mqtt"))) {
+        if (c.options.keys().filter(QStringLiteral("mqtt-")).isEmpty())
+            return true;
+        c.usage(QStringLiteral("--mqtt-cafile, --mqtt-cert, --mqtt-key and --mqtt-queue go with --mqtt"));
+        return false;
+    }
+    if (!MqttPublisher::parseUrl(c.option(QStringLiteral("mqtt")), broker, &error)
+        || !MqttPublisher::setTlsFiles(broker, ca, cert, key, &error)) {
+        c.usage(QStringLiteral("--mqtt: ") + error);
+        return false;
+    }
+    return true;
 }
 
 // The totalizer as shown, and as a number.
@@ -57,19 +84,45 @@ void printInfoJson(const CliContext &c, const TerminalState &s)
     c.printJson(o);
 }
 
+// A value the poll read, or null.
+QJsonValue readOrNull(const std::optional<QString> &v)
+{
+    return v ? QJsonValue(*v) : QJsonValue(QJsonValue::Null);
+}
+
 // One poll of monitor as a JSON line: the flow as shown and as a number.
-void printMonitorJson(const CliContext &c, const TerminalState &s, bool ok)
+void printMonitorJson(const CliContext &c, const LiveDisplay::Result &r)
 {
     const QDateTime now = QDateTime::currentDateTime();
-    QJsonObject o{
+    c.printJson(QJsonObject{
         {QStringLiteral("time"), now.toOffsetFromUtc(now.offsetFromUtc()).toString(Qt::ISODate)},
-        {QStringLiteral("flow"), s.FlowText.trimmed()},
-        {QStringLiteral("flow_value"), jsonDecimal(s.FlowText)},
-        {QStringLiteral("unit"), LiveDisplay::unitShown(s).trimmed()},
-        {QStringLiteral("ok"), ok},
-    };
-    addTotal(o, s);
-    c.printJson(o);
+        {QStringLiteral("flow"), readOrNull(r.flow)},
+        {QStringLiteral("flow_value"), r.flow ? jsonDecimal(*r.flow) : QJsonValue(QJsonValue::Null)},
+        {QStringLiteral("unit"), readOrNull(r.unit)},
+        {QStringLiteral("ok"), r.ok()},
+        {QStringLiteral("total"), readOrNull(r.total)},
+        {QStringLiteral("total_value"), r.total ? jsonDecimal(*r.total) : QJsonValue(QJsonValue::Null)},
+        {QStringLiteral("total_unit"), readOrNull(r.totalUnit)},
+    });
+}
+
+// The line's counters; reply times only when there were replies.
+void printStats(const CliContext &c, const LinkHealth &h)
+{
+    if (!c.json()) {
+        *c.out << "link: " << h.summary() << "\n";
+        c.out->flush();
+        return;
+    }
+    const LinkHealth::Times t = h.times();
+    const auto ms = [&t](qint64 v) { return t.count > 0 ? QJsonValue(double(v)) : QJsonValue(QJsonValue::Null); };
+    const QJsonObject o{{QStringLiteral("frames"), double(h.framesSent)}, {QStringLiteral("replies"), double(h.replies)},
+                        {QStringLiteral("timeouts"), double(h.timeouts)}, {QStringLiteral("lost"), double(h.lost)},
+                        {QStringLiteral("discarded"), double(h.discarded)},
+                        {QStringLiteral("bytes_out"), double(h.bytesOut)}, {QStringLiteral("bytes_in"), double(h.bytesIn)},
+                        {QStringLiteral("reply_ms_least"), ms(t.least)}, {QStringLiteral("reply_ms_median"), ms(t.median)},
+                        {QStringLiteral("reply_ms_p95"), ms(t.p95)}, {QStringLiteral("reply_ms_most"), ms(t.most)}};
+    c.printJson(QJsonObject{{QStringLiteral("link"), o}});
 }
 
 } // namespace
@@ -108,91 +161,108 @@ static CliCommand monitorCommand("monitor",
         if (!readCount(c, QStringLiteral("interval"), 1000, 50, &interval))
             return c.usage(QStringLiteral("--interval must be a whole number of milliseconds, 50 or more"));
         MqttPublisher::Address broker;
-        QString mqttError;
-        if (c.options.contains(QStringLiteral("mqtt"))
-            && !MqttPublisher::parseUrl(c.option(QStringLiteral("mqtt")), &broker, &mqttError))
-            return c.usage(QStringLiteral("--mqtt: ") + mqttError);
+        int mqttQueue = 0;
+        if (!readMqtt(c, &broker, &mqttQueue))
+            return ExitUsage;
         TerminalHost *host = c.host();
         if (!host)
             return ExitUsage;
         // Every reading also goes to the broker; one that is down is reported
-        // once and the display goes on.
+        // once, the display goes on and the readings wait in the queue.
         std::unique_ptr<MqttPublisher> mqtt;
         const QString portName = host->link().port() ? host->link().port()->portName() : QString();
         if (!broker.host.isEmpty()) {
             mqtt = std::make_unique<MqttPublisher>(&host->prompter());
+            mqtt->setQueueLimit(mqttQueue);
             mqtt->start(broker, portName);
         }
         DeviceLink &link = host->link();
         TerminalState &s = host->state();
+        SerialPort *port = link.port();
         // As the window's auto update: time-outs stay quiet until the tenth in a row.
         link.AutoUpdateOn = true;
-        // The time base of the unit text, as the readout would give it.
-        const QString timeBase = link.ReadMemory(QStringLiteral("0104"), QStringLiteral("01"));
-        if (timeBase.size() >= 2)
-            s.setCell(QStringLiteral("0104"), QString::number(timeBase.left(2).toInt(nullptr, 16)),
-                      timeBase.left(2).toInt(nullptr, 16));
-        LiveDisplay live(link, s, &host->prompter());
-        // With --reconnect a lost port is opened again and the display goes
-        // on; the poll that saw the loss does not count.
+        const auto say = [&c, portName](const char *what) {
+            *c.err << "quorin-cli: " << what << " " << portName << "\n";
+            c.err->flush();
+        };
+        // Without --reconnect a lost port ends the run (its message was the
+        // report); with it the port is opened again every 2 s, from the
+        // start too, and "reconnected" is said once a reply came.
+        bool lost = false;
+        bool basisDue = true;
+        bool backPending = false;
+        QObject::connect(&link, &DeviceLink::portLost, [&lost, &basisDue] { lost = basisDue = true; });
+        QObject::connect(&link, &DeviceLink::replyReceived, [&backPending, &say] {
+            if (backPending)
+                say("reconnected to");
+            backPending = false;
+        });
         std::unique_ptr<Reconnector> again;
         if (c.flag(QStringLiteral("reconnect"))) {
             again = std::make_unique<Reconnector>(&link);
-            const QString name = link.port() ? link.port()->portName() : QString();
-            QObject::connect(again.get(), &Reconnector::reconnecting, [&c, name] {
-                *c.err << "quorin-cli: reconnecting to " << name << "\n";
-                c.err->flush();
+            QObject::connect(again.get(), &Reconnector::reconnecting, [&backPending, &say] {
+                backPending = true;
+                say("reconnecting to");
             });
-            QObject::connect(again.get(), &Reconnector::reconnected, [&c, name] {
-                *c.err << "quorin-cli: reconnected to " << name << "\n";
-                c.err->flush();
-            });
-        }
-        // --stats: the line's counters after the last poll, on one line.
-        const auto finish = [&c, &link](int status) {
-            if (c.flag(QStringLiteral("stats"))) {
-                if (c.json()) {
-                    const LinkHealth &h = link.health;
-                    const LinkHealth::Times t = h.times();
-                    QJsonObject o{{QStringLiteral("frames"), double(h.framesSent)}, {QStringLiteral("replies"), double(h.replies)},
-                                  {QStringLiteral("timeouts"), double(h.timeouts)}, {QStringLiteral("discarded"), double(h.discarded)},
-                                  {QStringLiteral("bytes_out"), double(h.bytesOut)}, {QStringLiteral("bytes_in"), double(h.bytesIn)},
-                                  {QStringLiteral("reply_ms_least"), double(t.least)}, {QStringLiteral("reply_ms_median"), double(t.median)},
-                                  {QStringLiteral("reply_ms_p95"), double(t.p95)}, {QStringLiteral("reply_ms_most"), double(t.most)}};
-                    *c.out << QJsonDocument(QJsonObject{{QStringLiteral("link"), o}}).toJson(QJsonDocument::Compact) << "\n";
-                } else {
-                    *c.out << "link: " << link.health.summary() << "\n";
-                }
-                c.out->flush();
+            if (!link.PortOpen() && !port->open()) {
+                host->prompter().message(port->errorString(), QStringLiteral("System Monitor"), Prompter::Exclamation);
+                again->retry();
             }
+        } else if (!link.openPort()) {
+            return ExitDevice;
+        }
+        LiveDisplay live(link, s, &host->prompter());
+        const auto finish = [&c, &link](int status) {
+            if (c.flag(QStringLiteral("stats")))
+                printStats(c, link.health);
             return status;
         };
+        // --count counts the readings printed, failed ones included.
         bool allOk = true;
-        for (int i = 0; count == 0 || i < count; ++i) {
-            if (i > 0)
+        bool anyOk = false;
+        for (int printed = 0; count == 0 || printed < count; ++printed) {
+            if (printed > 0)
                 link.pause(interval);
+            if (lost && !again)
+                return finish(ExitDevice);
             if (again && again->isRetrying())
                 again->waitUntilBack();
-            const LiveDisplay::Result r = live.tick();
-            const bool retry = r.stopped && again && again->isRetrying();
-            if (!retry)
-                allOk = allOk && r.ok();
+            lost = false;
+            if (basisDue) {
+                // The unit's time base, read again on a port that came back:
+                // the device there may be another one.
+                basisDue = false;
+                s.CellText.remove(QStringLiteral("0104"));
+                s.CellValue.remove(QStringLiteral("0104"));
+                const QString timeBase = link.ReadMemory(QStringLiteral("0104"), QStringLiteral("01"));
+                if (!timeBase.isEmpty())
+                    s.setCell(QStringLiteral("0104"), QString::number(timeBase.toInt(nullptr, 16)), timeBase.toInt(nullptr, 16));
+            }
+            // A poll cut by a loss is a failed reading, never one taken
+            // through a port the next exchange opened again on its own.
+            LiveDisplay::Result r;
+            r.stopped = lost;
+            if (!lost)
+                r = live.tick();
             if (c.json()) {
-                printMonitorJson(c, s, r.ok());
+                printMonitorJson(c, r);
             } else {
                 *c.out << QTime::currentTime().toString(QStringLiteral("HH:mm:ss")) << "  "
-                       << s.FlowText.rightJustified(9) << " " << LiveDisplay::unitShown(s).trimmed().leftJustified(9)
-                       << " total " << s.TotalText << " " << s.totalUnitText().trimmed() << "\n";
+                       << r.flow.value_or(QString()).rightJustified(9) << " " << r.unit.value_or(QString()).leftJustified(9)
+                       << " total " << r.total.value_or(QString()) << " " << r.totalUnit.value_or(QString()) << "\n";
                 c.out->flush();
             }
-            if (mqtt && r.flowOk)
-                mqtt->publish(MqttPublisher::fromState(s, portName, QDateTime::currentMSecsSinceEpoch()));
-            if (retry) {
-                --i;
-                continue;
+            if (mqtt) {
+                mqtt->publish(MqttPublisher::fromState(s, r, portName, QDateTime::currentMSecsSinceEpoch()));
+                if (lost) // the readings stop here: not live any more
+                    mqtt->publishOffline();
             }
-            if (r.stopped)
+            // A poll cut by a loss that --reconnect mends does not fail the run.
+            if (!(lost && again))
+                allOk = allOk && r.ok();
+            anyOk = anyOk || r.ok();
+            if (lost && !again)
                 return finish(ExitDevice);
         }
-        return finish(allOk ? ExitOk : ExitDevice);
+        return finish(allOk && anyOk ? ExitOk : ExitDevice);
     });

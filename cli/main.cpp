@@ -2,6 +2,7 @@
 
 #include "link/devicelink.h"
 #include "link/portfactory.h"
+#include "link/tcpport.h"
 #include "session/parametermap.h"
 #include "session/terminalsession.h"
 #include "sim/simdevice.h"
@@ -26,7 +27,8 @@ const QStringList kValueOptions = {
     QStringLiteral("port"), QStringLiteral("settings"), QStringLiteral("fault"),
     QStringLiteral("preset"), QStringLiteral("count"), QStringLiteral("interval"),
     QStringLiteral("code"), QStringLiteral("timeout"), QStringLiteral("last"), QStringLiteral("only"),
-    QStringLiteral("mqtt"), QStringLiteral("as-found"),
+    QStringLiteral("mqtt"), QStringLiteral("as-found"), QStringLiteral("mqtt-cafile"), QStringLiteral("mqtt-cert"),
+    QStringLiteral("mqtt-key"), QStringLiteral("mqtt-queue"),
 };
 const QStringList kFlags = {
     QStringLiteral("sim"), QStringLiteral("rs485"), QStringLiteral("yes"), QStringLiteral("help"), QStringLiteral("version"),
@@ -47,7 +49,10 @@ void printHelp(QTextStream &out)
            "  --version prints the program's version\n"
            "  --reconnect: monitor opens a lost port again every 2 s and goes on\n"
            "  --json: info, get, params, compare print one JSON object; monitor and journal one per line\n"
-           "  --mqtt mqtt://HOST[:PORT]/TOPIC: monitor also publishes every reading there (JSON, retained)\n"
+           "  --mqtt mqtt[s]://[USER[:PASSWORD]@]HOST[:PORT]/TOPIC: monitor also publishes every reading there\n"
+           "    (JSON, retained, QoS 1; the password may come from QUORIN_MQTT_PASSWORD instead)\n"
+           "    --mqtt-cafile FILE: the CA of an mqtts:// broker; --mqtt-cert FILE --mqtt-key FILE: a client certificate\n"
+           "    --mqtt-queue N: readings held while the broker is away (10000)\n"
            "commands:\n";
     for (const CliCommand *c : registry())
         out << "  " << c->synopsis << "\n";
@@ -231,6 +236,9 @@ int main(int argc, char **argv)
     CliCommand *cmd = registry().value(command);
     if (!cmd)
         return ctx.usage(QStringLiteral("unknown command \"%1\" (try --help)").arg(command));
+    for (const QString &name : ctx.options.keys())
+        if (name.startsWith(QLatin1String("mqtt")) && command != QLatin1String("monitor"))
+            return ctx.usage(QStringLiteral("--%1 works with monitor only").arg(name));
     if (ctx.json() && !kJsonCommands.contains(command))
         return ctx.usage(QStringLiteral("--json works with %1 only").arg(kJsonCommands.join(QLatin1String(", "))));
 
@@ -263,6 +271,13 @@ int main(int argc, char **argv)
             SimSerialPort::registerPort(preset, faults, rs485);
             p = PortFactory::make(SimSerialPort::Name);
         } else {
+            // A malformed network address is a mistake in the command, found
+            // before anything is opened.
+            QString error;
+            if (TcpPort::isNetworkName(port) && !PortFactory::exists(port, &error)) {
+                ctx.usage(error);
+                return false;
+            }
             p = PortFactory::make(port);
         }
         const QString settings = ctx.option(QStringLiteral("settings"));

@@ -6,13 +6,11 @@
 // byte 1 the expected byte count, the rest the received bytes in pieces
 // separated by 0xFF.
 //
-// Checked: no byte is lost or doubled (the completed replies followed by the
-// unfinished rest are the received text without ':' and line feeds, and
-// without '>' in RS232 mode); a completed reply is at least twice the
-// expected count long, plus the four-character bus tag in RS485 mode; an
-// exchange's result is the completed reply, with the bus tag dropped in RS485
-// mode, so never shorter than twice the count; after an exchange the link is
-// free again.
+// Checked: a completed reply is exactly the four-character bus tag (RS485)
+// and twice the expected count of hex digits, and those characters came in
+// that order after a ':'; what is held between pieces never exceeds one
+// whole reply, however much noise comes; an exchange's result is a
+// completed reply's data or empty; after an exchange the link is free again.
 #include "fuzzsupport.h"
 #include "link/devicelink.h"
 #include "link/serialport.h"
@@ -85,16 +83,25 @@ int wholeLength(bool rs232, int expected)
     return 2 * expected + (rs232 ? 0 : 4);
 }
 
-QString cleaned(const QList<QByteArray> &chunks, bool rs232)
+bool hexOnly(const QString &text)
+{
+    for (const QChar c : text)
+        if (!QStringLiteral("0123456789ABCDEFabcdef").contains(c))
+            return false;
+    return true;
+}
+
+// A reply as the line carried it: ':' and the data right after it, the tag
+// (with '>' removed in RS232 mode only) right before it.
+bool cameWhole(const QList<QByteArray> &chunks, bool rs232, const QString &reply)
 {
     QString all;
     for (const QByteArray &c : chunks)
         all += QString::fromLatin1(c);
     if (rs232)
         all.remove(QLatin1Char('>'));
-    all.remove(QLatin1Char('\n'));
-    all.remove(QLatin1Char(':'));
-    return all;
+    const int tag = rs232 ? 0 : 4;
+    return all.contains(reply.left(tag) + QLatin1Char(':') + reply.mid(tag));
 }
 
 void assembleOnly(const QList<QByteArray> &chunks, bool rs232, int expected)
@@ -108,13 +115,14 @@ void assembleOnly(const QList<QByteArray> &chunks, bool rs232, int expected)
     for (const QByteArray &c : chunks) {
         link.AssembleReply(QString::fromLatin1(c));
         FUZZ_CHECK(link.RxCount == link.RxAccumulator.size());
+        FUZZ_CHECK(link.RxAccumulator.size() <= wholeLength(rs232, expected));
         if (link.ReplyComplete) {
-            FUZZ_CHECK(link.RxAccumulator.isEmpty() && !link.FrameStartSeen);
-            FUZZ_CHECK(link.txtRs.size() >= wholeLength(rs232, expected));
             FUZZ_CHECK(!replies.isEmpty() && replies.last() == link.txtRs);
+            FUZZ_CHECK(link.txtRs.size() == wholeLength(rs232, expected));
+            FUZZ_CHECK(hexOnly(link.txtRs.mid(rs232 ? 0 : 4)));
+            FUZZ_CHECK(cameWhole(chunks, rs232, link.txtRs));
         }
     }
-    FUZZ_CHECK(replies.join(QString()) + link.RxAccumulator == cleaned(chunks, rs232));
     FUZZ_CHECK(prompter.messages == 0);
 }
 
@@ -146,13 +154,13 @@ void exchange(const QList<QByteArray> &chunks, bool rs232, int expected, bool sh
         FUZZ_CHECK(prompter.messages == 0);
         // Pieces queued behind the completing one may already have come in
         // (and completed more replies): the caller gets the first.
-        FUZZ_CHECK(!replies.isEmpty() && replies.first().size() >= wholeLength(rs232, expected));
+        FUZZ_CHECK(!replies.isEmpty() && replies.first().size() == wholeLength(rs232, expected));
         FUZZ_CHECK(result == (rs232 ? replies.first() : replies.first().mid(4)));
-        FUZZ_CHECK(result.size() >= 2 * expected);
+        FUZZ_CHECK(result.size() == 2 * expected && hexOnly(result));
         FUZZ_CHECK(statuses.size() == (showStatus ? 1 : 0));
         FUZZ_CHECK(!link.ShowReplyStatus);
     } else {
-        // The reply never completed: a failed exchange, reported once.
+        // No whole reply came: a failed exchange, reported once.
         FUZZ_CHECK(result.isEmpty());
         FUZZ_CHECK(prompter.messages == 1);
         FUZZ_CHECK(link.RxAccumulator.isEmpty() && link.RxCount == 0);

@@ -70,8 +70,10 @@ int main(int argc, char *argv[])
     const QCommandLineOption baud(QStringLiteral("baud"), QStringLiteral("Line speed for pacing (default 9600)."),
                                   QStringLiteral("N"), QStringLiteral("9600"));
     const QCommandLineOption fault(QStringLiteral("fault"),
-                                   QStringLiteral("none, noanswer, late:MS, corrupt, split[:SEED], hangup:N; "
-                                                  "several joined by commas."),
+                                   QStringLiteral("none, noanswer, late:MS (replies that late), corrupt, split[:SEED], "
+                                                  "hangup:N, greet (a greeting on connect), noise (text before "
+                                                  "every reply), trickle:MS (one byte every MS), opensb (--listen: "
+                                                  "an unterminated telnet subnegotiation); several joined by commas."),
                                    QStringLiteral("SPEC"), QStringLiteral("none"));
     const QCommandLineOption preset(QStringLiteral("preset"),
                                     QStringLiteral("Device preset: %1.").arg(SimDevice::presetNames().join(QLatin1String(", "))),

@@ -16,6 +16,9 @@ bool positiveNumber(const QString &text, qint64 max, qint64 *value)
 
 } // namespace
 
+const QByteArray SimFaults::GreetingText = QByteArrayLiteral("Welcome, line 3: ready\r\n");
+const QByteArray SimFaults::NoiseText = QByteArrayLiteral("\r\nline 3: ");
+
 bool SimFaults::parse(const QString &text, SimFaults *out, QString *error)
 {
     SimFaults f;
@@ -35,6 +38,19 @@ bool SimFaults::parse(const QString &text, SimFaults *out, QString *error)
             f.noAnswer = true;
         } else if (name == QLatin1String("corrupt") && colon < 0) {
             f.corruptReadback = true;
+        } else if (name == QLatin1String("greet") && colon < 0) {
+            f.greeting = true;
+        } else if (name == QLatin1String("noise") && colon < 0) {
+            f.noise = true;
+        } else if (name == QLatin1String("opensb") && colon < 0) {
+            f.openSubneg = true;
+        } else if (name == QLatin1String("trickle")) {
+            if (colon < 0 || !positiveNumber(arg, 10000, &v)) {
+                why = QStringLiteral("fault \"%1\": give the gap between bytes in milliseconds, trickle:1 to trickle:10000")
+                          .arg(raw.trimmed());
+                break;
+            }
+            f.trickleMs = int(v);
         } else if (name == QLatin1String("split") && colon < 0) {
             f.splitReplies = true;
         } else if (name == QLatin1String("split")) {
@@ -59,7 +75,7 @@ bool SimFaults::parse(const QString &text, SimFaults *out, QString *error)
             f.hangupAfterFrames = int(v);
         } else {
             why = QStringLiteral("unknown fault \"%1\"; use none, noanswer, late:MS, corrupt, split[:SEED], "
-                                 "hangup:N (several joined by commas)")
+                                 "hangup:N, greet, noise, trickle:MS, opensb (several joined by commas)")
                       .arg(raw.trimmed());
             break;
         }
@@ -87,5 +103,13 @@ QString SimFaults::toString() const
         items << (splitSeed == 1 ? QStringLiteral("split") : QStringLiteral("split:%1").arg(splitSeed));
     if (hangupAfterFrames > 0)
         items << QStringLiteral("hangup:%1").arg(hangupAfterFrames);
+    if (greeting)
+        items << QStringLiteral("greet");
+    if (noise)
+        items << QStringLiteral("noise");
+    if (trickleMs > 0)
+        items << QStringLiteral("trickle:%1").arg(trickleMs);
+    if (openSubneg)
+        items << QStringLiteral("opensb");
     return items.isEmpty() ? QStringLiteral("none") : items.join(QLatin1Char(','));
 }

@@ -14,16 +14,25 @@ struct SimFaults
     int hangupAfterFrames = 0;   // the line drops when this many frames came in, the last one
                                  // unanswered (0: never); counted afresh after a reopen
     quint32 splitSeed = 1;       // the pieces are reproducible from this seed
+    bool greeting = false;       // a device server's greeting on every connection
+    bool noise = false;          // text with a ":" in it before every reply
+    int trickleMs = 0;           // replies leave one byte at a time, this far apart
+    bool openSubneg = false;     // on connect: agrees to the com-port option, then starts a
+                                 // telnet subnegotiation it never ends
 
     bool any() const
     {
-        return noAnswer || lateMs > 0 || corruptReadback || splitReplies || hangupAfterFrames > 0;
+        return noAnswer || lateMs > 0 || corruptReadback || splitReplies || hangupAfterFrames > 0 || greeting || noise
+            || trickleMs > 0 || openSubneg;
     }
 
     // Reads "none", "noanswer", "late:4000", "corrupt", "split" (or "split:SEED"),
-    // "hangup:5", several joined by commas. Case and blanks around the items do
+    // "hangup:5", "greet", "noise", "trickle:40", "opensb", several joined by commas. Case and blanks around the items do
     // not matter. On a bad text returns false, leaves *out alone and says why.
     static bool parse(const QString &text, SimFaults *out, QString *error);
     // The same text form; "none" when nothing is set.
     QString toString() const;
+    // The text a greeting fault sends, and what noise puts before a reply.
+    static const QByteArray GreetingText;
+    static const QByteArray NoiseText;
 };

@@ -40,6 +40,19 @@ void SimLine::reset()
     m_txFreeNs = 0;
 }
 
+void SimLine::connected()
+{
+    QByteArray hello;
+    if (m_faults.greeting)
+        hello += SimFaults::GreetingText;
+    // IAC DO COM-PORT-OPTION, then IAC SB COM-PORT-OPTION NOTIFY-MODEMSTATE
+    // without its IAC SE.
+    if (m_faults.openSubneg)
+        hello += QByteArrayLiteral("\xff\xfd\x2c\xff\xfa\x2c\x6b");
+    if (!hello.isEmpty())
+        schedule(hello, m_clock.nsecsElapsed());
+}
+
 void SimLine::receive(const QByteArray &bytes)
 {
     if (m_hungUp || !m_device || bytes.isEmpty())
@@ -67,7 +80,8 @@ void SimLine::receive(const QByteArray &bytes)
         }
         if (ex.reply.isEmpty() || m_faults.noAnswer)
             continue;
-        schedule(ex.reply, arrived + qint64(m_faults.lateMs) * MsNs);
+        schedule((m_faults.noise ? SimFaults::NoiseText : QByteArray()) + ex.reply,
+                 arrived + qint64(m_faults.lateMs) * MsNs);
     }
 }
 
@@ -79,7 +93,9 @@ void SimLine::schedule(const QByteArray &reply, qint64 earliestNs)
         start = qMax(start, m_queue.last().dueNs);
 
     QList<int> sizes;
-    if (m_faults.splitReplies) {
+    if (m_faults.trickleMs > 0) {
+        sizes = QList<int>(reply.size(), 1);
+    } else if (m_faults.splitReplies) {
         for (int left = reply.size(); left > 0;) {
             const int n = qMin(left, 1 + int(m_rng.bounded(quint32(qMax(1, reply.size() / 3)))));
             sizes << n;
@@ -99,7 +115,9 @@ void SimLine::schedule(const QByteArray &reply, qint64 earliestNs)
     qint64 due = start;
     for (int i = 0; i < sizes.size(); ++i) {
         pos += sizes[i];
-        if (m_pacing)
+        if (m_faults.trickleMs > 0)
+            due = start + qint64(i) * m_faults.trickleMs * MsNs;
+        else if (m_pacing)
             due = start + pos * byteNs(); // when the piece's last byte has crossed
         else if (i > 0)
             due += MsNs; // split pieces still arrive as separate reads

@@ -38,6 +38,9 @@ public:
     // The line was closed or reopened: drop what is still on its way, count
     // frames from zero again.
     void reset();
+    // A client connected (or the port was opened): what a device server
+    // sends first, when a fault says so.
+    void connected();
 
     int frames() const { return m_frames; }
     bool hungUp() const { return m_hungUp; }

@@ -57,6 +57,7 @@ bool SimSerialPort::open()
     m_rx.clear();
     m_sendsDue = 0;
     m_open = true;
+    m_line->connected();
     return true;
 }
 

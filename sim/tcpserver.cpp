@@ -68,6 +68,7 @@ void TcpSimServer::onNewConnection()
         }
         m_client = s;
         m_line->reset();
+        m_line->connected();
         connect(s, &QTcpSocket::readyRead, this, [this, s] {
             if (s == m_client)
                 m_line->receive(s->readAll());

@@ -4,6 +4,7 @@
 #include "common/prompter.h"
 #include "link/devicelink.h"
 #include "link/portfactory.h"
+#include "link/tcpport.h"
 #include "link/serialport.h"
 #include "session/terminalhost.h"
 
@@ -221,7 +222,10 @@ void frmProperties::cmdOK_Click()
     auto refuse = [&prompter](const QString &error) {
         prompter.message(error, QStringLiteral("System Monitor"), Prompter::Exclamation);
     };
-    const QString chosen = cboPort->currentText().trimmed();
+    // A network address is taken as typed, so a stray blank is refused with
+    // its reason rather than cut away.
+    const QString typed = cboPort->currentText();
+    const QString chosen = TcpPort::isNetworkName(typed) ? typed : typed.trimmed();
     if (chosen != portName()) {
         QString error;
         if (!choosePort || !choosePort(chosen, &error)) {

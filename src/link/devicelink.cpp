@@ -19,6 +19,12 @@ const QString kSystemMonitor = QStringLiteral("System Monitor");
 // On the two-wire bus every reply starts with a four-character bus tag
 // before its ":"; the reply is whole when the tag and the data are in.
 const int kBusTagLength = 4;
+
+bool isHexDigit(QChar c)
+{
+    return (c >= QLatin1Char('0') && c <= QLatin1Char('9')) || (c >= QLatin1Char('A') && c <= QLatin1Char('F'))
+        || (c >= QLatin1Char('a') && c <= QLatin1Char('f'));
+}
 } // namespace
 
 // The caller that waits for the outstanding reply. Filled when its reply
@@ -65,6 +71,7 @@ void DeviceLink::setPort(SerialPort *port)
     m_guard->stop();
     AwaitingReply = false;
     LineReady = true;
+    m_unsettled = false; // nothing late comes on another port
     discardStale();
     finishPending(false);
     if (!port)
@@ -154,14 +161,16 @@ void DeviceLink::SendFrame(const QString &command)
     } else {
         ExpectedByteCount = 0;
     }
+    m_discardCounted = false;
+    // Set before the write: a port can deliver the reply from inside it.
+    AwaitingReply = !write;
     // The bytes leave in one write; on the wire they are the same characters
     // one after the other.
     const QByteArray bytes = wireBytes(command);
+    m_sentAt.start();
     m_port->write(bytes);
     ++health.framesSent;
     health.bytesOut += bytes.size();
-    m_sentAt.start();
-    AwaitingReply = !write;
     if (AwaitingReply)
         m_guard->start();
     emit flagsChanged();
@@ -196,15 +205,21 @@ void DeviceLink::onReceiveEvent()
     if (text.isEmpty())
         return;
     health.bytesIn += text.size();
-    AssembleReply(text);
     if (!SuppressTerminal && !AutoUpdateOn)
         emit terminalText(text);
-    if (AwaitingReply && ReplyComplete) {
+    if (!AwaitingReply) {
+        // Nobody waits for it: a reply after its time-out, or its tail.
+        if (m_unsettled || text.contains(QLatin1Char(':')))
+            noteDiscard();
+        return;
+    }
+    AssembleReply(text);
+    if (ReplyComplete) {
         if (TimeoutSeen)
             TimeoutCount = 0;
         Timer3->stop();
         m_guard->stop();
-        ReplyBuffer = Rs232Mode ? txtRs : txtRs.mid(4);
+        ReplyBuffer = Rs232Mode ? txtRs : txtRs.mid(kBusTagLength);
         ++health.replies;
         health.addReplyTime(m_sentAt.elapsed());
         AwaitingReply = false;
@@ -220,25 +235,89 @@ void DeviceLink::onReceiveEvent()
 void DeviceLink::AssembleReply(const QString &chunk)
 {
     ReplyComplete = false;
-    QString c = chunk;
-    if (Rs232Mode)
-        c.remove(QLatin1Char('>'));
-    c.remove(QLatin1Char('\n'));
-    const int before = c.size();
-    c.remove(QLatin1Char(':'));
-    if (c.size() != before)
-        FrameStartSeen = true;
-    RxCount += c.size();
-    RxAccumulator += c;
-    const int whole = 2 * ExpectedByteCount + (Rs232Mode ? 0 : kBusTagLength);
-    if (FrameStartSeen && RxCount >= whole) {
-        txtRs = RxAccumulator;
-        RxAccumulator.clear();
-        RxCount = 0;
-        FrameStartSeen = false;
-        ReplyComplete = true;
-        emit replyReceived(txtRs);
+    const int tag = Rs232Mode ? 0 : kBusTagLength;
+    const int want = 2 * qMax<int>(0, ExpectedByteCount);
+    bool whole = false;
+    QString text;
+    for (const QChar ch : chunk) {
+        if (Rs232Mode && ch == QLatin1Char('>'))
+            continue;
+        const bool lineEnd = ch == QLatin1Char('\r') || ch == QLatin1Char('\n');
+        if (whole) {
+            if (lineEnd)
+                continue;
+            // More than was asked for: not the reply to this frame.
+            whole = false;
+            noteDiscard();
+        }
+        if (ch == QLatin1Char(':')) {
+            if (FrameStartSeen)
+                noteDiscard(); // a frame cut short by the next one
+            const int noise = m_beforeFrame.size() - tag;
+            if (noise != 0)
+                noteDiscard();
+            if (noise < 0) {
+                // A bus reply without its tag is not a reply.
+                dropFrame();
+                m_beforeFrame.clear();
+                continue;
+            }
+            RxAccumulator = m_beforeFrame.right(tag);
+            RxCount = RxAccumulator.size();
+            m_frameData = 0;
+            m_beforeFrame.clear();
+            FrameStartSeen = true;
+        } else if (FrameStartSeen && isHexDigit(ch)) {
+            RxAccumulator += ch;
+            ++RxCount;
+            ++m_frameData;
+        } else {
+            if (FrameStartSeen) {
+                // A line end before the data is whole, or a character that
+                // is not hex: the frame was not a reply.
+                noteDiscard();
+                dropFrame();
+            }
+            if (lineEnd) {
+                if (!m_beforeFrame.isEmpty())
+                    noteDiscard();
+                m_beforeFrame.clear();
+            } else {
+                m_beforeFrame += ch;
+                // Only the bus tag is kept before ":"; the rest is noise.
+                if (m_beforeFrame.size() > kBusTagLength) {
+                    noteDiscard();
+                    m_beforeFrame.remove(0, m_beforeFrame.size() - kBusTagLength);
+                }
+            }
+        }
+        if (FrameStartSeen && m_frameData == want) {
+            whole = true;
+            text = RxAccumulator;
+            dropFrame();
+        }
     }
+    if (!whole)
+        return;
+    txtRs = text;
+    ReplyComplete = true;
+    emit replyReceived(txtRs);
+}
+
+void DeviceLink::dropFrame()
+{
+    RxAccumulator.clear();
+    RxCount = 0;
+    m_frameData = 0;
+    FrameStartSeen = false;
+}
+
+void DeviceLink::noteDiscard()
+{
+    // One count per frame period, however the noise came in pieces.
+    if (!m_discardCounted)
+        ++health.discarded;
+    m_discardCounted = true;
 }
 
 void DeviceLink::onTimer3()
@@ -255,6 +334,7 @@ void DeviceLink::onTimer3()
     AwaitingReply = false;
     LineReady = true;
     ++health.timeouts;
+    m_unsettled = true;
     discardStale();
     finishPending(false);
     bool report = true;
@@ -274,17 +354,21 @@ void DeviceLink::onPortLost(const QString &reason)
 {
     Timer3->stop();
     m_guard->stop();
+    if (AwaitingReply)
+        ++health.lost;
     AwaitingReply = false;
     LineReady = true;
     // The loss is reported by itself; misses on the line opened afterwards
-    // start a new run.
+    // start a new run, and nothing late comes on a new connection.
     TimeoutCount = 0;
+    m_unsettled = false;
     discardStale();
     finishPending(false);
     emit portStateChanged(false);
-    emit portLost(reason);
+    // The loss is told before anyone acts on it (a reconnect says so).
     if (m_prompter)
         m_prompter->message(reason, kSystemMonitor, Prompter::Exclamation);
+    emit portLost(reason);
 }
 
 void DeviceLink::finishPending(bool ok)
@@ -303,13 +387,46 @@ void DeviceLink::discardStale()
 {
     const QByteArray waiting = m_port && m_port->isOpen() ? m_port->readAll() : QByteArray();
     health.bytesIn += waiting.size();
-    if (!RxAccumulator.isEmpty() || !waiting.isEmpty())
-        ++health.discarded;
-    RxAccumulator.clear();
-    RxCount = 0;
-    FrameStartSeen = false;
+    if (FrameStartSeen || !m_beforeFrame.isEmpty() || !waiting.isEmpty())
+        noteDiscard();
+    dropFrame();
+    m_beforeFrame.clear();
     if (m_port && m_port->isOpen())
         m_port->discardInput();
+}
+
+// After a time-out the reply, or its tail, may still be on its way: the
+// next frame waits until the line has been quiet for half a time-out (at
+// most two time-outs in all), and what came meanwhile is dropped.
+void DeviceLink::settleLine()
+{
+    if (!PortOpen()) {
+        m_unsettled = false;
+        return;
+    }
+    LineReady = false;
+    QEventLoop loop;
+    QTimer quiet;
+    QTimer limit;
+    quiet.setSingleShot(true);
+    limit.setSingleShot(true);
+    connect(&quiet, &QTimer::timeout, &loop, &QEventLoop::quit);
+    connect(&limit, &QTimer::timeout, &loop, &QEventLoop::quit);
+    connect(this, &DeviceLink::commEvent, &loop, [&quiet](int code) {
+        if (code == CommEvent::Receive)
+            quiet.start();
+    });
+    connect(this, &DeviceLink::portStateChanged, &loop, [&loop](bool open) {
+        if (!open)
+            loop.quit();
+    });
+    quiet.start(qMax(1, Timer3->interval() / 2));
+    limit.start(2 * Timer3->interval());
+    loop.exec();
+    discardStale();
+    m_unsettled = false;
+    LineReady = true;
+    emit flagsChanged();
 }
 
 bool DeviceLink::waitFor(const std::function<bool()> &condition, int msecs)
@@ -361,6 +478,8 @@ QString DeviceLink::exchange(const QString &command)
     holdPoll();
     if (AwaitingReply || !LineReady)
         waitFor([this] { return !AwaitingReply && LineReady; });
+    if (m_unsettled)
+        settleLine();
     if (!PortOpen()) {
         releasePoll();
         return QString();
@@ -399,6 +518,8 @@ void DeviceLink::SendText(const QString &command)
     holdPoll();
     if (AwaitingReply || !LineReady)
         waitFor([this] { return !AwaitingReply && LineReady; });
+    if (m_unsettled)
+        settleLine();
     if (PortOpen()) {
         m_port->write(command.toLatin1() + '\r');
         lblTr = command;

@@ -76,6 +76,11 @@ public:
     // return, without the frame end, and no reply awaited. It waits for the
     // line like an exchange and opens a closed port first.
     void SendText(const QString &command);
+    // Takes in one received chunk. Only ":" followed by hex pairs of exactly
+    // the expected count is a reply; before ":" nothing belongs to it but
+    // the bus tag (RS485) and ">" (RS232). Greetings, telnet bytes and
+    // broken frames are dropped and counted as discarded; a read whose reply
+    // never comes whole ends by the time-out.
     void AssembleReply(const QString &chunk);
 
     QString ReadMemory(const QString &address, const QString &byteCount);
@@ -134,6 +139,9 @@ private:
     void onPortLost(const QString &reason);
     void finishPending(bool ok);
     void discardStale();
+    void dropFrame();
+    void noteDiscard();
+    void settleLine();
     QString exchange(const QString &command);
 
     Prompter *m_prompter;
@@ -145,4 +153,9 @@ private:
     int m_pauseOverride = -1;
     int m_pollHolds = 0;
     QElapsedTimer m_sentAt;        // the read frame awaited now went out
+    QString m_beforeFrame;         // text since the last line end before ":" (the bus tag at most)
+    int m_frameData = 0;           // hex digits of the frame being assembled
+    bool m_frameBroken = false;    // the frame being assembled is not a reply
+    bool m_discardCounted = false; // this run of noise is counted already
+    bool m_unsettled = false;      // a reply timed out and may still come in
 };

@@ -36,8 +36,8 @@ LinkHealth::Times LinkHealth::times() const
 QString LinkHealth::summary() const
 {
     const Times t = times();
-    QString s = QStringLiteral("frames %1, replies %2, time-outs %3, discarded %4, bytes out %5 in %6")
-                    .arg(framesSent).arg(replies).arg(timeouts).arg(discarded).arg(bytesOut).arg(bytesIn);
+    QString s = QStringLiteral("frames %1, replies %2, time-outs %3, lost %4, discarded %5, bytes out %6 in %7")
+                    .arg(framesSent).arg(replies).arg(timeouts).arg(lost).arg(discarded).arg(bytesOut).arg(bytesIn);
     if (t.count > 0)
         s += QStringLiteral(", reply ms least %1 median %2 95% %3 most %4").arg(t.least).arg(t.median).arg(t.p95).arg(t.most);
     return s;

@@ -12,6 +12,7 @@ public:
     qint64 framesSent = 0;
     qint64 replies = 0;
     qint64 timeouts = 0;
+    qint64 lost = 0;      // reads cut off by a connection that went away
     qint64 discarded = 0; // late or partial replies thrown away
     qint64 bytesOut = 0;
     qint64 bytesIn = 0;
@@ -24,7 +25,7 @@ public:
     };
     Times times() const;
 
-    // "frames 12, replies 11, time-outs 1, discarded 0, bytes out 180 in 420,
+    // "frames 12, replies 11, time-outs 1, lost 0, discarded 0, bytes out 180 in 420,
     // reply ms least 8 median 9 95% 12 most 30"
     QString summary() const;
     void reset() { *this = LinkHealth(); }

@@ -3,9 +3,11 @@
 #include <QEventLoop>
 #include <QTcpSocket>
 #include <QTimer>
-#include <QUrl>
+#include <QRegularExpression>
 
 namespace {
+// How long a server that speaks the com-port option takes to agree to it.
+const int kAgreeMs = 1000;
 const QString kTcp = QStringLiteral("tcp://");
 const QString kTelnet = QStringLiteral("rfc2217://");
 }
@@ -27,34 +29,58 @@ TcpPort::~TcpPort()
 
 bool TcpPort::isNetworkName(const QString &name)
 {
-    return name.startsWith(kTcp, Qt::CaseInsensitive) || name.startsWith(kTelnet, Qt::CaseInsensitive);
+    const QString n = name.trimmed();
+    return n.startsWith(kTcp, Qt::CaseInsensitive) || n.startsWith(kTelnet, Qt::CaseInsensitive);
 }
 
 bool TcpPort::parseAddress(const QString &name, QString *host, quint16 *port, bool *telnet, QString *error)
 {
-    const QUrl url(name, QUrl::StrictMode);
-    const QString scheme = url.scheme().toLower();
-    const int p = url.port();
+    const bool isTelnet = name.startsWith(kTelnet, Qt::CaseInsensitive);
+    const QString rest = name.mid(isTelnet ? kTelnet.size() : kTcp.size());
+    QString h;
+    QString portText;
+    bool hasPort = false;
+    if (rest.startsWith(QLatin1Char('['))) { // [IPv6]:PORT
+        const int close = rest.indexOf(QLatin1Char(']'));
+        h = close > 0 ? rest.mid(1, close - 1) : QString();
+        hasPort = close > 0 && rest.mid(close + 1, 1) == QLatin1String(":");
+        portText = hasPort ? rest.mid(close + 2) : QString();
+    } else {
+        const int colon = rest.indexOf(QLatin1Char(':'));
+        h = rest.left(colon);
+        hasPort = colon >= 0;
+        portText = rest.mid(colon + 1);
+    }
+    bool digits = !portText.isEmpty();
+    for (const QChar c : portText)
+        digits = digits && c >= QLatin1Char('0') && c <= QLatin1Char('9');
+    const long p = digits && portText.size() <= 6 ? portText.toLong() : -1;
     QString why;
-    if (scheme != QLatin1String("tcp") && scheme != QLatin1String("rfc2217"))
+    if (name.contains(QRegularExpression(QStringLiteral("\\s"))))
+        why = QStringLiteral("the address holds a blank");
+    else if (!isTelnet && !name.startsWith(kTcp, Qt::CaseInsensitive))
         why = QStringLiteral("the address must start with tcp:// or rfc2217://");
-    else if (!url.isValid() || url.host().isEmpty())
+    else if (h.isEmpty())
         why = QStringLiteral("no host name");
-    else if (p <= 0)
-        why = QStringLiteral("no TCP port number (HOST:PORT, 1 to 65535)");
-    else if (!url.path().isEmpty() || url.hasQuery() || url.hasFragment() || !url.userInfo().isEmpty())
+    else if (h.contains(QRegularExpression(QStringLiteral("[/?#@\\[\\]]"))))
         why = QStringLiteral("only HOST:PORT may follow the scheme");
+    else if (!hasPort || portText.isEmpty())
+        why = QStringLiteral("no TCP port number (HOST:PORT, 1 to 65535)");
+    else if (!digits)
+        why = QStringLiteral("the TCP port \"%1\" is not a number").arg(portText);
+    else if (p < 1 || p > 65535)
+        why = QStringLiteral("the TCP port %1 is out of range (1 to 65535)").arg(portText);
     if (!why.isEmpty()) {
         if (error)
             *error = QStringLiteral("Invalid port address %1: %2").arg(name, why);
         return false;
     }
     if (host)
-        *host = url.host();
+        *host = h;
     if (port)
         *port = quint16(p);
     if (telnet)
-        *telnet = scheme == QLatin1String("rfc2217");
+        *telnet = isTelnet;
     return true;
 }
 
@@ -97,13 +123,47 @@ bool TcpPort::open()
     }
     m_socket->setSocketOption(QAbstractSocket::LowDelayOption, 1);
     m_open = true;
-    if (m_telnet) {
-        // The server's acknowledgements are not awaited: some never send the
-        // ones for the modem lines, and the line works without them.
-        send(m_codec.start(), 0);
-        sendLineSettings();
+    m_iacSeen = false;
+    if (m_telnet && !agreeComPort()) {
+        m_open = false;
+        m_socket->abort();
+        return false;
     }
     return true;
+}
+
+// Nothing but our offer goes out until the server agrees to the com-port
+// option: on a raw server the line settings would reach the device as data.
+// Its acknowledgements of the settings are not awaited: some never send the
+// ones for the modem lines, and the line works without them.
+bool TcpPort::agreeComPort()
+{
+    send(m_codec.start(), 0);
+    QEventLoop loop;
+    QTimer limit;
+    limit.setSingleShot(true);
+    connect(&limit, &QTimer::timeout, &loop, &QEventLoop::quit);
+    connect(m_socket, &QTcpSocket::readyRead, &loop, [this, &loop] {
+        if (m_codec.comPortAgreed() >= 0)
+            loop.quit();
+    });
+    connect(m_socket, &QTcpSocket::disconnected, &loop, &QEventLoop::quit);
+    limit.start(kAgreeMs);
+    m_agreeing = true;
+    if (m_codec.comPortAgreed() < 0)
+        loop.exec();
+    m_agreeing = false;
+    m_open = m_open && m_socket->state() == QAbstractSocket::ConnectedState;
+    if (m_codec.comPortAgreed() == 1 && m_open) {
+        send(TelnetCodec::stateMasks(), 0);
+        sendLineSettings();
+        return true;
+    }
+    m_error = QStringLiteral("The server at %1 did not agree to the com-port option within %2 s: "
+                             "it is no RFC 2217 server; use tcp://%1")
+                  .arg(where())
+                  .arg(kAgreeMs / 1000.0);
+    return false;
 }
 
 void TcpPort::close()
@@ -185,6 +245,10 @@ void TcpPort::onReadyRead()
         return;
     const QByteArray wire = m_socket->readAll();
     if (!m_telnet) {
+        if (speaksTelnet(wire)) {
+            lose(QStringLiteral("The server at %1 speaks telnet (RFC 2217): use rfc2217://%1").arg(where()));
+            return;
+        }
         m_rx += wire;
         emit commEvent(CommEvent::Receive);
         return;
@@ -218,13 +282,30 @@ void TcpPort::onBytesWritten(qint64 n)
 
 void TcpPort::onGone()
 {
-    if (!m_open)
+    if (!m_open || m_agreeing)
         return; // our own close, or a failure open() reports itself
     // Report once, with the port already closed, outside the socket's signal.
     QString why = m_socket->errorString();
     if (m_socket->error() == QAbstractSocket::RemoteHostClosedError || why.isEmpty())
         why = QStringLiteral("the server closed the connection");
-    const QString reason = QStringLiteral("The connection to %1 was lost: %2.").arg(where(), why);
+    lose(QStringLiteral("The connection to %1 was lost: %2.").arg(where(), why));
+}
+
+// A device answers in printable text; 0xFF followed by a telnet command
+// (SB, WILL, WONT, DO, DONT) is a telnet server's negotiation.
+bool TcpPort::speaksTelnet(const QByteArray &wire)
+{
+    for (const char ch : wire) {
+        const quint8 c = quint8(ch);
+        if (m_iacSeen && c >= TelnetCodec::SB && c < TelnetCodec::IAC)
+            return true;
+        m_iacSeen = c == TelnetCodec::IAC && !m_iacSeen;
+    }
+    return false;
+}
+
+void TcpPort::lose(const QString &reason)
+{
     m_error = reason;
     m_open = false;
     m_rx.clear();

@@ -43,6 +43,9 @@ private:
     void onReadyRead();
     void onBytesWritten(qint64 n);
     void onGone();
+    bool agreeComPort();
+    bool speaksTelnet(const QByteArray &wire);
+    void lose(const QString &reason);
     void send(const QByteArray &wire, qint64 dataBytes);
     void sendLineSettings();
     QString where() const;
@@ -66,4 +69,6 @@ private:
     QList<Piece> m_unsent;
     int m_connectTimeout = 5000;
     bool m_open = false;
+    bool m_agreeing = false; // open() waits for the com-port option
+    bool m_iacSeen = false; // the last byte on a raw port was 0xFF
 };

@@ -16,10 +16,13 @@ QByteArray TelnetCodec::start()
     m_will.set(ComPortOption);
     m_will.set(Binary);
     m_do.set(Binary);
+    return verb(WILL, ComPortOption) + verb(WILL, Binary) + verb(DO, Binary);
+}
+
+QByteArray TelnetCodec::stateMasks()
+{
     // Line state: overrun, parity, framing, break. Modem state: everything.
-    return verb(WILL, ComPortOption) + verb(WILL, Binary) + verb(DO, Binary)
-        + comPort(SetLineStateMask, QByteArray(1, char(0x1E)))
-        + comPort(SetModemStateMask, QByteArray(1, char(0xFF)));
+    return comPort(SetLineStateMask, QByteArray(1, char(0x1E))) + comPort(SetModemStateMask, QByteArray(1, char(0xFF)));
 }
 
 QByteArray TelnetCodec::escape(const QByteArray &data)
@@ -90,23 +93,37 @@ QByteArray TelnetCodec::decode(const QByteArray &bytes)
             m_state = Data;
             break;
         case Sub:
-            if (c == IAC)
+            if (c == IAC) {
                 m_state = SubIac;
-            else
-                m_sub.append(ch);
+                break;
+            }
+            m_sub.append(ch);
+            giveUpLongSubnegotiation(data);
             break;
         case SubIac:
             if (c == SE) {
                 subnegotiation();
                 m_state = Data;
-            } else {
-                m_sub.append(ch); // IAC IAC inside: one 0xFF
-                m_state = Sub;
+                break;
             }
+            m_sub.append(ch); // IAC IAC inside: one 0xFF
+            m_state = Sub;
+            giveUpLongSubnegotiation(data);
             break;
         }
     }
     return data;
+}
+
+// A server that never ends its subnegotiation would have every later byte
+// swallowed: past the cap its bytes go on as data for the reply assembly to drop.
+void TelnetCodec::giveUpLongSubnegotiation(QByteArray &data)
+{
+    if (m_sub.size() <= MaxSubnegotiation)
+        return;
+    data += m_sub;
+    m_sub.clear();
+    m_state = Data;
 }
 
 void TelnetCodec::command(quint8 v, quint8 option)
@@ -115,6 +132,8 @@ void TelnetCodec::command(quint8 v, quint8 option)
     // other's answers back and forth.
     switch (v) {
     case DO:
+        if (option == ComPortOption)
+            m_agreed = 1;
         if (option == Binary || option == ComPortOption) {
             if (!m_will.test(option)) {
                 m_will.set(option);
@@ -135,6 +154,8 @@ void TelnetCodec::command(quint8 v, quint8 option)
         }
         break;
     case DONT:
+        if (option == ComPortOption)
+            m_agreed = 0;
         m_will.reset(option);
         break;
     case WONT:

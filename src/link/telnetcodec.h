@@ -26,9 +26,19 @@ public:
     };
 
     // What the client says first: it will use the com-port option, and
-    // binary in both directions (so CR and NUL pass unchanged); the masks ask
-    // for the line errors and every modem-line change.
+    // binary in both directions (so CR and NUL pass unchanged).
     QByteArray start();
+    // Once the server agreed: the masks ask for the line errors and every
+    // modem-line change.
+    static QByteArray stateMasks();
+    // The server's word on the com-port option: -1 none yet, 0 refused,
+    // 1 agreed (it said DO).
+    int comPortAgreed() const { return m_agreed; }
+    // The longest subnegotiation taken in; a longer one (a server that never
+    // ends it) is given up and its bytes passed on as data, so the line
+    // goes on and the reply assembly drops them.
+    static constexpr int MaxSubnegotiation = 64;
+    int pendingSubnegotiation() const { return int(m_sub.size()); }
     // Data for the wire: every 0xFF doubled.
     static QByteArray escape(const QByteArray &data);
     // One com-port subnegotiation, its payload escaped.
@@ -49,6 +59,7 @@ public:
 private:
     void command(quint8 verb, quint8 option);
     void subnegotiation();
+    void giveUpLongSubnegotiation(QByteArray &data);
     void modemState(quint8 bits);
     void lineState(quint8 bits);
 
@@ -59,6 +70,7 @@ private:
     QList<int> m_events;
     QByteArray m_answers;
     int m_modem = -1;        // last modem state the server told, -1 none yet
+    int m_agreed = -1;
     std::bitset<256> m_will; // options we said WILL to
     std::bitset<256> m_do;   // options we said DO to
 };

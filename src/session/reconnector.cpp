@@ -10,7 +10,7 @@ Reconnector::Reconnector(DeviceLink *link, int intervalMs, QObject *parent)
 {
     m_timer->setInterval(intervalMs);
     connect(m_timer, &QTimer::timeout, this, &Reconnector::tryOpen);
-    connect(link, &DeviceLink::portLost, this, &Reconnector::onLost);
+    connect(link, &DeviceLink::portLost, this, &Reconnector::retry);
 }
 
 void Reconnector::setEnabled(bool on)
@@ -27,7 +27,7 @@ bool Reconnector::isRetrying() const
     return m_timer->isActive();
 }
 
-void Reconnector::onLost()
+void Reconnector::retry()
 {
     if (!m_enabled || m_timer->isActive())
         return;

@@ -19,6 +19,9 @@ public:
     bool isRetrying() const;
     int attempts() const { return m_attempts; }
 
+    // Starts retrying now, as after a loss (a port that was down from the start).
+    void retry();
+
     // Waits in a nested event loop until the port is back (true), or until
     // msecs pass (-1: no limit) or retrying stops (false).
     bool waitUntilBack(int msecs = -1);
@@ -29,7 +32,6 @@ signals:
     void stopped();      // retrying ended without the port
 
 private:
-    void onLost();
     void tryOpen();
 
     DeviceLink *m_link;

@@ -150,9 +150,10 @@ public:
     const LineEvents &lineEvents() const { return *m_lineEvents; }
     const TrendBuffer &trendBuffer() const { return *m_trend; }
     WidgetTrend *trendWidget() const { return fraTrend; }
-    // Publishes every reading to mqtt://HOST[:PORT]/TOPIC; empty for none.
+    // Publishes every reading to mqtt[s]://HOST[:PORT]/TOPIC; empty for none.
     // False (reported) for an address that is not one.
-    bool setMqttBroker(const QString &url);
+    bool setMqttBroker(const QString &url, const QString &caFile = QString(), const QString &certFile = QString(),
+                       const QString &keyFile = QString());
 
     // Set to 1 by Device Properties before its window opens.
     qint16 DevicePropertiesOpen = 0;

@@ -102,6 +102,8 @@ void frmTerminal::Timer4_Timer()
         return;
     if (!m_link->PortOpen() && !m_link->openPort()) {
         setAutoUpdate(false);
+        if (m_mqtt)
+            m_mqtt->publishOffline();
         return;
     }
     // Held for the whole tick; the release starts the timer again.
@@ -117,8 +119,11 @@ void frmTerminal::Timer4_Timer()
         m_trend->addGap(now);
     fraTrend->setUnit(lblMDEU->text());
     fraTrend->pointAdded();
-    if (r.flowOk && m_mqtt)
-        m_mqtt->publish(MqttPublisher::fromState(*m_state, portName(), now));
+    if (m_mqtt) {
+        m_mqtt->publish(MqttPublisher::fromState(*m_state, r, portName(), now));
+        if (r.stopped) // the port went away: the readings are not live any more
+            m_mqtt->publishOffline();
+    }
     if (!r.stopped && m_recording && m_recordDue) {
         Timer5->stop();
         m_recordDue = false;
@@ -199,7 +204,9 @@ void frmTerminal::applyTrendSettings()
     });
     const QString broker = CommSettings::extraValue(QStringLiteral("Mqtt/Broker"));
     if (!broker.isEmpty())
-        setMqttBroker(broker);
+        setMqttBroker(broker, CommSettings::extraValue(QStringLiteral("Mqtt/CaFile")),
+                      CommSettings::extraValue(QStringLiteral("Mqtt/CertFile")),
+                      CommSettings::extraValue(QStringLiteral("Mqtt/KeyFile")));
 }
 
 void frmTerminal::mnuOptionsTrend_Click()
@@ -213,28 +220,50 @@ void frmTerminal::mnuOptionsTrend_Click()
 
 void frmTerminal::mnuOptionsMqtt_Click()
 {
+    const auto key = [](const char *name) { return QStringLiteral("Mqtt/") + QLatin1String(name); };
     QString url;
-    if (!m_prompter->inputBox(QStringLiteral("MQTT broker for the readings, as mqtt://HOST[:PORT]/TOPIC "
+    if (!m_prompter->inputBox(QStringLiteral("MQTT broker for the readings, as mqtt[s]://[USER[:PASSWORD]@]HOST[:PORT]/TOPIC "
                                              "(empty: publish nothing):"),
-                              QStringLiteral("System Monitor"), CommSettings::extraValue(QStringLiteral("Mqtt/Broker")),
-                              &url))
+                              QStringLiteral("System Monitor"), CommSettings::extraValue(key("Broker")), &url))
         return;
     url = url.trimmed();
-    if (setMqttBroker(url))
-        CommSettings::setExtraValue(QStringLiteral("Mqtt/Broker"), url);
+    // An encrypted broker: its CA (none chosen: the system's), then a client
+    // certificate and its key if the broker asks for one.
+    QString ca, cert, keyFile;
+    if (url.startsWith(QLatin1String("mqtts://"))) {
+        const QString pem = QStringLiteral("Certificates (*.pem *.crt *.key);;All files (*)");
+        ca = m_prompter->openFileName(QStringLiteral("CA certificate of the broker (Cancel: the system's)"),
+                                      CommSettings::extraValue(key("CaFile")), pem);
+        cert = m_prompter->openFileName(QStringLiteral("Client certificate (Cancel: none)"),
+                                        CommSettings::extraValue(key("CertFile")), pem);
+        if (!cert.isEmpty())
+            keyFile = m_prompter->openFileName(QStringLiteral("Key of the client certificate"),
+                                               CommSettings::extraValue(key("KeyFile")), pem);
+    }
+    if (!setMqttBroker(url, ca, cert, keyFile))
+        return;
+    CommSettings::setExtraValue(key("Broker"), url);
+    CommSettings::setExtraValue(key("CaFile"), ca);
+    CommSettings::setExtraValue(key("CertFile"), cert);
+    CommSettings::setExtraValue(key("KeyFile"), keyFile);
 }
 
-bool frmTerminal::setMqttBroker(const QString &url)
+bool frmTerminal::setMqttBroker(const QString &url, const QString &caFile, const QString &certFile,
+                                const QString &keyFile)
 {
     MqttPublisher::Address a;
     QString error;
-    if (!url.isEmpty() && !MqttPublisher::parseUrl(url, &a, &error)) {
+    if (!url.isEmpty()
+        && (!MqttPublisher::parseUrl(url, &a, &error)
+            || !MqttPublisher::setTlsFiles(&a, caFile, certFile, keyFile, &error))) {
         m_prompter->message(QStringLiteral("Not a broker address: ") + url + QStringLiteral("\r") + error);
         return false;
     }
     m_mqtt.reset();
     if (!url.isEmpty()) {
+        // Long runs keep what waits for the broker on disk, for the next start too.
         m_mqtt = std::make_unique<MqttPublisher>(m_prompter);
+        m_mqtt->setSpoolFile(MqttPublisher::spoolPath(a));
         m_mqtt->start(a, portName());
     }
     return true;

@@ -105,6 +105,8 @@ LiveDisplay::Result LiveDisplay::tick()
 {
     Result r;
     r.flowOk = readFlow();
+    if (r.flowOk)
+        r.flow = m_state.FlowText.trimmed();
     QuietWhenClosed quiet(m_prompter, m_link);
     ConfigReadout readout(m_link, m_state, &quiet);
     if (!m_link.PortOpen()) {
@@ -112,11 +114,17 @@ LiveDisplay::Result LiveDisplay::tick()
         return r;
     }
     r.unitOk = readout.readEngUnit();
+    if (r.unitOk)
+        r.unit = unitShown(m_state).trimmed();
     if (!m_link.PortOpen()) {
         r.stopped = true;
         return r;
     }
     r.totalOk = readout.readTotal();
+    if (r.totalOk)
+        r.total = m_state.TotalText;
+    if (r.totalOk && r.unitOk)
+        r.totalUnit = m_state.totalUnitText().trimmed();
     r.stopped = !m_link.PortOpen();
     return r;
 }

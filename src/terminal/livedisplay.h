@@ -3,6 +3,7 @@
 // from its display memory and shown digit for digit with the point where the
 // device puts it, plus the engineering unit and the totalizer.
 #include <QString>
+#include <optional>
 
 class DeviceLink;
 class Prompter;
@@ -43,12 +44,19 @@ public:
     // EngUnit, TotalText, TotalMultiplier); each failing read reports its own
     // message. A poll never reopens a port that went away during it: the
     // loss has been reported already, so it stops there.
+    // What this poll read, each value only when its reads came whole; a
+    // value it did not read is empty, never the last or a default one.
     struct Result {
         bool flowOk = false;
         bool unitOk = false;
         bool totalOk = false;
         bool stopped = false; // the port closed during the poll
         bool ok() const { return flowOk && unitOk && totalOk; }
+        bool anyRead() const { return flowOk || unitOk || totalOk; }
+        std::optional<QString> flow;      // the display text, trimmed
+        std::optional<QString> unit;      // with its time base when known
+        std::optional<QString> total;     // the totalizer text
+        std::optional<QString> totalUnit; // needs the unit and the total
     };
     Result tick();
     // Step one alone: the flow text, or Blanks after a failure.

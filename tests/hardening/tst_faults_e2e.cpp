@@ -26,6 +26,8 @@ private slots:
     void lineFaultsGiveTheirMessage_data();
     void lineFaultsGiveTheirMessage();
     void lateReplyIsNotTakenByTheNextRun();
+    void misbehavingServerNeverGivesAValue_data();
+    void misbehavingServerNeverGivesAValue();
     void hangUpMidReadoutEndsItAndThePortReopens();
     void unwritableLogLeavesNothingBehind_data();
     void unwritableLogLeavesNothingBehind();
@@ -116,6 +118,56 @@ void TestFaultsE2E::lateReplyIsNotTakenByTheNextRun()
     const CliRun run = runCli(sim.path(), {"--timeout", "3000", "read", "0100", "50"});
     QCOMPARE(run.code, 0);
     QCOMPARE(run.lines().value(0).size(), 0xA0);
+}
+
+void TestFaultsE2E::misbehavingServerNeverGivesAValue_data()
+{
+    QTest::addColumn<QString>("fault");
+    QTest::addColumn<QString>("scheme");
+    QTest::addColumn<QStringList>("args");
+    QTest::addColumn<int>("code");
+    QTest::addColumn<QString>("out");  // the whole of stdout, a pattern
+    QTest::addColumn<QString>("err");  // in stderr; %1 is 127.0.0.1:PORT
+    const QString maxFlow = QStringLiteral("%1").arg(m_reference.value(0x0105, 4), 8, 16, QLatin1Char('0')).toUpper();
+    const QStringList monitor{"--timeout", "400", "monitor", "--count", "2", "--interval", "50", "--json", "--stats"};
+    // Nothing the poll did not read: no flow, no total, no default unit.
+    const QString unread = QStringLiteral(R"(\{"flow":null,"flow_value":null,"ok":false,"time":"[^"]+","total":null,)"
+                                          R"("total_unit":null,"total_value":null,"unit":%1\}\n)");
+    const QString stats = QStringLiteral(R"(\{"link":\{"bytes_in":\d+,"bytes_out":\d+,"discarded":[1-9]\d*,"frames":\d+,"lost":0,)"
+                                         R"("replies":%1,"reply_ms_least":%2,.*\}\}\n)");
+    QTest::newRow("greeting") << "greet" << "tcp" << QStringList{"read", "0105", "04"} << 0 << maxFlow + "\n" << "";
+    QTest::newRow("noise before every reply") << "noise" << "tcp" << QStringList{"get", "max-flow"} << 0 << "5000\n" << "";
+    // Each reply comes a quarter of a time-out after the read gave up on it.
+    QTest::newRow("late replies") << "late:750" << "tcp" << QStringList{"--timeout", "600", "monitor", "--count", "1", "--json", "--stats"}
+                                  << 1 << unread.arg("null") + stats.arg("0", "null")
+                                  << "Can not get device Total reading!";
+    // The short reads come within the time-out, the long ones do not.
+    QTest::newRow("trickling line") << "trickle:30" << "tcp" << monitor << 1
+                                    << unread.arg(R"("LTR/Min")").repeated(2) + stats.arg("\\d+", "\\d+") << "";
+    QTest::newRow("telnet server on tcp://") << "opensb" << "tcp" << QStringList{"read", "0100", "01"} << 1 << ""
+                                             << "The server at %1 speaks telnet (RFC 2217): use rfc2217://%1\n";
+    QTest::newRow("raw server on rfc2217://") << "none" << "rfc2217" << QStringList{"read", "0100", "01"} << 1 << ""
+                                              << "The server at %1 did not agree to the com-port option within 1 s: "
+                                                 "it is no RFC 2217 server; use tcp://%1\n";
+    QTest::newRow("unterminated subnegotiation") << "opensb" << "rfc2217" << QStringList{"read", "0100", "50"} << 0
+                                                 << "[0-9A-F]{160}\n" << "";
+}
+
+void TestFaultsE2E::misbehavingServerNeverGivesAValue()
+{
+    QFETCH(QString, fault);
+    QFETCH(QString, scheme);
+    QFETCH(QStringList, args);
+    QFETCH(int, code);
+    QFETCH(QString, out);
+    QFETCH(QString, err);
+    SimProcess sim;
+    QVERIFY2(sim.start({"--listen", "0", "--no-pacing", "--fault", fault}), qPrintable(sim.errorString()));
+    const QString where = sim.path().mid(6);
+    const CliRun r = runCli(scheme + "://" + where, args);
+    QVERIFY2(r.code == code, qPrintable(r.err));
+    QVERIFY2(QRegularExpression(QRegularExpression::anchoredPattern(out)).match(r.out).hasMatch(), qPrintable(r.out));
+    QVERIFY2(r.err.contains(QString(err).replace(QLatin1String("%1"), where)), qPrintable(r.err));
 }
 
 void TestFaultsE2E::hangUpMidReadoutEndsItAndThePortReopens()

@@ -55,6 +55,8 @@ private slots:
     void replySplitAtEveryPositionStillCompletes();
     void timeouts();
     void lateSendEventAndStaleInputDoNotSpoilTheNextExchange();
+    void afterATimeOutTheNextFrameWaitsForQuiet_data();
+    void afterATimeOutTheNextFrameWaitsForQuiet();
     void storePauseArithmetic();
     void verifiedWrite_data();
     void verifiedWrite();
@@ -102,15 +104,25 @@ void tst_DeviceLink::replySplitAtEveryPositionStillCompletes_data()
     QTest::addColumn<bool>("rs232");
     QTest::addColumn<QString>("count");
     QTest::addColumn<QByteArray>("reply");
-    QTest::addColumn<QString>("expected");
-    QTest::newRow("rs232 prompt and line feed") << true << "04" << QByteArray(">:0A1B2C3D\n") << "0A1B2C3D";
-    QTest::newRow("rs232 plain") << true << "04" << QByteArray(":00FF7E01") << "00FF7E01";
-    // Characters before the ":" count towards the length.
-    QTest::newRow("rs232 text before colon") << true << "02" << QByteArray("AB:CD") << "ABCD";
-    QTest::newRow("zero bytes end on colon") << true << "00" << QByteArray(">:") << "";
+    QTest::addColumn<QString>("expected"); // "-": no reply, the read times out
+    QTest::addColumn<bool>("discards");    // noise was dropped and counted
+    QTest::newRow("rs232 prompt and line feed") << true << "04" << QByteArray(">:0A1B2C3D\n") << "0A1B2C3D" << false;
+    QTest::newRow("rs232 plain") << true << "04" << QByteArray(":00FF7E01") << "00FF7E01" << false;
+    QTest::newRow("line end after the data") << true << "02" << QByteArray(":0a1B\r\n") << "0a1B" << false;
+    QTest::newRow("zero bytes end on colon") << true << "00" << QByteArray(">:") << "" << false;
+    // Nothing before ":" belongs to the reply.
+    QTest::newRow("greeting with a colon") << true << "02" << QByteArray("Welcome, line 3: ready\r\n:0C8A") << "0C8A" << true;
+    QTest::newRow("telnet bytes before") << true << "02" << QByteArray("\xff\xfd,\xff\xfb\x03:0C8A") << "0C8A" << true;
+    QTest::newRow("text before colon") << true << "02" << QByteArray("AB:CD") << "-" << true;
+    QTest::newRow("not hex") << true << "02" << QByteArray(":0C8G") << "-" << true;
+    QTest::newRow("line end before the data is whole") << true << "02" << QByteArray(":0C8\r\nA") << "-" << true;
+    QTest::newRow("frame cut by a new start") << true << "02" << QByteArray(":0C:8A") << "-" << true;
     // The bus tag before ":" is waited for on top of the data and cut by the link.
-    QTest::newRow("rs485 tag") << false << "04" << QByteArray("01R5:0A1B2C3D") << "0A1B2C3D";
-    QTest::newRow("rs485 keeps >") << false << "04" << QByteArray(">1R5:0A1B2C3D") << "0A1B2C3D";
+    QTest::newRow("rs485 tag") << false << "04" << QByteArray("01R5:0A1B2C3D") << "0A1B2C3D" << false;
+    QTest::newRow("rs485 keeps >") << false << "04" << QByteArray(">1R5:0A1B2C3D") << "0A1B2C3D" << false;
+    QTest::newRow("rs485 banner before the tag") << false << "02" << QByteArray("ser2net port\r\n01R5:0C8A") << "0C8A" << true;
+    QTest::newRow("rs485 noise glued to the tag") << false << "02" << QByteArray("xx01R5:0C8A") << "0C8A" << true;
+    QTest::newRow("rs485 without its tag") << false << "02" << QByteArray("1R5:0C8A") << "-" << true;
 }
 
 void tst_DeviceLink::replySplitAtEveryPositionStillCompletes()
@@ -119,13 +131,18 @@ void tst_DeviceLink::replySplitAtEveryPositionStillCompletes()
     QFETCH(QString, count);
     QFETCH(QByteArray, reply);
     QFETCH(QString, expected);
+    QFETCH(bool, discards);
+    const bool fails = expected == QLatin1String("-");
     for (int cut = 0; cut <= reply.size(); ++cut) {
-        for (int cut2 = cut; cut2 <= reply.size(); cut2 += 3) {
+        for (int cut2 = cut; cut2 <= reply.size(); cut2 += fails ? 5 : 3) {
             Rig r;
             r.link.Rs232Mode = rs232;
+            r.link.setReplyTimeout(20);
             r.port->replies << QList<QByteArray>{reply.left(cut), reply.mid(cut, cut2 - cut), reply.mid(cut2)};
-            QCOMPARE(r.link.ReadMemory(QStringLiteral("0100"), count), expected);
-            QVERIFY(r.prompter.entries.isEmpty() && !r.link.AwaitingReply && r.link.LineReady);
+            QCOMPARE(r.link.ReadMemory(QStringLiteral("0100"), count), fails ? QString() : expected);
+            QCOMPARE(r.prompter.texts(), fails ? QStringList{kNoConnection} : QStringList());
+            QCOMPARE(r.link.health.discarded, qint64(discards));
+            QVERIFY(!r.link.AwaitingReply && r.link.LineReady);
         }
     }
 }
@@ -198,6 +215,43 @@ void tst_DeviceLink::lateSendEventAndStaleInputDoNotSpoilTheNextExchange()
     port->reply = ":0C8B";
     QCOMPARE(r.link.ReadMemory(QStringLiteral("0109"), QStringLiteral("02")), QStringLiteral("0C8B"));
     QCOMPARE(r.prompter.texts(), QStringList());
+}
+
+void tst_DeviceLink::afterATimeOutTheNextFrameWaitsForQuiet_data()
+{
+    QTest::addColumn<int>("pieces"); // of the late reply, 30 ms apart from 120 ms on
+    QTest::addColumn<int>("least");  // of them in before the next frame
+    QTest::addColumn<int>("most");
+    // Time-out 100 ms, quiet after 50 ms: the late reply is taken in whole
+    // and dropped before the next frame goes out.
+    QTest::newRow("late reply") << 3 << 3 << 3;
+    // A line that never goes quiet holds the next frame two time-outs at
+    // most (until about 300 ms).
+    QTest::newRow("endless trickle") << 20 << 4 << 8;
+}
+
+void tst_DeviceLink::afterATimeOutTheNextFrameWaitsForQuiet()
+{
+    QFETCH(int, pieces);
+    QFETCH(int, least);
+    QFETCH(int, most);
+    auto *port = new EagerPort;
+    Rig r(port);
+    r.link.setReplyTimeout(100);
+    QString seen;
+    QObject::connect(&r.link, &DeviceLink::frameSent, [&seen] { seen += QLatin1Char('W'); });
+    for (int i = 0; i < pieces; ++i)
+        QTimer::singleShot(120 + 30 * i, port, [port, &seen] {
+            seen += QLatin1Char('.');
+            port->input += ":0C";
+            emit port->commEvent(CommEvent::Receive);
+        });
+    QVERIFY(r.link.ReadMemory(QStringLiteral("0109"), QStringLiteral("02")).isEmpty());
+    port->reply = ":0C8B";
+    QCOMPARE(r.link.ReadMemory(QStringLiteral("0109"), QStringLiteral("02")), QStringLiteral("0C8B"));
+    const int before = seen.indexOf(QLatin1Char('W'), 1) - 1;
+    QVERIFY2(seen.startsWith(QLatin1Char('W')) && before >= least && before <= most, qPrintable(seen));
+    QCOMPARE(r.link.health.discarded, qint64(1));
 }
 
 void tst_DeviceLink::storePauseArithmetic()

@@ -8,6 +8,7 @@
 #include "support/simprocess.h"
 
 #include <QElapsedTimer>
+#include <QTcpServer>
 #include <QTemporaryDir>
 #include <QtTest>
 
@@ -25,7 +26,8 @@ private slots:
     void throughDeviceServer();
     void serverStoppedMidReadout_data() { throughDeviceServer_data(); }
     void serverStoppedMidReadout();
-    void simulatorListensAndMonitorReconnects();
+    void monitorAcrossLosses_data();
+    void monitorAcrossLosses();
 };
 
 void TestNetPorts::telnetDecoding_data()
@@ -46,6 +48,12 @@ void TestNetPorts::telnetDecoding_data()
     QTest::newRow("line errors")
         << Chunks{"\xff\xfa,j\x1e\xff\xf0", "\xff\xfa,j\x61\xff\xf0"} << QByteArray()
         << Events{CommEvent::Overrun, CommEvent::RxParity, CommEvent::Frame, CommEvent::Break} << QByteArray();
+    // A subnegotiation never ended, even by escaped 0xFFs, is given up at its
+    // cap; its bytes go on as data.
+    QTest::newRow("unended subnegotiation")
+        << Chunks{"\xff\xfa,k", QByteArray(140, '\xff'), ":07"} << QByteArray(",k" + QByteArray(70, '\xff') + ":07") << Events{} << QByteArray();
+    QTest::newRow("longest subnegotiation") << Chunks{"\xff\xfa" + QByteArray(64, 'x') + "\xff\xf0" "a"} << QByteArray("a") << Events{} << QByteArray();
+    QTest::newRow("one byte too long") << Chunks{"\xff\xfa" + QByteArray(65, 'x') + "\xff\xf0" "a"} << QByteArray(65, 'x') + "a" << Events{} << QByteArray();
     // What ser2net says first; what we offered already is not answered again.
     QTest::newRow("negotiation answered once")
         << Chunks{QByteArrayLiteral("\xff\xfb\x03\xff\xfd\x03\xff\xfb\x01\xff\xfd,\xff\xfd\x00\xff\xfb\x00\xff\xfb\x03")} << QByteArray() << Events{}
@@ -139,19 +147,62 @@ void TestNetPorts::serverStoppedMidReadout()
     QVERIFY2(took.elapsed() < 8000, qPrintable(QString::number(took.elapsed())));
 }
 
-void TestNetPorts::simulatorListensAndMonitorReconnects()
+void TestNetPorts::monitorAcrossLosses_data()
 {
-    SimProcess sim;
-    // The device server drops the client after 14 frames and takes the next.
-    QVERIFY2(sim.start({"--listen", "0", "--no-pacing", "--fault", "hangup:14"}), qPrintable(sim.errorString()));
-    QVERIFY2(sim.path().startsWith(QStringLiteral("tcp://127.0.0.1:")), qPrintable(sim.path()));
-    const CliRun r = runCli(sim.path(), {"monitor", "--count", "4", "--interval", "50", "--reconnect"});
-    QVERIFY2(r.code == 0, qPrintable(r.err));
-    QCOMPARE(r.err.count(QStringLiteral("quorin-cli: reconnecting to %1\n").arg(sim.path())), 1);
-    QCOMPARE(r.err.count(QStringLiteral("quorin-cli: reconnected to %1\n").arg(sim.path())), 1);
-    // Four good polls, and the one the loss cut short.
-    QCOMPARE(r.lines().size(), 5);
-    QVERIFY(!r.lines().last().contains(QStringLiteral("-----")));
+    QTest::addColumn<QString>("fault");    // of the first simulator ("-": none at start)
+    QTest::addColumn<int>("swapAfterMs");  // then another device on the port (-1 never)
+    QTest::addColumn<bool>("reconnect");
+    QTest::addColumn<int>("code");
+    QTest::addColumn<int>("lines");
+    QTest::addColumn<int>("reconnected");
+    // The server takes each client and drops it at its first frame.
+    QTest::newRow("accept and drop") << "hangup:1" << -1 << true << 1 << 2 << 0;
+    QTest::newRow("down at start") << "-" << 500 << true << 0 << 2 << 1;
+    // Lost in the second poll; a device of another preset takes the port.
+    QTest::newRow("another device comes back") << "hangup:9" << 300 << true << 0 << 4 << 1;
+    QTest::newRow("lost without --reconnect") << "hangup:9" << -1 << false << 1 << 2 << 0;
+}
+
+void TestNetPorts::monitorAcrossLosses()
+{
+    QFETCH(QString, fault);
+    QFETCH(int, swapAfterMs);
+    QFETCH(bool, reconnect);
+    QFETCH(int, code);
+    QFETCH(int, lines);
+    QFETCH(int, reconnected);
+    QTcpServer probe; // a free port, for both devices in turn
+    QVERIFY(probe.listen(QHostAddress::LocalHost));
+    const QString tcpPort = QString::number(probe.serverPort());
+    probe.close();
+    const QString address = QStringLiteral("tcp://127.0.0.1:") + tcpPort;
+    SimProcess first, second;
+    const QStringList listen{"--listen", tcpPort, "--no-pacing"};
+    if (fault != QLatin1String("-"))
+        QVERIFY2(first.start(listen + QStringList{"--fault", fault}), qPrintable(first.errorString()));
+    const auto swap = [&] {
+        first.stop();
+        QVERIFY(second.start(listen + QStringList{"--preset", "second"}));
+    };
+    QStringList args{"monitor", "--count", QString::number(lines), "--interval", "50", "--stats"};
+    if (reconnect)
+        args << "--reconnect";
+    const CliRun r = runCli(address, args, swapAfterMs, swapAfterMs >= 0 ? swap : std::function<void()>(), 15000);
+    QVERIFY2(r.code == code, qPrintable(r.err));
+    QVERIFY2(r.lines().size() == lines + 1, qPrintable(r.out + r.err));
+    // Reads cut off by the loss are counted.
+    QCOMPARE(r.lines().takeLast().contains(QRegularExpression(QStringLiteral(", lost [1-9]"))), fault != QLatin1String("-"));
+    QCOMPARE(r.err.count(QStringLiteral("quorin-cli: reconnected to %1\n").arg(address)), reconnected);
+    // The loss is told first, once; then the retrying, when asked for.
+    const int told = r.err.indexOf(fault == QLatin1String("-") ? QStringLiteral("Cannot connect") : QStringLiteral("was lost"));
+    QVERIFY2(told >= 0 && (r.err.indexOf(QStringLiteral("quorin-cli: reconnecting")) > told) == reconnect, qPrintable(r.err));
+    if (swapAfterMs > 0 && fault != QLatin1String("-")) {
+        // The unit's time base is the new device's, read again after the reconnect.
+        const CliRun ref = runCli({"--sim", "--preset", "second", "monitor", "--count", "1"});
+        const auto unit = [](const QString &l) { return l.mid(20).section(QStringLiteral(" total"), 0, 0).trimmed(); };
+        QCOMPARE(unit(r.lines().at(lines - 1)), unit(ref.lines().value(0)));
+        QVERIFY(unit(r.lines().first()) != unit(ref.lines().value(0)));
+    }
 }
 
 QTEST_GUILESS_MAIN(TestNetPorts)

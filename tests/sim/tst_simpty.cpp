@@ -1,7 +1,9 @@
-// quorin-sim as a process: it waits for clients without spinning and ends
-// cleanly on a signal. Its pacing at the baud rate is measured by
-// bench_flowlog; serving frames, faults and clients that come and go over the
-// pseudo-terminal are proven by the end-to-end fault and CLI tests.
+// quorin-sim as a process: the fault texts it reads, it waits for clients
+// without spinning and ends cleanly on a signal. Its pacing at the baud rate
+// is measured by bench_flowlog; serving frames, faults and clients that come
+// and go over the pseudo-terminal are proven by the end-to-end fault and CLI
+// tests.
+#include "sim/simfaults.h"
 #include "support/simprocess.h"
 
 #include <QElapsedTimer>
@@ -33,6 +35,8 @@ class TestSimPty : public QObject
     Q_OBJECT
 private slots:
     void waitsWithoutSpinningAndEndsOnSignal();
+    void faultTexts_data();
+    void faultTexts();
 };
 
 void TestSimPty::waitsWithoutSpinningAndEndsOnSignal()
@@ -51,6 +55,36 @@ void TestSimPty::waitsWithoutSpinningAndEndsOnSignal()
     t.start();
     QVERIFY(sim.stop(3000)); // SIGTERM: a normal exit with status 0
     QVERIFY(t.elapsed() < 2000);
+}
+
+// The faults as quorin-sim --fault reads them ("" in toString: refused), and
+// listed by --help.
+void TestSimPty::faultTexts_data()
+{
+    QTest::addColumn<QString>("text");
+    QTest::addColumn<QString>("toString");
+    QTest::newRow("line faults") << " Greet, noise ,trickle:1,opensb" << "greet,noise,trickle:1,opensb";
+    QTest::newRow("slowest trickle") << "trickle:10000" << "trickle:10000";
+    QTest::newRow("trickle too slow") << "trickle:10001" << "";
+    QTest::newRow("trickle without gap") << "trickle" << "";
+    QTest::newRow("greet takes no value") << "greet:1" << "";
+}
+
+void TestSimPty::faultTexts()
+{
+    QFETCH(QString, text);
+    QFETCH(QString, toString);
+    SimFaults f;
+    QString error;
+    QCOMPARE(SimFaults::parse(text, &f, &error), !toString.isEmpty());
+    QCOMPARE(toString.isEmpty() ? error.section(QLatin1Char('"'), 1, 1) : f.toString(), toString.isEmpty() ? text : toString);
+    QVERIFY(toString.isEmpty() == !error.isEmpty() && f.any() == !toString.isEmpty());
+    QProcess help;
+    help.start(QStringLiteral(QUORIN_SIM_EXE), {QStringLiteral("--help")});
+    QVERIFY(help.waitForFinished(5000));
+    const QString listed = QString::fromLocal8Bit(help.readAllStandardOutput()).simplified();
+    for (const char *kind : {"greet", "noise", "trickle:MS", "opensb", "late:MS"})
+        QVERIFY2(listed.contains(QLatin1String(kind)), kind);
 }
 
 QTEST_GUILESS_MAIN(TestSimPty)

@@ -99,6 +99,9 @@ void TestFrmProperties::okStopsAtTheFirstRefusalAndCancelKeepsTheChoices_data()
     QTest::newRow("port gone") << "/dev/quorin-unplugged" << "9600"
                                << "Invalid port number (/dev/quorin-unplugged does not exist)";
     QTest::newRow("speed refused") << "" << "fast" << "Invalid property value";
+    // The same reason as quorin-cli gives, the blank not cut away.
+    QTest::newRow("address with a blank") << "tcp://127.0.0.1:47100 " << "9600"
+                                          << "Invalid port address tcp://127.0.0.1:47100 : the address holds a blank";
 }
 
 void TestFrmProperties::okStopsAtTheFirstRefusalAndCancelKeepsTheChoices()

@@ -1,95 +1,372 @@
-// monitor --mqtt against a real broker on the loopback address: one retained
-// JSON reading per poll, the last will when the terminal dies, and a broker
-// that is down costs one message and no reading.
+// monitor --mqtt against Debian's mosquitto on the loopback address, set up
+// as plants set it up: a login listener, a TLS listener (certificates made
+// here with openssl), and a persistent broker that goes away under a running
+// monitor. Every printed reading must reach a subscriber, in order.
 #include "support/clirun.h"
+#include "support/windowrig.h"
+#include "terminal/mqttpublisher.h"
 
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QProcess>
 #include <QStandardPaths>
 #include <QTcpServer>
+#include <QTcpSocket>
 #include <QTemporaryDir>
 #include <QtTest>
+
+namespace {
+
+int freePort()
+{
+    QTcpServer s;
+    s.listen(QHostAddress::LocalHost);
+    return s.serverPort();
+}
+
+struct Broker {
+    QProcess process;
+    int port = 0;
+    QString conf;
+    bool start()
+    {
+        process.start(QStandardPaths::findExecutable(QStringLiteral("mosquitto"), {"/usr/sbin", "/usr/bin"}), {"-c", conf});
+        for (int i = 0; i < 100; ++i) {
+            QTcpSocket s;
+            s.connectToHost(QHostAddress::LocalHost, port);
+            if (s.waitForConnected(200))
+                return true;
+            QTest::qWait(50);
+        }
+        return false;
+    }
+    void stop() { process.terminate(); process.waitForFinished(5000); }
+    ~Broker() { stop(); }
+};
+
+// The readings the subscriber printed so far, one a line; the broker sends
+// the terminal's will when it shuts down under it.
+QStringList messages(QProcess &sub, QStringList *got)
+{
+    *got += QString::fromUtf8(sub.readAllStandardOutput()).split(QLatin1Char('\n'), Qt::SkipEmptyParts);
+    got->removeAll(QStringLiteral("{\"port\":\"Simulated transmitter\",\"status\":\"offline\"}"));
+    return *got;
+}
+
+// A reading as monitor prints it: "... flow unit total T U".
+QString printed(const QString &message)
+{
+    const QVariantMap o = QJsonDocument::fromJson(message.toUtf8()).object().toVariantMap();
+    return o["flow"].toString() + " " + o["unit"].toString() + " total " + o["total"].toString() + " "
+           + o["totalUnit"].toString();
+}
+
+} // namespace
 
 class tst_mqtt_cli : public QObject
 {
     Q_OBJECT
     QTemporaryDir m_dir;
-    QProcess m_broker;
-    QString m_url;
-    QStringList m_sub;
+    Broker m_main, m_flaky;
+    int m_auth = 0, m_tls = 0;
+    const QString m_offline = QStringLiteral("{\"port\":\"Simulated transmitter\",\"status\":\"offline\"}");
 
-    static int freePort()
+    QString file(const QString &name) const { return m_dir.filePath(name); }
+    bool run(const QString &program, const QStringList &args)
     {
-        QTcpServer s;
-        s.listen(QHostAddress::LocalHost);
-        return s.serverPort();
+        QProcess p;
+        p.setWorkingDirectory(m_dir.path());
+        p.start(program, args);
+        return p.waitForFinished(20000) && p.exitCode() == 0;
     }
-    // Up to n messages within 10 s; what the subscriber got.
-    void subscribe(QProcess &p, int n) { p.start(QStringLiteral("mosquitto_sub"), m_sub + QStringList{"-C", QString::number(n)}); }
-    QStringList received(QProcess &p)
+    void subscribe(QProcess &p, int port, const QString &topic, const QStringList &more = {})
     {
-        p.waitForFinished(15000); // may have ended inside runCli's wait already
-        return QString::fromUtf8(p.readAllStandardOutput()).split(QLatin1Char('\n'), Qt::SkipEmptyParts);
+        p.start(QStringLiteral("mosquitto_sub"), QStringList{"-p", QString::number(port), "-t", topic} + more);
+        QVERIFY(p.waitForStarted());
+        QTest::qWait(200); // subscribed before the first reading
     }
+    static bool ended(QProcess &p) { return p.state() == QProcess::NotRunning || p.waitForFinished(10000); }
+    static QString topic() { return QStringLiteral("quorin/") + QTest::currentTestFunction() + "/" + QTest::currentDataTag(); }
 
 private slots:
     void initTestCase()
     {
-        const QString exe = QStandardPaths::findExecutable(QStringLiteral("mosquitto"), {"/usr/sbin", "/usr/bin"});
-        if (exe.isEmpty() || QStandardPaths::findExecutable(QStringLiteral("mosquitto_sub")).isEmpty())
-            QSKIP("mosquitto and mosquitto_sub are not installed (Debian: mosquitto, mosquitto-clients)");
-        const int port = freePort();
-        QFile conf(m_dir.filePath(QStringLiteral("broker.conf")));
-        QVERIFY(conf.open(QIODevice::WriteOnly));
-        conf.write(QStringLiteral("listener %1 127.0.0.1\nallow_anonymous true\n").arg(port).toLatin1());
-        conf.close();
-        m_broker.start(exe, {"-c", conf.fileName()});
-        QTRY_VERIFY_WITH_TIMEOUT(!QTcpSocket().bind(QHostAddress::LocalHost, port), 5000); // listening
-        m_url = QStringLiteral("mqtt://127.0.0.1:%1/quorin/test").arg(port);
-        m_sub = QStringList{"-h", "127.0.0.1", "-p", QString::number(port), "-t", "quorin/test", "-W", "10"};
-    }
-    void cleanupTestCase() { m_broker.kill(); m_broker.waitForFinished(); }
-
-    void eachReadingIsPublishedRetained()
-    {
-        QProcess sub, late;
-        subscribe(sub, 3);
-        const CliRun r = runCli({"--sim", "monitor", "--count", "3", "--interval", "300", "--mqtt", m_url}, 15000);
-        QCOMPARE(r.code, 0);
-        const QStringList msgs = received(sub);
-        QCOMPARE(msgs.size(), 3);
-        const QRegularExpression iso("^\\d{4}-\\d\\d-\\d\\dT\\d\\d:\\d\\d:\\d\\d[+-]\\d\\d:\\d\\d$");
-        for (int i = 0; i < 3; ++i) {
-            const QVariantMap o = QJsonDocument::fromJson(msgs[i].toUtf8()).object().toVariantMap();
-            QVERIFY2(r.lines().at(i).simplified().endsWith(o["flow"].toString() + " " + o["unit"].toString() + " total "
-                                                          + o["total"].toString() + " " + o["totalUnit"].toString()),
-                     qPrintable(msgs[i]));
-            QCOMPARE(o["value"].toDouble(), o["flow"].toString().toDouble());
-            QVERIFY(iso.match(o["time"].toString()).hasMatch() && o["port"] == "Simulated transmitter");
+        for (const char *tool : {"mosquitto_sub", "mosquitto_passwd", "openssl"})
+            if (QStandardPaths::findExecutable(QString::fromLatin1(tool)).isEmpty())
+                QSKIP("mosquitto, mosquitto-clients and openssl are needed (Debian packages)");
+        // mosquitto started as root reads its files as the user mosquitto.
+        QFile::setPermissions(m_dir.path(), QFile::Permissions(0x7755));
+        const QStringList ec{"-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:prime256v1", "-nodes", "-days", "2"};
+        QVERIFY(run("openssl", QStringList{"req", "-x509", "-keyout", "ca.key", "-out", "ca.crt", "-subj", "/CN=test-ca"} + ec));
+        QVERIFY(run("openssl", QStringList{"req", "-x509", "-keyout", "other.key", "-out", "other.crt", "-subj", "/CN=other-ca"} + ec));
+        QVERIFY(run("openssl", QStringList{"req", "-keyout", "server.key", "-out", "server.csr", "-subj", "/CN=127.0.0.1"} + ec));
+        QFile ext(file("ext.cnf"));
+        QVERIFY(ext.open(QIODevice::WriteOnly) && ext.write("subjectAltName=IP:127.0.0.1\n") > 0);
+        ext.close();
+        QVERIFY(run("openssl", {"x509", "-req", "-in", "server.csr", "-CA", "ca.crt", "-CAkey", "ca.key", "-CAcreateserial",
+                                "-out", "server.crt", "-days", "2", "-extfile", "ext.cnf"}));
+        QVERIFY(run("mosquitto_passwd", {"-b", "-c", "passwd", "plant", "s3cret"}));
+        QVERIFY(QDir(m_dir.path()).mkdir("db") && QFile::setPermissions(file("db"), QFile::Permissions(0x7777)));
+        m_main.port = freePort();
+        m_auth = freePort();
+        m_tls = freePort();
+        m_flaky.port = freePort();
+        m_main.conf = file("main.conf");
+        m_flaky.conf = file("flaky.conf");
+        const QString d = m_dir.path() + "/";
+        for (auto [name, text] : {std::pair{m_main.conf, QString("per_listener_settings true\nlistener %1 127.0.0.1\n"
+                                                                 "allow_anonymous true\nlistener %2 127.0.0.1\n"
+                                                                 "allow_anonymous false\npassword_file %4passwd\n"
+                                                                 "listener %3 127.0.0.1\nallow_anonymous true\ncafile %4ca.crt\n"
+                                                                 "certfile %4server.crt\nkeyfile %4server.key\n")
+                                                             .arg(m_main.port).arg(m_auth).arg(m_tls).arg(d)},
+                                  std::pair{m_flaky.conf, QString("listener %1 127.0.0.1\nallow_anonymous true\n"
+                                                                  "persistence true\npersistence_location %2db/\n")
+                                                              .arg(m_flaky.port).arg(d)}}) {
+            QFile f(name);
+            QVERIFY(f.open(QIODevice::WriteOnly) && f.write(text.toLatin1()) > 0);
         }
-        subscribe(late, 1);
-        QCOMPARE(received(late), msgs.mid(2)); // retained: a late subscriber gets the last reading
+        for (const QString &f : QDir(d).entryList(QDir::Files))
+            QFile::setPermissions(d + f, QFile::Permissions(0x6644));
+        QVERIFY(m_main.start());
+        QVERIFY(m_flaky.start());
     }
 
-    void lastWillWhenTheTerminalDies()
+    // A broker address and its options are taken as given or refused, exit 2, with the reason.
+    void refusals_data()
     {
-        const CliRun r = runCliProcess({"--sim", "monitor", "--interval", "300", "--mqtt", m_url}, 2000,
-                                       [](QProcess &p) { p.kill(); }, 15000);
-        QVERIFY(r.code == -2 && !r.lines().isEmpty()); // killed while monitoring
+        QTest::addColumn<QStringList>("args");
+        QTest::addColumn<QString>("error");
+        const QString url = QStringLiteral("mqtt://127.0.0.1:%1/").arg(m_main.port);
+        const QString e = QStringLiteral("quorin-cli: --mqtt: ");
+        const QString form = e + "the broker must be given as mqtt://HOST[:PORT]/TOPIC or mqtts://HOST[:PORT]/TOPIC";
+        QTest::newRow("wildcard #") << QStringList{"--mqtt", "mqtt://h/a/#"} << e + "the topic must not contain the wildcards + or #";
+        QTest::newRow("wildcard +") << QStringList{"--mqtt", "mqtt://h/a/%2B/b"} << e + "the topic must not contain the wildcards + or #";
+        QTest::newRow("query") << QStringList{"--mqtt", "mqtt://h/a?x=1"} << e + "the topic must not contain ? (a query)";
+        QTest::newRow("NUL") << QStringList{"--mqtt", "mqtt://h/a%00"} << e + "the topic must not contain a NUL or another control character";
+        QTest::newRow("control") << QStringList{"--mqtt", "mqtt://h/a%1F"} << e + "the topic must not contain a NUL or another control character";
+        QTest::newRow("C1 control") << QStringList{"--mqtt", "mqtt://h/a%C2%9F"} << e + "the topic must not contain a NUL or another control character";
+        QTest::newRow("space, NBSP") << QStringList{"--mqtt", url + "a%20%C2%A0"} << QString();
+        QTest::newRow("DEL") << QStringList{"--mqtt", "mqtt://h/a%7F"} << e + "the topic must not contain a NUL or another control character";
+        QTest::newRow("not UTF-8") << QStringList{"--mqtt", "mqtt://h/a%FF"} << e + "the topic is not UTF-8 text";
+        QTest::newRow("65536 bytes") << QStringList{"--mqtt", "mqtt://h/" + QString(65536, 'a')} << e + "the topic is longer than 65535 bytes";
+        QTest::newRow("65535 bytes") << QStringList{"--mqtt", url + QString(65535, 'a')} << QString();
+        QTest::newRow("empty topic") << QStringList{"--mqtt", "mqtt://h/"} << e + "the topic is empty";
+        QTest::newRow("no topic") << QStringList{"--mqtt", "mqtt://h"} << form;
+        QTest::newRow("scheme") << QStringList{"--mqtt", "http://h/t"} << form;
+        QTest::newRow("port 0") << QStringList{"--mqtt", "mqtt://h:0/t"} << form;
+        QTest::newRow("password alone") << QStringList{"--mqtt", "mqtt://:pw@h/t"} << e + "a password needs a user name";
+        QTest::newRow("CA, plain") << QStringList{"--mqtt", "mqtt://h/t", "--mqtt-cafile", file("ca.crt")}
+                                   << e + "certificate files need an mqtts:// broker";
+        QTest::newRow("cert alone") << QStringList{"--mqtt", "mqtts://h/t", "--mqtt-cert", file("server.crt")}
+                                    << e + "a client certificate needs its key, and a key its certificate";
+        QTest::newRow("no CA file") << QStringList{"--mqtt", "mqtts://h/t", "--mqtt-cafile", "/nonexistent"}
+                                    << e + "cannot read /nonexistent";
+        QTest::newRow("queue 0") << QStringList{"--mqtt", "mqtt://h/t", "--mqtt-queue", "0"}
+                                 << "quorin-cli: --mqtt-queue must be a whole number of readings, 1 or more";
+        QTest::newRow("queue 1") << QStringList{"--mqtt", url + "q", "--mqtt-queue", "1"} << QString();
+        QTest::newRow("CA alone") << QStringList{"--mqtt-cafile", file("ca.crt")}
+                                  << "quorin-cli: --mqtt-cafile, --mqtt-cert, --mqtt-key and --mqtt-queue go with --mqtt";
+        QTest::newRow("info") << QStringList{"info", "--mqtt", url + "t"} << "quorin-cli: --mqtt works with monitor only";
+    }
+    void refusals()
+    {
+        QFETCH(QStringList, args);
+        QFETCH(QString, error);
+        const QStringList command = args.first() == "info" ? QStringList() : QStringList{"monitor", "--count", "1"};
+        const CliRun r = runCli(QStringList{"--sim"} + command + args, 15000);
+        QCOMPARE(r.err.trimmed(), error);
+        QCOMPARE(r.code, error.isEmpty() ? 0 : 2);
+    }
+
+    // Login and TLS: readings arrive, or the refusal says why, once.
+    void connections_data()
+    {
+        QTest::addColumn<QString>("url");
+        QTest::addColumn<QString>("ca");
+        QTest::addColumn<QString>("password");
+        QTest::addColumn<QString>("error");
+        const QString a = QStringLiteral("127.0.0.1:%1").arg(m_auth), t = QStringLiteral("127.0.0.1:%1").arg(m_tls);
+        const QString why = QStringLiteral("MQTT broker %1 is not connected: %2. The readings go on here and are published when it is back.\n");
+        const QString lost = QStringLiteral("MQTT broker %1 did not take the last 3 messages; they were not published.\n");
+        QTest::newRow("login") << "mqtt://plant:s3cret@" + a << "" << "" << "";
+        QTest::newRow("password from the environment") << "mqtt://plant@" + a << "" << "s3cret" << "";
+        QTest::newRow("wrong password") << "mqtt://plant:secret@" + a << "" << "" << why.arg(a, "not authorised") + lost.arg(a);
+        QTest::newRow("no login") << "mqtt://" + a << "" << "" << why.arg(a, "not authorised") + lost.arg(a);
+        QTest::newRow("TLS") << "mqtts://" + t << file("ca.crt") << "" << "";
+        QTest::newRow("TLS, another CA") << "mqtts://" + t << file("other.crt") << "" << why.arg(t, "certificate not trusted") + lost.arg(t);
+        const QString down = QStringLiteral("MQTT broker %1 is not reachable. The readings go on here and are published when it is back.\n");
+        QTest::newRow("IPv6, down") << "mqtt://[::1]" << "" << "" << down.arg("[::1]:1883") + lost.arg("[::1]:1883");
+        const QString p = QStringLiteral("127.0.0.1:%1").arg(m_main.port);
+        QTest::newRow("TLS to a plain listener") << "mqtts://" + p << file("ca.crt") << "" << why.arg(p, "TLS handshake failed") + lost.arg(p);
+        QTest::newRow("plain to a TLS listener") << "mqtt://" + t << "" << "" << down.arg(t) + lost.arg(t);
+        QTest::newRow("TLS, down") << "mqtts://127.0.0.1" << file("ca.crt") << "" << down.arg("127.0.0.1:8883") + lost.arg("127.0.0.1:8883");
+    }
+    void connections()
+    {
+        QFETCH(QString, url);
+        QFETCH(QString, ca);
+        QFETCH(QString, password);
+        QFETCH(QString, error);
         QProcess sub;
-        subscribe(sub, 1);
-        QCOMPARE(received(sub).value(0), QStringLiteral("{\"port\":\"Simulated transmitter\",\"status\":\"offline\"}"));
+        subscribe(sub, m_main.port, topic(), {"-C", "3", "-W", "10"});
+        qputenv("QUORIN_MQTT_PASSWORD", password.toUtf8());
+        QStringList args{"--sim", "monitor", "--count", "3", "--interval", "300", "--mqtt", url + "/" + topic()};
+        if (!ca.isEmpty())
+            args << "--mqtt-cafile" << ca;
+        const CliRun r = runCli(args, 20000);
+        qunsetenv("QUORIN_MQTT_PASSWORD");
+        QCOMPARE(r.err, error);
+        QVERIFY(r.code == 0 && r.lines().size() == 3);
+        if (!error.isEmpty())
+            return;
+        QStringList got;
+        QTRY_COMPARE_WITH_TIMEOUT(messages(sub, &got).size(), 3, 5000);
+        for (int i = 0; i < 3; ++i) {
+            const QVariantMap o = QJsonDocument::fromJson(got[i].toUtf8()).object().toVariantMap();
+            QVERIFY2(r.lines().at(i).simplified().endsWith(printed(got[i])), qPrintable(got[i]));
+            QVERIFY(o["ok"].toBool() && o["port"] == "Simulated transmitter");
+            QCOMPARE(o["value"].toDouble(), o["flow"].toString().toDouble());
+        }
     }
 
-    void brokerDownIsReportedOnceAndTheReadingsGoOn()
+    // The broker away at the start, or restarted mid-run: every printed reading
+    // reaches a subscriber that stays subscribed, in order, but for those the
+    // full queue turned away (the newest, counted).
+    void brokerAway_data()
     {
-        const QString down = QStringLiteral("mqtt://127.0.0.1:%1/quorin/test").arg(freePort());
-        const CliRun r = runCli({"--sim", "monitor", "--count", "3", "--interval", "300", "--mqtt", down}, 15000);
-        QVERIFY(r.code == 0 && r.lines().size() == 3);
-        QCOMPARE(r.err.count(QStringLiteral("MQTT broker")), 1);
+        QTest::addColumn<bool>("upAtStart");
+        QTest::addColumn<int>("queue");
+        QTest::newRow("down at start") << false << 2;
+        QTest::newRow("restarted") << true << 10000;
+    }
+    void brokerAway()
+    {
+        QFETCH(bool, upAtStart);
+        QFETCH(int, queue);
+        QProcess sub;
+        const QStringList session{"-q", "1", "-c", "-i", QString("sub-%1").arg(upAtStart), "-R"};
+        if (upAtStart)
+            subscribe(sub, m_flaky.port, topic(), session);
+        else
+            m_flaky.stop();
+        const auto back = [&] {
+            m_flaky.start();
+            if (sub.state() == QProcess::NotRunning)
+                subscribe(sub, m_flaky.port, topic(), session);
+        };
+        const QString url = QStringLiteral("mqtt://127.0.0.1:%1/").arg(m_flaky.port) + topic();
+        const CliRun r = runCliProcess({"--sim", "monitor", "--count", "20", "--interval", "300", "--mqtt", url, "--mqtt-queue",
+                                        QString::number(queue)},
+                                       upAtStart ? 1000 : 400, [&](QProcess &) {
+                                           if (!upAtStart)
+                                               return back();
+                                           m_flaky.stop();
+                                           QTimer::singleShot(1500, back);
+                                       }, 30000);
+        QCOMPARE(r.code, 0);
+        const QString host = QStringLiteral("MQTT broker 127.0.0.1:%1 ").arg(m_flaky.port);
+        const QRegularExpression said("^" + QRegularExpression::escape(host) + "is not reachable\\. The readings go on here and are "
+                                      "published when it is back\\.\n" + QRegularExpression::escape(host) + "is back: publishing "
+                                      "resumes\\. (\\d+) readings held meanwhile are sent in order\\.( (\\d+) readings were "
+                                      "dropped: the queue holds at most 2\\.)?\n$");
+        const QRegularExpressionMatch m = said.match(r.err);
+        QVERIFY2(m.hasMatch(), qPrintable(r.err));
+        const int dropped = m.captured(3).toInt();
+        QVERIFY(upAtStart ? m.captured(2).isEmpty() && m.captured(1).toInt() >= 3 : m.captured(1) == "2" && dropped >= 1);
+        QStringList expected = r.lines();
+        expected.erase(expected.begin() + (upAtStart ? 0 : 2), expected.begin() + (upAtStart ? 0 : 2 + dropped));
+        QStringList got;
+        QTRY_COMPARE_WITH_TIMEOUT(messages(sub, &got).size(), expected.size(), 10000);
+        sub.kill();
+        sub.waitForFinished();
+        QCOMPARE(messages(sub, &got).size(), expected.size()); // nothing twice
+        for (int i = 0; i < got.size(); ++i)
+            QVERIFY2(expected[i].simplified().endsWith(printed(got[i])), qPrintable(got[i] + " " + expected[i]));
+    }
+
+    // What stays retained when the run ends: the last reading when the operator
+    // ended it, the offline status when the device hung up or the terminal died.
+    void endOfRun_data()
+    {
+        QTest::addColumn<QStringList>("args");
+        QTest::addColumn<int>("code");
+        QTest::addColumn<bool>("offline");
+        QTest::newRow("count reached") << QStringList{"--count", "3"} << 0 << false;
+        QTest::newRow("device hung up") << QStringList{"--fault", "hangup:12"} << 1 << true;
+        QTest::newRow("terminal killed") << QStringList{} << -2 << true;
+    }
+    void endOfRun()
+    {
+        QFETCH(QStringList, args);
+        QFETCH(int, code);
+        QFETCH(bool, offline);
+        const QString url = QStringLiteral("mqtt://127.0.0.1:%1/").arg(m_main.port) + topic();
+        const CliRun r = runCliProcess(QStringList{"--sim", "monitor", "--interval", "300", "--mqtt", url} + args, 2500,
+                                       [code](QProcess &p) { if (code == -2) p.kill(); }, 15000);
+        QVERIFY(r.code == code && !r.lines().isEmpty());
+        QProcess late;
+        subscribe(late, m_main.port, topic(), {"-C", "1", "-W", "5"});
+        QVERIFY(ended(late));
+        const QString retained = QString::fromUtf8(late.readAllStandardOutput()).trimmed();
+        if (offline)
+            QCOMPARE(retained, m_offline);
+        else
+            QVERIFY2(r.lines().last().simplified().endsWith(printed(retained)), qPrintable(retained));
+    }
+
+    // The window asks an mqtts:// broker for its CA and a client certificate
+    // with its key; a certificate without its key is refused with the reason.
+    void windowDialog()
+    {
+        CommSettings::setExtraValue("Mqtt/Broker", QString()); // none from an earlier run
+        WindowRig rig;
+        const QString url = QStringLiteral("mqtts://127.0.0.1:%1/%2").arg(m_tls).arg(topic());
+        rig.prompter.inputs = QStringList{url, url};
+        rig.prompter.fileNames = QStringList{file("ca.crt"), file("server.crt"), "", file("ca.crt")};
+        rig.window->menuItem("mnuOptionsMqtt")->trigger();
+        QCOMPARE(rig.prompter.texts(), {"Not a broker address: " + url + "\ra client certificate needs its key, and a key its certificate"});
+        rig.window->menuItem("mnuOptionsMqtt")->trigger(); // the CA, no client certificate
+        QCOMPARE(rig.prompter.texts().size(), 1);
+        QCOMPARE(CommSettings::extraValue("Mqtt/Broker") + CommSettings::extraValue("Mqtt/CaFile"), url + file("ca.crt"));
+    }
+
+    // The window's queue on disk: what one run could not send waits in the
+    // file (a line cut short by a crash is skipped) and goes out, oldest first,
+    // when a later run reaches the broker; the file is emptied then.
+    void spoolFile()
+    {
+        const QString path = file("spool/queue.jsonl");
+        MqttPublisher::Address a;
+        QString error;
+        QVERIFY(MqttPublisher::parseUrl(QString("mqtt://127.0.0.1:%1/%2").arg(freePort()).arg(topic()), &a, &error));
+        MqttPublisher::Reading r;
+        r.flowOk = true;
+        r.port = "COM1";
+        for (MqttPublisher down(nullptr); r.flow.size() < 3; r.flow += "9") {
+            down.setSpoolFile(path);
+            down.setQueueLimit(2);
+            if (!down.isStarted())
+                down.start(a, r.port);
+            down.publish(r); // the third is turned away
+        }
+        QFile f(path);
+        QVERIFY(f.open(QIODevice::Append) && f.write("{\"flow\":\"99") > 0);
+        f.close();
+        QProcess sub;
+        subscribe(sub, m_main.port, topic(), {"-C", "2", "-W", "10"});
+        a.port = m_main.port;
+        MqttPublisher up(nullptr);
+        up.setSpoolFile(path);
+        up.start(a, r.port);
+        QTRY_VERIFY(up.queued() == 0 && QFileInfo(path).size() == 0);
+        QVERIFY(ended(sub));
+        const QStringList got = QString::fromUtf8(sub.readAllStandardOutput()).split('\n', Qt::SkipEmptyParts);
+        QCOMPARE(got.size(), 2);
+        QVERIFY2(got[0].startsWith("{\"flow\":\"\",\"ok\":false,\"port\":\"COM1\",\"time\":\""), qPrintable(got[0]));
+        QVERIFY2(got[1].endsWith("\"total\":null,\"totalUnit\":null,\"unit\":null,\"value\":9}"), qPrintable(got[1]));
     }
 };
 
-QTEST_GUILESS_MAIN(tst_mqtt_cli)
+QTEST_MAIN(tst_mqtt_cli)
 #include "tst_mqtt_cli.moc"

@@ -1,5 +1,6 @@
 // quorin-cli info and monitor against the built-in simulated transmitter:
-// what they print, and their exit status when the device stays silent.
+// what they print, and their exit status when the device stays silent or the
+// port address is malformed (the other options are in tst_options_cli).
 #include "session/parametermap.h"
 #include "support/clirun.h"
 
@@ -13,6 +14,8 @@ private slots:
     void infoListsEveryParameter();
     void monitorPrintsOneLinePerPoll();
     void silentDevice();
+    void badOptions_data();
+    void badOptions();
 };
 
 void TestTerminalCli::infoListsEveryParameter()
@@ -38,7 +41,7 @@ void TestTerminalCli::monitorPrintsOneLinePerPoll()
     QVERIFY2(r.err.isEmpty(), qPrintable(r.err));
     QCOMPARE(r.lines().size(), 4);
     // The time base read, then five reads a poll, each 15 bytes on the wire.
-    QVERIFY2(r.lines().takeLast().startsWith(QLatin1String("link: frames 16, replies 16, time-outs 0, discarded 0, bytes out 240 in ")),
+    QVERIFY2(r.lines().takeLast().startsWith(QLatin1String("link: frames 16, replies 16, time-outs 0, lost 0, discarded 0, bytes out 240 in ")),
              qPrintable(r.lines().last()));
     // Time, the display with its point, the unit with its time base, the total.
     const QRegularExpression line(QStringLiteral("^\\d\\d:\\d\\d:\\d\\d +\\d+\\.\\d LTR/Min +total \\d+ LTR$"));
@@ -59,6 +62,39 @@ void TestTerminalCli::silentDevice()
                                           .match(r.lines().last());
     QVERIFY2(m.hasMatch() && m.captured(1) == m.captured(2), qPrintable(r.lines().last()));
     QVERIFY(r.lines().first().contains(QLatin1String("total")));
+}
+
+void TestTerminalCli::badOptions_data()
+{
+    QTest::addColumn<QStringList>("args");
+    QTest::addColumn<QString>("reason");
+    // A malformed address is refused before anything is opened.
+    const QString bad = QStringLiteral("Invalid port address %1: %2");
+    const QList<QPair<QString, QString>> addresses = {
+        {"tcp://127.0.0.1:99999", "the TCP port 99999 is out of range (1 to 65535)"},
+        {"tcp://127.0.0.1:65536", "the TCP port 65536 is out of range (1 to 65535)"},
+        {"rfc2217://127.0.0.1:0", "the TCP port 0 is out of range (1 to 65535)"},
+        {"tcp://127.0.0.1:4710O", "the TCP port \"4710O\" is not a number"},
+        {"tcp://127.0.0.1:47100:5", "the TCP port \"47100:5\" is not a number"},
+        {"tcp://127.0.0.1:47100 ", "the address holds a blank"},
+        {" tcp://127.0.0.1:47100", "the address holds a blank"},
+        {"tcp://:47100", "no host name"},
+        {"rfc2217://127.0.0.1", "no TCP port number (HOST:PORT, 1 to 65535)"},
+        {"tcp://127.0.0.1:", "no TCP port number (HOST:PORT, 1 to 65535)"},
+        {"tcp://user@host:47100", "only HOST:PORT may follow the scheme"},
+    };
+    for (const auto &a : addresses)
+        QTest::newRow(qPrintable(a.first)) << QStringList{"--port", a.first, "read", "0100", "01"} << bad.arg(a.first, a.second);
+}
+
+void TestTerminalCli::badOptions()
+{
+    QFETCH(QStringList, args);
+    QFETCH(QString, reason);
+    const CliRun r = runCli(args);
+    QCOMPARE(r.code, 2);
+    QCOMPARE(r.err, QStringLiteral("quorin-cli: ") + reason + QLatin1Char('\n'));
+    QVERIFY(r.lines().isEmpty());
 }
 
 QTEST_GUILESS_MAIN(TestTerminalCli)
