@@ -6,12 +6,17 @@
 #include "session/terminalhost.h"
 #include "session/writeundo.h"
 #include "link/devicelink.h"
+#include "session/terminalstate.h"
+#include "configcompare.h"
+#include "servicereport.h"
 
 #include <QComboBox>
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QHeaderView>
 #include <QPushButton>
+#include <QScreen>
+#include <QScrollBar>
 #include <QTableWidget>
 #include <QVBoxLayout>
 
@@ -22,11 +27,12 @@ frmHistory::frmHistory(TerminalHost &host, const QString &journalPath, QWidget *
     setWindowTitle(QStringLiteral("Change History"));
     grdHistory = new QTableWidget(this);
     grdHistory->setObjectName(QStringLiteral("grdHistory"));
-    grdHistory->setColumnCount(9);
+    grdHistory->setColumnCount(10);
     grdHistory->setHorizontalHeaderLabels({QStringLiteral("Time"), QStringLiteral("Port"), QStringLiteral("Operation"),
                                            QStringLiteral("Window or command"), QStringLiteral("Address"),
                                            QStringLiteral("Parameter"), QStringLiteral("Before"),
-                                           QStringLiteral("Written"), QStringLiteral("Outcome")});
+                                           QStringLiteral("Written"), QStringLiteral("Outcome"),
+                                           QStringLiteral("Raw bytes")});
     grdHistory->setEditTriggers(QAbstractItemView::NoEditTriggers);
     grdHistory->setSelectionBehavior(QAbstractItemView::SelectRows);
     grdHistory->setSelectionMode(QAbstractItemView::SingleSelection);
@@ -70,6 +76,38 @@ frmHistory::frmHistory(TerminalHost &host, const QString &journalPath, QWidget *
 }
 
 namespace {
+
+const Parameter *parameterOf(const JournalRecord &r)
+{
+    const Parameter *p = ParameterMap::find(r.address);
+    return p && p->width == r.width ? p : nullptr;
+}
+
+// A parameter's bytes as the editor shows its value, in its unit; raw
+// memory stays hex.
+QString valueText(const JournalRecord &r, const QString &data, const TerminalState &state)
+{
+    if (data.isEmpty())
+        return QStringLiteral("unknown");
+    if (!parameterOf(r))
+        return data;
+    const bool flow = r.address == QLatin1String("0105") || r.address == QLatin1String("010D");
+    const QString unit = flow ? (state.EngUnitHex.isEmpty() ? QString() : state.unitText().trimmed())
+                              : ParameterMap::unit(r.address);
+    const QString value = ConfigCompare::readable(r.address, data, state.tenthsMode());
+    return unit.isEmpty() ? value : value + QLatin1Char(' ') + unit;
+}
+
+QString nameOf(const JournalRecord &r)
+{
+    const Parameter *p = parameterOf(r);
+    return p ? p->title : QStringLiteral("memory");
+}
+
+QString rawText(const JournalRecord &r)
+{
+    return (r.beforeKnown() ? r.before : QStringLiteral("?")) + QStringLiteral(" -> ") + r.written;
+}
 
 const QString kAllPorts = QStringLiteral("All ports");
 const QString kAllDates = QStringLiteral("All dates");
@@ -116,15 +154,30 @@ void frmHistory::showRecords()
     grdHistory->setRowCount(m_shown.size());
     for (int row = 0; row < m_shown.size(); ++row) {
         const JournalRecord &r = m_records[m_shown[row]];
-        const Parameter *p = ParameterMap::find(r.address);
-        const QString name = p && p->width == r.width ? (p->control.isEmpty() ? p->alias : p->control) : QString();
-        const QStringList cells = {r.time, r.port, r.operation, r.source, r.address, name,
-                                   r.beforeKnown() ? r.before : QStringLiteral("unknown"), r.written,
-                                   r.verified ? QStringLiteral("verified") : QStringLiteral("failed, read back ") + r.readBack};
+        const TerminalState &state = m_host.state();
+        const QStringList cells = {ServiceReport::localTime(r.time), r.port, r.operation, r.source, r.address, nameOf(r),
+                                   valueText(r, r.before, state), valueText(r, r.written, state),
+                                   r.verified ? QStringLiteral("verified") : QStringLiteral("failed, read back ") + r.readBack,
+                                   rawText(r)};
         for (int c = 0; c < cells.size(); ++c)
             grdHistory->setItem(row, c, new QTableWidgetItem(cells[c]));
     }
     grdHistory->resizeColumnsToContents();
+    fitColumns();
+}
+
+// Wide enough for every column as filled, within the screen.
+void frmHistory::fitColumns()
+{
+    int width = grdHistory->verticalHeader()->width() + 2 * grdHistory->frameWidth()
+        + grdHistory->verticalScrollBar()->sizeHint().width();
+    for (int c = 0; c < grdHistory->columnCount(); ++c)
+        width += grdHistory->columnWidth(c);
+    width += layout()->contentsMargins().left() + layout()->contentsMargins().right();
+    const QScreen *screen = this->screen();
+    const int most = screen ? screen->availableGeometry().width() : width;
+    if (width > this->width())
+        resize(std::min(width, most), height());
 }
 
 void frmHistory::cmdUndo_Click()
@@ -135,6 +188,12 @@ void frmHistory::cmdUndo_Click()
     const QString port = m_records[m_shown[row]].port;
     const SerialPort *open = m_host.link().port();
     WriteUndo undo(m_host, m_journal);
+    // The question names the values as this window shows them.
+    const TerminalState &state = m_host.state();
+    undo.describeStep = [&state](const JournalRecord &r) {
+        return nameOf(r) + QStringLiteral(" at ") + r.address + QStringLiteral(": ") + valueText(r, r.written, state)
+               + QStringLiteral(" back to ") + valueText(r, r.before, state) + QStringLiteral(" (") + rawText(r) + QLatin1Char(')');
+    };
     WriteUndo::Result result = WriteUndo::Refused;
     QString why;
     if (!open || open->portName() != port) {

@@ -25,6 +25,7 @@ public:
 
 private:
     void showRecords();
+    void fitColumns();
 
     TerminalHost &m_host;
     WriteJournal m_journal;

@@ -11,6 +11,7 @@
 #include <QPainter>
 #include <QPdfWriter>
 #include <algorithm>
+#include <cstdlib>
 
 bool ServiceReport::build(const ConfigTable &asFound, const TerminalState &asLeft, QString *error)
 {
@@ -54,9 +55,24 @@ bool ServiceReport::build(TerminalSession &session, const ConfigTable *saved, co
     } else {
         const QDateTime at = session.asFoundTime();
         asFoundFrom = QStringLiteral("the first readout of this session, at ")
-                      + at.toOffsetFromUtc(at.offsetFromUtc()).toString(Qt::ISODate);
+                      + localTime(at);
     }
     return build(saved ? *saved : ConfigTable::fromTerminal(*found), session.state(), error);
+}
+
+QString ServiceReport::localTime(const QDateTime &time)
+{
+    const QDateTime local = time.toLocalTime();
+    const int offset = local.offsetFromUtc() / 60;
+    const int a = std::abs(offset);
+    return local.toString(QStringLiteral("yyyy-MM-dd HH:mm ")) + (offset < 0 ? QLatin1Char('-') : QLatin1Char('+'))
+        + QStringLiteral("%1:%2").arg(a / 60, 2, 10, QLatin1Char('0')).arg(a % 60, 2, 10, QLatin1Char('0'));
+}
+
+QString ServiceReport::localTime(const QString &iso)
+{
+    const QDateTime t = QDateTime::fromString(iso, Qt::ISODate);
+    return t.isValid() ? localTime(t) : iso;
 }
 
 int ServiceReport::parameterCount() const
@@ -216,7 +232,7 @@ QByteArray ServiceReport::pdf() const
         writer.setPageSize(QPageSize(QPageSize::A4));
         writer.setPageMargins(QMarginsF(40, 40, 40, 40), QPageLayout::Point);
         writer.setResolution(72);
-        const QString stamp = when.toOffsetFromUtc(when.offsetFromUtc()).toString(Qt::ISODate);
+        const QString stamp = localTime(when);
         Pages pages(writer, QStringLiteral("Service report, %1 on %2, %3").arg(device, port, stamp));
         QPainter &p = pages.painter();
 
@@ -272,7 +288,7 @@ QByteArray ServiceReport::pdf() const
             pages.font(7);
         }
         for (const JournalRecord &r : records)
-            pages.row(wcols, {r.time, r.operation.isEmpty() ? r.source : r.operation, r.address,
+            pages.row(wcols, {localTime(r.time), r.operation.isEmpty() ? r.source : r.operation, r.address,
                               parameterOf(r) ? parameterOf(r)->title : QStringLiteral("memory"),
                               dataText(r, r.before, tenths), dataText(r, r.written, tenths), outcome(r)});
 

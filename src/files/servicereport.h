@@ -48,6 +48,12 @@ public:
     // knows it ("" not).
     QString unitOf(const CompareRow &row, bool asLeft) const;
 
+    // A time as the technician reads it: local, with its offset from UTC
+    // ("2026-11-24 09:36 +01:00"). The text form takes ISO 8601 as the
+    // journal keeps it; a text that is not one comes back as it is.
+    static QString localTime(const QDateTime &time);
+    static QString localTime(const QString &iso);
+
     // The PDF's bytes: A4 pages with a heading and page number on each.
     QByteArray pdf() const;
     // Writes the PDF whole or not at all; false with the reason in *error.

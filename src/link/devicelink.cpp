@@ -171,6 +171,8 @@ void DeviceLink::SendFrame(const QString &command)
     m_port->write(bytes);
     ++health.framesSent;
     health.bytesOut += bytes.size();
+    if (write)
+        ++health.noReply;
     if (AwaitingReply)
         m_guard->start();
     emit flagsChanged();
@@ -521,7 +523,11 @@ void DeviceLink::SendText(const QString &command)
     if (m_unsettled)
         settleLine();
     if (PortOpen()) {
-        m_port->write(command.toLatin1() + '\r');
+        const QByteArray bytes = command.toLatin1() + '\r';
+        m_port->write(bytes);
+        ++health.framesSent;
+        ++health.noReply;
+        health.bytesOut += bytes.size();
         lblTr = command;
         emit frameSent(command);
     }

@@ -14,6 +14,7 @@ public:
     qint64 timeouts = 0;
     qint64 lost = 0;      // reads cut off by a connection that went away
     qint64 discarded = 0; // late or partial replies thrown away
+    qint64 noReply = 0;   // frames sent that expect no reply (writes, set point)
     qint64 bytesOut = 0;
     qint64 bytesIn = 0;
 

@@ -120,7 +120,7 @@ WriteUndo::Result WriteUndo::undo(const QList<JournalRecord> &chosen)
 
     QString question = QStringLiteral("Undo writes these, newest first:\r");
     for (const JournalRecord &r : std::as_const(steps))
-        question += QStringLiteral("  ") + describe(r)
+        question += QStringLiteral("  ") + describeStep(r)
                     + (mirrorOf(r).isEmpty() ? QString() : QStringLiteral(", and its copy at ") + mirrorOf(r))
                     + QLatin1Char('\r');
     question += QStringLiteral("Go on?");

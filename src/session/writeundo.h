@@ -32,6 +32,8 @@ public:
 
     // "0134 02  0FA0 -> 0BB8  txtHighFcut": what undoing a record writes.
     static QString describe(const JournalRecord &record);
+    // How the question names each step; a window puts its own words here.
+    std::function<QString(const JournalRecord &)> describeStep = &WriteUndo::describe;
 
 private:
     Result refuse(const QString &why, Result result = Refused);

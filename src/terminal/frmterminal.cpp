@@ -96,14 +96,18 @@ frmTerminal::frmTerminal(Prompter *prompter, QWidget *parent)
     // never run inside the port's own event.
     connect(m_link, &DeviceLink::commEvent, this, &frmTerminal::MSComm1_OnComm, Qt::QueuedConnection);
     connect(m_link, &DeviceLink::portStateChanged, this, [this](bool open) {
-        if (!open)
+        if (!open) {
+            // The link tells the loss next; with the reconnect on it is a status.
+            m_lossPending = reconnectOn();
             onPortLost();
+        }
         else
             showPortState();
     });
 
     buildWindow();
     watchReconnect();
+    routeLossToStatus();
     menuItem(QStringLiteral("mnuReconnect"))->setChecked(reconnectOn());
     // Journal records name the window a write came from.
     m_session->journalSource = [] {
@@ -119,6 +123,7 @@ frmTerminal::~frmTerminal()
     // The frames and the link use the state and the logs: they go first.
     m_link->disconnect(this);
     Timer4->stop();
+    TimerM->stop();
     m_mqtt.reset();
     delete centralWidget();
     m_session.reset();

@@ -7,6 +7,7 @@
 
 #include <QHash>
 #include <QMainWindow>
+#include <QPointer>
 #include <functional>
 #include <memory>
 
@@ -115,7 +116,8 @@ public:
     void mnuOptionsMqtt_Click();  // asks for the MQTT broker the readings go to
     void mnuHelpA_Click();
     void mnuDeviceHistory_Click();
-    // A small window with the line's counters, kept up to date while open.
+    // A small window beside the main one with the line's counters, kept up
+    // to date while open; not modal, so the display goes on under it.
     void mnuLinkHealth_Click();
     // Automatic reconnect of a lost port (a setting, off unless chosen).
     void mnuReconnect_Click();
@@ -189,8 +191,14 @@ private:
     void closePort();
     void onPortLost();
     void watchReconnect();
+    void resumeAfterReconnect();
+    void routeLossToStatus();
     void showDisplay();
     void showFlowLabels();
+    // Greys the display while its values are not current (no reading since).
+    void showReadingAge();
+    void fitDisplay();
+    int staleAfterMs() const;
     void sendTerminalLine();
     void appendTerminal(const QString &text);
     bool writeSetupFile();
@@ -204,6 +212,9 @@ private:
     std::unique_ptr<TerminalSession> m_session;
     Reconnector *m_reconnector = nullptr;
     bool m_resumeUpdate = false; // auto update ran when the port went away
+    std::unique_ptr<Prompter> m_linkPrompter;
+    bool m_lossPending = false; // the link's next message is the loss, for the status panel
+    QString m_lossText;
     DeviceLink *m_link = nullptr;
     TerminalState *m_state = nullptr;
     std::unique_ptr<LineEvents> m_lineEvents;
@@ -228,16 +239,23 @@ private:
     QLabel *lblMDEU = nullptr;
     QLabel *Label7 = nullptr;
     QLabel *Label12 = nullptr;
+    QLabel *lblSince = nullptr; // when the greyed values were read
     QProgressBar *PrgBar1 = nullptr;
     WidgetTrend *fraTrend = nullptr;
     QPlainTextEdit *txtTerm = nullptr;
     RescaleFrame *m_rescale = nullptr;
     CalibrateFrame *m_calibrate = nullptr;
     MemWriteFrame *m_memWrite = nullptr;
+    QPointer<QDialog> m_health; // Link Health, beside the main window
 
     QString m_programFolder;
     QString m_setupFolder;
     qint64 m_connectedSince = 0;
+    qint64 m_readingAt = 0;  // the last poll that read the flow
+    qint64 m_pollAt = 0;     // the last poll that ran (or auto update started)
+    bool m_flowOk = false;   // what the last poll read
+    bool m_totalOk = false;
+    bool m_pollSkipped = false; // a tick gave way to another operation
     int m_termInputStart = 0;
     int m_timeSs = 1;
     int m_timeSr = 4;

@@ -17,10 +17,12 @@
 #include <QPainter>
 #include <QPlainTextEdit>
 #include <QProgressBar>
+#include <QRegularExpression>
 #include <QStatusBar>
 #include <QStyle>
 #include <QToolBar>
 #include <QVBoxLayout>
+#include <algorithm>
 
 namespace {
 const QStringList kPanels = {"Status", "Settings", "Interface", "Comport", "Device",
@@ -50,6 +52,44 @@ QPixmap connectionPicture(bool connected)
     }
     return pm;
 }
+
+// A status bar panel that gives way when the bar is short: it draws its text
+// cut with "..." instead of over its neighbours, and then carries the whole
+// text as its tool-tip. "Status" keeps room for its text first.
+class PanelLabel : public QLabel
+{
+public:
+    PanelLabel(bool keepsRoom, QWidget *parent) : QLabel(parent), m_keepsRoom(keepsRoom) {}
+    QSize minimumSizeHint() const override
+    {
+        const QSize full = QLabel::minimumSizeHint();
+        const int frame = full.width() - fontMetrics().horizontalAdvance(text());
+        const int least = frame + (m_keepsRoom ? fontMetrics().averageCharWidth() * 20
+                                                : fontMetrics().horizontalAdvance(QStringLiteral("X...")));
+        return {std::min(full.width(), least), full.height()};
+    }
+
+protected:
+    void paintEvent(QPaintEvent *) override
+    {
+        QPainter p(this);
+        drawFrame(&p);
+        const QRect r = contentsRect();
+        p.drawText(r, int(alignment()), shownText());
+    }
+    void resizeEvent(QResizeEvent *event) override
+    {
+        QLabel::resizeEvent(event);
+        refreshTip();
+    }
+
+public:
+    QString shownText() const { return fontMetrics().elidedText(text(), Qt::ElideRight, contentsRect().width()); }
+    void refreshTip() { setToolTip(shownText() == text() ? QString() : text()); }
+
+private:
+    bool m_keepsRoom;
+};
 
 QFont displayFont(int pixels, bool bold = true)
 {
@@ -156,7 +196,10 @@ QWidget *frmTerminal::buildDisplay()
         "#lblCaptionFlow, #lblCaptionTotal { color: #8fa89b; }"
         "#lblMDRe { color: #4dff88; }"
         "#Label7 { color: #ffbf3c; }"
-        "#lblMDEU, #Label12 { color: #e8efe9; }"));
+        "#lblMDEU, #Label12 { color: #e8efe9; }"
+        // Values not read lately are greyed: they are not what the device shows now.
+        "#lblMDRe:disabled, #Label7:disabled, #lblMDEU:disabled, #Label12:disabled { color: #4f5c56; }"
+        "#lblSince { color: #ffbf3c; }"));
     auto *grid = new QGridLayout(panel);
     grid->setContentsMargins(24, 14, 24, 14);
     grid->setHorizontalSpacing(18);
@@ -179,10 +222,6 @@ QWidget *frmTerminal::buildDisplay()
     lblMDEU = value("lblMDEU", 40, Qt::AlignLeft);
     Label7 = value("Label7", 84, Qt::AlignRight);
     Label12 = value("Label12", 36, Qt::AlignLeft);
-    // Room for eight digits and a point, so the display does not jump.
-    lblMDRe->setMinimumWidth(QFontMetrics(lblMDRe->font()).horizontalAdvance(QStringLiteral("00000000.")));
-    Label7->setMinimumWidth(QFontMetrics(Label7->font()).horizontalAdvance(QStringLiteral("000000000")));
-    lblMDEU->setMinimumWidth(QFontMetrics(lblMDEU->font()).horizontalAdvance(QStringLiteral("TONN/Day")));
 
     grid->addWidget(caption("lblCaptionFlow", tr("FLOW RATE")), 0, 0, 1, 2);
     grid->addWidget(lblMDRe, 1, 0);
@@ -190,10 +229,55 @@ QWidget *frmTerminal::buildDisplay()
     grid->addWidget(caption("lblCaptionTotal", tr("TOTAL")), 2, 0, 1, 2);
     grid->addWidget(Label7, 3, 0);
     grid->addWidget(Label12, 3, 1);
+    lblSince = new QLabel(panel);
+    lblSince->setObjectName(QStringLiteral("lblSince"));
+    lblSince->setFont(displayFont(15, true));
+    lblSince->hide();
+    grid->addWidget(lblSince, 4, 0, 1, 2);
     grid->setColumnStretch(0, 1);
     grid->setRowStretch(1, 3);
     grid->setRowStretch(3, 2);
+    lblMDRe->installEventFilter(this);
+    Label7->installEventFilter(this);
+    fitDisplay();
     return panel;
+}
+
+namespace {
+// The display's full sizes in pixels: captions, flow, unit, total, its unit.
+constexpr int kCaptionPx = 15, kFlowPx = 136, kUnitPx = 40, kTotalPx = 84, kTotalUnitPx = 36;
+} // namespace
+
+// The figures shrink with the window, so a small window or a large scale
+// never runs the flow under its unit or cuts the total.
+void frmTerminal::fitDisplay()
+{
+    auto width = [](int px, const char *text) {
+        return QFontMetrics(displayFont(px)).horizontalAdvance(QLatin1String(text));
+    };
+    auto height = [](int px) { return QFontMetrics(displayFont(px)).height(); };
+    // Each row's figure and unit share its width, whoever takes how much:
+    // eight digits and a point beside the longest unit.
+    const double scale = std::min({1.0,
+                                   double(lblMDRe->width() + lblMDEU->width()) / (width(kFlowPx, "00000000.") + width(kUnitPx, "TONN/Day")),
+                                   double(Label7->width() + Label12->width()) / (width(kTotalPx, "000000000") + width(kTotalUnitPx, "TONN M  ")),
+                                   double(lblMDRe->height()) / height(kFlowPx), double(Label7->height()) / height(kTotalPx)});
+    const int flowPx = std::max(8, int(kFlowPx * scale));
+    if (lblMDRe->font().pixelSize() == flowPx && lblMDEU->minimumWidth() > 0)
+        return;
+    // The figures take what room the window gives (their fonts follow it);
+    // the units keep room for the longest one.
+    auto apply = [scale](QLabel *l, int px, const char *room) {
+        l->setFont(displayFont(std::max(8, int(px * scale)), l->font().bold()));
+        l->setMinimumWidth(room ? QFontMetrics(l->font()).horizontalAdvance(QLatin1String(room)) : 0);
+        l->setSizePolicy(room ? QSizePolicy::Preferred : QSizePolicy::Ignored, QSizePolicy::Ignored);
+    };
+    apply(lblMDRe, kFlowPx, nullptr);
+    apply(lblMDEU, kUnitPx, "TONN/Day");
+    apply(Label7, kTotalPx, nullptr);
+    apply(Label12, kTotalUnitPx, "TONN M  ");
+    for (QLabel *l : lblMDRe->parentWidget()->findChildren<QLabel *>(QRegularExpression(QStringLiteral("^lblCaption|^lblSince$"))))
+        l->setFont(displayFont(std::max(11, int(kCaptionPx * scale))));
 }
 
 QAction *frmTerminal::addItem(QMenu *menu, const char *name, const QString &caption, const QKeySequence &key,
@@ -345,8 +429,9 @@ void frmTerminal::buildStatusBar()
     small.setPointSizeF(small.pointSizeF() * 0.9);
     bar->setFont(small);
     for (const QString &key : kPanels) {
-        auto *l = new QLabel(bar);
+        auto *l = new PanelLabel(key == QLatin1String("Status"), bar);
         l->setObjectName(key);
+        l->setAlignment(Qt::AlignLeft | Qt::AlignVCenter);
         l->setFrameShape(QFrame::Panel);
         l->setFrameShadow(QFrame::Sunken);
         l->setContentsMargins(4, 0, 4, 0);
@@ -382,9 +467,8 @@ void frmTerminal::setPanelText(const QString &key, const QString &text)
     if (!l)
         return;
     l->setText(text);
-    // The status bar would cut the panels short; only "Status" gives way.
-    if (key != QLatin1String("Status"))
-        l->setMinimumWidth(l->sizeHint().width());
+    l->updateGeometry();
+    static_cast<PanelLabel *>(l)->refreshTip();
 }
 
 void frmTerminal::setStatusText(const QString &text)

@@ -3,6 +3,7 @@
 #include "frmterminal_p.h"
 
 #include "common/prompter.h"
+#include "config/commsettings.h"
 #include "config/frmdprop.h"
 #include "config/frmproperties.h"
 #include "frmabout.h"
@@ -23,7 +24,12 @@
 
 #include <QAction>
 #include <QDialog>
+#include <QDialogButtonBox>
+#include <QPushButton>
+#include <QScreen>
 #include <QDir>
+#include <QFileInfo>
+#include <QStandardPaths>
 #include <QFrame>
 #include <QLabel>
 #include <QPlainTextEdit>
@@ -374,36 +380,67 @@ void frmTerminal::mnuSaveReport_Click()
         prompter().message(error, kSystemMonitor, Prompter::Exclamation);
         return;
     }
+    // Where the last report went, else the user's documents: a report is
+    // the customer's paper, not the program's.
+    QString folder = CommSettings::extraValue(QStringLiteral("Report/Folder"));
+    if (folder.isEmpty() || !QFileInfo(folder).isDir())
+        folder = QStandardPaths::writableLocation(QStandardPaths::DocumentsLocation);
     const SaveDialogText dialog = {QStringLiteral("Save Service Report"),
-                                   QDir(programFolder()).filePath(QStringLiteral("report.pdf")),
+                                   QDir(folder).filePath(QStringLiteral("report.pdf")),
                                    QStringLiteral("PDF Files (*.PDF)|*.pdf|All Files (*.*)|*.*"),
                                    QStringLiteral("Service report has been saved.")};
-    saveWithReplaceQuestion(prompter(), dialog,
-                            [&report](const QString &path, QString *e) { return report.writeFile(path, e); });
+    const QString saved = saveWithReplaceQuestion(
+        prompter(), dialog, [&report](const QString &path, QString *e) { return report.writeFile(path, e); });
+    if (!saved.isEmpty())
+        CommSettings::setExtraValue(QStringLiteral("Report/Folder"), QFileInfo(saved).absolutePath());
 }
 
 void frmTerminal::mnuLinkHealth_Click()
 {
-    QDialog dialog(this);
-    dialog.setObjectName(QStringLiteral("frmLinkHealth"));
-    dialog.setWindowTitle(tr("Link Health"));
-    auto *text = new QLabel(&dialog);
-    text->setObjectName(QStringLiteral("lblHealth"));
-    auto *layout = new QVBoxLayout(&dialog);
-    layout->addWidget(text);
-    const auto show = [this, text] {
-        const LinkHealth &h = m_link->health;
-        const LinkHealth::Times t = h.times();
-        text->setText(tr("Frames sent: %1\nReplies: %2\nTime-outs: %3\nReplies discarded (late or partial): %4\n"
-                         "Bytes out: %5\nBytes in: %6\nReply time, ms: least %7, median %8, 95% %9, most %10")
-                          .arg(h.framesSent).arg(h.replies).arg(h.timeouts).arg(h.discarded).arg(h.bytesOut)
-                          .arg(h.bytesIn).arg(t.least).arg(t.median).arg(t.p95).arg(t.most));
-    };
-    show();
-    QTimer refresh;
-    connect(&refresh, &QTimer::timeout, &dialog, show);
-    refresh.start(500);
-    runDialog(dialog);
+    if (!m_health) {
+        m_health = new QDialog(this);
+        m_health->setObjectName(QStringLiteral("frmLinkHealth"));
+        m_health->setWindowTitle(tr("Link Health"));
+        m_health->setAttribute(Qt::WA_DeleteOnClose);
+        auto *text = new QLabel(m_health);
+        text->setObjectName(QStringLiteral("lblHealth"));
+        text->setTextInteractionFlags(Qt::TextSelectableByMouse);
+        auto *buttons = new QDialogButtonBox(QDialogButtonBox::Close, m_health);
+        buttons->button(QDialogButtonBox::Close)->setObjectName(QStringLiteral("cmdClose"));
+        connect(buttons, &QDialogButtonBox::rejected, m_health, &QDialog::close);
+        auto *layout = new QVBoxLayout(m_health);
+        layout->addWidget(text);
+        layout->addWidget(buttons);
+        const auto show = [this, text] {
+            const LinkHealth &h = m_link->health;
+            const LinkHealth::Times t = h.times();
+            // Every frame sent ends one way: a reply, a time-out, cut off by
+            // a lost connection, no reply expected, or still awaited.
+            const qint64 open = h.framesSent - h.replies - h.timeouts - h.lost - h.noReply;
+            QString s = tr("Frames sent: %1\n  Replies: %2\n  Time-outs: %3\n  Lost with the connection: %4\n"
+                           "  Expecting no reply (writes, set point): %5\n  Awaiting a reply: %6\n"
+                           "Replies discarded (late or partial): %7\nBytes out: %8\nBytes in: %9\n")
+                            .arg(h.framesSent).arg(h.replies).arg(h.timeouts).arg(h.lost).arg(h.noReply).arg(open)
+                            .arg(h.discarded).arg(h.bytesOut).arg(h.bytesIn);
+            // No replies yet: no reply times to show.
+            s += t.count > 0 ? tr("Reply time, ms: least %1, median %2, 95% %3, most %4").arg(t.least).arg(t.median).arg(t.p95).arg(t.most)
+                             : tr("Reply time, ms: none yet");
+            text->setText(s);
+        };
+        show();
+        auto *refresh = new QTimer(m_health);
+        connect(refresh, &QTimer::timeout, m_health, show);
+        refresh->start(500);
+        m_health->adjustSize();
+        // Beside the main window, on its right where there is room, so the display stays in view.
+        const QRect main = frameGeometry();
+        QPoint at(main.right() + 8, main.top());
+        if (const QScreen *screen = this->screen(); screen && at.x() + m_health->width() > screen->availableGeometry().right())
+            at.setX(qMax(screen->availableGeometry().left(), main.left() - m_health->frameGeometry().width() - 8));
+        m_health->move(at);
+    }
+    m_health->show();
+    m_health->raise();
 }
 
 void frmTerminal::mnuHelpA_Click()

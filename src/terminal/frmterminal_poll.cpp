@@ -65,6 +65,9 @@ bool frmTerminal::autoUpdateOn() const
 void frmTerminal::setAutoUpdate(bool on)
 {
     m_link->AutoUpdateOn = on;
+    // What was read before this run stays grey until its first reading.
+    m_flowOk = m_totalOk = false;
+    m_pollAt = QDateTime::currentMSecsSinceEpoch();
     if (on) {
         m_link->TimeoutCount = 0;
         Timer4->start();
@@ -75,6 +78,7 @@ void frmTerminal::setAutoUpdate(bool on)
     }
     if (QAction *b = button(QStringLiteral("StartAS")))
         b->setChecked(on);
+    showReadingAge();
 }
 
 QString frmTerminal::currentFlowText() const
@@ -98,8 +102,14 @@ void frmTerminal::Timer4_Timer()
     }
     // A device operation runs, or an exchange (or a message of this poll)
     // holds the poll off: this tick is skipped and a later one polls.
-    if (gate().busy() || m_link->pollHeld())
+    if (gate().busy() || m_link->pollHeld()) {
+        m_pollSkipped = true;
+        // Nothing was measured meanwhile: a gap, not a line across it.
+        m_trend->breakLine(QDateTime::currentMSecsSinceEpoch());
+        fraTrend->pointAdded();
+        showReadingAge();
         return;
+    }
     if (!m_link->PortOpen() && !m_link->openPort()) {
         setAutoUpdate(false);
         if (m_mqtt)
@@ -110,9 +120,23 @@ void frmTerminal::Timer4_Timer()
     m_link->holdPoll();
     LiveDisplay live(*m_link, *m_state, m_prompter);
     const LiveDisplay::Result r = live.tick();
-    showFlowLabels();
+    // A port lost in the middle leaves the last reading on screen, greyed.
+    if (!r.stopped)
+        showFlowLabels();
     // A failed read is a gap in the trend, never a value.
     const qint64 now = QDateTime::currentMSecsSinceEpoch();
+    m_pollSkipped = false;
+    m_pollAt = now;
+    m_flowOk = r.flowOk;
+    m_totalOk = r.totalOk;
+    if (r.ok())
+        m_readingAt = now;
+    // A total this poll did not read is not shown as if it had.
+    if (!r.totalOk && !r.stopped) {
+        Label7->clear();
+        Label12->clear();
+    }
+    showReadingAge();
     if (r.flowOk)
         m_trend->addFlowText(now, m_state->FlowText);
     else
@@ -133,6 +157,26 @@ void frmTerminal::Timer4_Timer()
             mnuFileALogC_Click();  // stops recording and reports why the log could not be saved
     }
     m_link->releasePoll();
+}
+
+int frmTerminal::staleAfterMs() const
+{
+    // Two missed ticks and a reply time-out: a slow poll is not yet stale.
+    return 2 * Timer4->interval() + m_link->replyTimeout();
+}
+
+void frmTerminal::showReadingAge()
+{
+    const qint64 now = QDateTime::currentMSecsSinceEpoch();
+    const bool live = m_link->PortOpen() && m_link->AutoUpdateOn && !m_pollSkipped && now - m_pollAt <= staleAfterMs();
+    lblMDRe->setEnabled(live && m_flowOk);
+    lblMDEU->setEnabled(live && m_flowOk);
+    Label7->setEnabled(live && m_totalOk);
+    Label12->setEnabled(live && m_totalOk);
+    const bool old = m_readingAt > 0 && !(live && m_flowOk && m_totalOk);
+    lblSince->setText(old ? tr("No reading since %1").arg(QDateTime::fromMSecsSinceEpoch(m_readingAt).toString(QStringLiteral("HH:mm:ss")))
+                          : QString());
+    lblSince->setVisible(old);
 }
 
 void frmTerminal::Timer5_Timer()
@@ -176,6 +220,13 @@ void frmTerminal::TimerM_Timer()
     } else {
         lblConnectTime->setText(tr("Closed"));
     }
+    // Every exchange of a long operation restarts Timer4, so its ticks may
+    // not even be skipped: a poll overdue is a gap all the same.
+    if (m_link->AutoUpdateOn && QDateTime::currentMSecsSinceEpoch() - m_pollAt > staleAfterMs()) {
+        m_trend->breakLine(QDateTime::currentMSecsSinceEpoch());
+        fraTrend->pointAdded();
+    }
+    showReadingAge();
     // Replies and time-outs so far: the silent misses of the auto update show here.
     setPanelText(QStringLiteral("Link"), QStringLiteral("Link: %1 ok, %2 time-outs")
                                              .arg(m_link->health.replies)

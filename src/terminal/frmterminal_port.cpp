@@ -134,7 +134,9 @@ void frmTerminal::watchReconnect()
     m_reconnector = new Reconnector(m_link, 2000, this);
     m_reconnector->setEnabled(CommSettings::store()->value(QStringLiteral("Network/Reconnect"), false).toBool());
     connect(m_reconnector, &Reconnector::reconnecting, this, [this] {
-        setStatusText(QStringLiteral("Status: Reconnecting to ") + portName() + QStringLiteral("..."));
+        setStatusText(QStringLiteral("Status: ") + (m_lossText.isEmpty() ? QString() : m_lossText + QLatin1Char(' '))
+                      + QStringLiteral("Reconnecting to ") + portName() + QStringLiteral("..."));
+        m_lossText.clear();
     });
     connect(m_reconnector, &Reconnector::reconnected, this, [this] {
         m_lineEvents->clear();
@@ -142,10 +144,71 @@ void frmTerminal::watchReconnect()
         showPortState();
         setStatusText(QStringLiteral("Status: Reconnected to ") + portName());
         startTimer2();
-        if (m_resumeUpdate)
-            setAutoUpdate(true);
-        m_resumeUpdate = false;
+        // Not inside the reconnect's own timer event.
+        QTimer::singleShot(0, this, &frmTerminal::resumeAfterReconnect);
     });
+}
+
+void frmTerminal::resumeAfterReconnect()
+{
+    // Another transmitter may be on the line now (a cable moved): nothing of
+    // the old one stays on the status bar, and its configuration is read
+    // before its first reading is shown.
+    const bool resume = m_resumeUpdate;
+    m_resumeUpdate = false;
+    setPanelText(QStringLiteral("SampleTime"), QStringLiteral("Sample time: "));
+    setPanelText(QStringLiteral("MaxFlow"), QStringLiteral("Max Flow: "));
+    setPanelText(QStringLiteral("EngUnit"), QStringLiteral("Enginnering Unit: "));
+    if (synchronize() && resume)
+        setAutoUpdate(true);
+}
+
+namespace {
+// The link's messages, except the one about a lost port while the reconnect
+// is on: that goes to the status panel, so nothing waits for a click while
+// the program recovers.
+class LinkPrompter : public Prompter
+{
+public:
+    LinkPrompter(Prompter *inner, std::function<bool(const QString &)> takes) : m_inner(inner), m_takes(std::move(takes)) {}
+    void message(const QString &text, const QString &title, Icon icon) override
+    {
+        if (!m_takes(text))
+            m_inner->message(text, title, icon);
+    }
+    bool askYesNo(const QString &text, const QString &title, Icon icon) override { return m_inner->askYesNo(text, title, icon); }
+    bool askOkCancel(const QString &text, const QString &title, Icon icon) override { return m_inner->askOkCancel(text, title, icon); }
+    bool inputBox(const QString &prompt, const QString &title, const QString &defaultText, QString *answer) override
+    {
+        return m_inner->inputBox(prompt, title, defaultText, answer);
+    }
+    QString openFileName(const QString &title, const QString &proposed, const QString &filter) override
+    {
+        return m_inner->openFileName(title, proposed, filter);
+    }
+    QString saveFileName(const QString &title, const QString &proposed, const QString &filter) override
+    {
+        return m_inner->saveFileName(title, proposed, filter);
+    }
+    void beep() override { m_inner->beep(); }
+
+private:
+    Prompter *m_inner;
+    std::function<bool(const QString &)> m_takes;
+};
+} // namespace
+
+void frmTerminal::routeLossToStatus()
+{
+    m_linkPrompter = std::make_unique<LinkPrompter>(m_prompter, [this](const QString &text) {
+        if (!m_lossPending)
+            return false;
+        m_lossPending = false;
+        m_lossText = text;
+        setStatusText(QStringLiteral("Status: ") + text);
+        return true;
+    });
+    m_link->setPrompter(m_linkPrompter.get());
 }
 
 void frmTerminal::showPortState()

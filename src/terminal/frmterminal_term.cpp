@@ -75,6 +75,8 @@ bool frmTerminal::eventFilter(QObject *watched, QEvent *event)
             mnuOpen_Click();
         return true;
     }
+    if ((watched == lblMDRe || watched == Label7) && event->type() == QEvent::Resize)
+        fitDisplay();
     if (watched == txtTerm && event->type() == QEvent::KeyPress) {
         auto *key = static_cast<QKeyEvent *>(event);
         if (key->key() == Qt::Key_Return || key->key() == Qt::Key_Enter) {

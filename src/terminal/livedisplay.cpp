@@ -12,10 +12,20 @@ namespace {
 class QuietWhenClosed : public Prompter
 {
 public:
-    QuietWhenClosed(Prompter *inner, DeviceLink &link) : m_inner(inner), m_link(link) {}
+    QuietWhenClosed(Prompter *inner, DeviceLink &link) : m_inner(inner), m_link(link)
+    {
+        // A port that is open again (a reconnect while the loss was on
+        // screen) is still not the line this poll was talking to.
+        m_watch = QObject::connect(&link, &DeviceLink::portStateChanged, [this](bool open) {
+            if (!open)
+                m_lost = true;
+        });
+    }
+    ~QuietWhenClosed() override { QObject::disconnect(m_watch); }
+    bool lost() const { return m_lost || !m_link.PortOpen(); }
     void message(const QString &text, const QString &title, Icon icon) override
     {
-        if (m_inner && m_link.PortOpen())
+        if (m_inner && !lost())
             m_inner->message(text, title, icon);
     }
     bool askYesNo(const QString &text, const QString &title, Icon icon) override
@@ -47,6 +57,8 @@ public:
 private:
     Prompter *m_inner;
     DeviceLink &m_link;
+    QMetaObject::Connection m_watch;
+    bool m_lost = false;
 };
 } // namespace
 
@@ -90,10 +102,16 @@ QString LiveDisplay::unitShown(const TerminalState &state)
 
 bool LiveDisplay::readFlow()
 {
+    QuietWhenClosed quiet(m_prompter, m_link);
+    return readFlow(quiet);
+}
+
+bool LiveDisplay::readFlow(Prompter &quiet)
+{
     const QString code = m_link.ReadMemory(QStringLiteral("014F"), QStringLiteral("01"));
     const QString block = code.isEmpty() ? QString() : m_link.ReadMemory(QStringLiteral("012A"), QStringLiteral("0A"));
     if (code.isEmpty() || block.isEmpty()) {
-        QuietWhenClosed(m_prompter, m_link).message(FlowFailure, QStringLiteral("System Monitor"), Prompter::Information);
+        quiet.message(FlowFailure, QStringLiteral("System Monitor"), Prompter::Information);
         m_state.FlowText = Blanks;
         return false;
     }
@@ -104,19 +122,19 @@ bool LiveDisplay::readFlow()
 LiveDisplay::Result LiveDisplay::tick()
 {
     Result r;
-    r.flowOk = readFlow();
+    QuietWhenClosed quiet(m_prompter, m_link);
+    r.flowOk = readFlow(quiet);
     if (r.flowOk)
         r.flow = m_state.FlowText.trimmed();
-    QuietWhenClosed quiet(m_prompter, m_link);
     ConfigReadout readout(m_link, m_state, &quiet);
-    if (!m_link.PortOpen()) {
+    if (quiet.lost()) {
         r.stopped = true;
         return r;
     }
     r.unitOk = readout.readEngUnit();
     if (r.unitOk)
         r.unit = unitShown(m_state).trimmed();
-    if (!m_link.PortOpen()) {
+    if (quiet.lost()) {
         r.stopped = true;
         return r;
     }
@@ -125,6 +143,6 @@ LiveDisplay::Result LiveDisplay::tick()
         r.total = m_state.TotalText;
     if (r.totalOk && r.unitOk)
         r.totalUnit = m_state.totalUnitText().trimmed();
-    r.stopped = !m_link.PortOpen();
+    r.stopped = quiet.lost();
     return r;
 }

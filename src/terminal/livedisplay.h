@@ -63,6 +63,8 @@ public:
     bool readFlow();
 
 private:
+    bool readFlow(Prompter &quiet);
+
     DeviceLink &m_link;
     TerminalState &m_state;
     Prompter *m_prompter;

@@ -52,7 +52,7 @@ public:
     explicit TrendPlot(WidgetTrend &trend) : QWidget(&trend), m_trend(trend)
     {
         setObjectName(QStringLiteral("picTrend"));
-        setMinimumHeight(150);
+        setMinimumHeight(90); // still a chart in a small or scaled window
         setAttribute(Qt::WA_OpaquePaintEvent);
     }
     void paint(QPainter &p, const QRect &r) const;

@@ -16,6 +16,7 @@
 
 #include <QComboBox>
 #include <QFile>
+#include <QHeaderView>
 #include <QProcess>
 #include <QProgressBar>
 #include <QPushButton>
@@ -293,8 +294,14 @@ void TestCompareCli::historyWindowListsAndUndoes()
     date->setCurrentIndex(0);
     port->setCurrentIndex(port->findText(QStringLiteral("Simulated transmitter")));
     QCOMPARE(grid->rowCount(), 2);
-    QCOMPARE(grid->item(0, 5)->text(), QStringLiteral("txtFluDensity"));
-    QCOMPARE(grid->item(1, 6)->text(), QStringLiteral("03E8"));
+    // In the editor's words, the raw bytes beside them, nothing cut.
+    QCOMPARE(grid->item(0, 5)->text(), QStringLiteral("fluid density"));
+    QCOMPARE(grid->item(1, 6)->text() + ", " + grid->item(1, 7)->text() + ", " + grid->item(1, 9)->text(),
+             QStringLiteral("1000 Hz, 4000 Hz, 03E8 -> 0FA0"));
+    QVERIFY(QRegularExpression(QStringLiteral("^\\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d [+-]\\d\\d:\\d\\d$")).match(grid->item(0, 0)->text()).hasMatch());
+    w.show();
+    QVERIFY(grid->horizontalHeader()->length() <= grid->viewport()->width()
+            || w.width() == w.screen()->availableGeometry().width()); // a small screen: as wide as it goes
     // The older write and the newer one on its port go back; the other port's stays.
     grid->setCurrentCell(1, 0);
     rig.prompter.answers << true;
@@ -303,6 +310,9 @@ void TestCompareCli::historyWindowListsAndUndoes()
     QCOMPARE(rig.device->value(0x170, 4), 998u);
     QCOMPARE(grid->rowCount(), 4);
     QCOMPARE(grid->item(0, 2)->text(), QStringLiteral("undo"));
+    QCOMPARE(rig.prompter.texts(QStringLiteral("yesno")).last(),
+             QStringLiteral("Undo writes these, newest first:\r  fluid density at 0170: 900 back to 998 (000003E6 -> 00000384)\r"
+                            "  high frequency cut-off at 0134: 4000 Hz back to 1000 Hz (03E8 -> 0FA0)\rGo on?"));
     QCOMPARE(port->currentText(), QStringLiteral("Simulated transmitter"));
 
     // A put-back that does not verify stops the undo and says so.

@@ -6,10 +6,15 @@
 #include "support/scriptedport.h"
 #include "support/windowrig.h"
 #include "terminal/terminallogs.h"
+#include "session/operationgate.h"
 #include "session/terminalstate.h"
+#include "terminal/trendbuffer.h"
+#include "files/servicereport.h"
 #include "terminal/widgetservice.h"
 
 #include <QPlainTextEdit>
+#include <QPushButton>
+#include <QStatusBar>
 #include <QProgressBar>
 #include <QRegularExpression>
 #include <QSignalSpy>
@@ -48,7 +53,13 @@ private slots:
     void recordingStopsWhenTheDiskIsFull();
     void liveDisplayShowsTheDevice();
     void lineEventsInTheWindow();
-    void portLostDuringAutoUpdateCanBeReopened();
+    void linkHealthBesideTheWindowAddsUp();
+    void reportInLocalTimeWhereTheLastWasSaved();
+    void reconnectReadsTheDeviceAgainAndReportsTheLossAsStatus();
+    void smallWindowFitsTheDisplayAndThePanels_data();
+    void smallWindowFitsTheDisplayAndThePanels();
+    void valuesNotReadAreGreyedAndTheTrendHasAGap_data();
+    void valuesNotReadAreGreyedAndTheTrendHasAGap();
     void menusLockedAndRestored();
     void terminalTypingSendsAndShowsReply();
     void setPointCommand();
@@ -403,24 +414,180 @@ void TestFrmTerminal::lineEventsInTheWindow()
     QCOMPARE(rig.prompter.beeps, 2);
 }
 
-void TestFrmTerminal::portLostDuringAutoUpdateCanBeReopened()
+void TestFrmTerminal::linkHealthBesideTheWindowAddsUp()
 {
     Rig rig;
-    SimFaults faults;
-    faults.hangupAfterFrames = 4;
-    rig.port->setFaults(faults);
-    rig.window->Timer4->setInterval(10);
-    rig.window->tbrToolBar_ButtonClick(QStringLiteral("StartAS"));
-    QTRY_VERIFY(!rig.window->autoUpdateOn());
-    QCOMPARE(rig.prompter.texts(), QStringList{"The simulated transmitter hung up"});
-    QVERIFY(!rig.window->Timer4->isActive() && !rig.window->port()->isOpen());
-    QVERIFY(rig.shown("imgNotConnected") && !rig.window->button(QStringLiteral("StartAS"))->isChecked());
-    QTest::qWait(100);
-    QCOMPARE(rig.device->framesReceived(), 4); // nothing reopened the port on its own
+    rig.window->setGeometry(20, 20, 400, 300);
+    QVERIFY(rig.window->synchronize());                                  // 8 replies
+    rig.window->link().WriteMemory(QStringLiteral("0100"), QStringLiteral("01"), QStringLiteral("05"));
+    rig.window->link().SendText(QStringLiteral("SD=5%"));               // 2 expect none
+    SimFaults mute;
+    mute.noAnswer = true;
+    rig.port->setFaults(mute);
+    rig.window->link().ReadMemory(QStringLiteral("0100"), QStringLiteral("01")); // 1 time-out
+    rig.window->mnuLinkHealth_Click();
+    rig.window->mnuLinkHealth_Click(); // the same window again
+    const auto windows = rig.window->findChildren<QDialog *>(QStringLiteral("frmLinkHealth"));
+    QCOMPARE(windows.size(), 1);
+    QDialog *health = windows.first();
+    QVERIFY(health->isVisible() && !health->isModal() && rig.dialogs.isEmpty());
+    QVERIFY(health->frameGeometry().left() > rig.window->frameGeometry().right());
+    QVERIFY(rig.child<QLabel>(QStringLiteral("lblHealth"))->text().startsWith(
+        "Frames sent: 11\n  Replies: 8\n  Time-outs: 1\n  Lost with the connection: 0\n"
+        "  Expecting no reply (writes, set point): 2\n  Awaiting a reply: 0\n"));
+    QTest::mouseClick(health->findChild<QPushButton *>(QStringLiteral("cmdClose")), Qt::LeftButton);
+    QTRY_VERIFY(!rig.child<QDialog>(QStringLiteral("frmLinkHealth")));
+}
 
-    rig.port->setFaults(SimFaults());
-    QVERIFY(rig.window->mnuOpen_Click());
+void TestFrmTerminal::reportInLocalTimeWhereTheLastWasSaved()
+{
+    const QByteArray tz = qgetenv("TZ");
+    qputenv("TZ", "America/St_Johns");
+    QCOMPARE(ServiceReport::localTime(QStringLiteral("2026-11-24T12:06:59Z")), QStringLiteral("2026-11-24 08:36 -03:30"));
+    qputenv("TZ", tz);
+
+    Rig rig;
+    const QString saved = rig.dir.filePath(QStringLiteral("site/r.pdf"));
+    QVERIFY(QDir().mkpath(QFileInfo(saved).path()));
+    rig.prompter.fileNames = {saved};
+    rig.window->mnuSaveReport_Click();
+    rig.window->mnuSaveReport_Click();
+    QCOMPARE(rig.prompter.texts(QStringLiteral("save")),
+             QStringList({QStandardPaths::writableLocation(QStandardPaths::DocumentsLocation) + "/report.pdf",
+                          QFileInfo(saved).path() + "/report.pdf"}));
+}
+
+void TestFrmTerminal::reconnectReadsTheDeviceAgainAndReportsTheLossAsStatus()
+{
+    Rig rig;
+    rig.window->setReconnect(true);
     QVERIFY(rig.window->synchronize());
+    QCOMPARE(rig.panel(QStringLiteral("MaxFlow")), QStringLiteral("Max Flow: 5000 L/s"));
+    SimFaults hangup;
+    hangup.hangupAfterFrames = 1;
+    rig.port->setFaults(hangup);
+    rig.window->Timer4->setInterval(10);
+    rig.window->mnuAutoS_Click();
+    QTRY_VERIFY(!rig.window->port()->isOpen());
+    // Nothing waits for a click; meanwhile another transmitter is put on the line.
+    QCOMPARE(rig.panel(QStringLiteral("Status")),
+             QStringLiteral("Status: The simulated transmitter hung up Reconnecting to Simulated transmitter..."));
+    QCOMPARE(rig.prompter.entries.size(), 0);
+    rig.port->setFaults(SimFaults());
+    rig.device->setValue(0x105, 4, 4000);
+    const int lostAt = rig.frames().size();
+    QTRY_VERIFY_WITH_TIMEOUT(rig.window->autoUpdateOn() && rig.frames().size() > lostAt + 9, 6000);
+    QCOMPARE(rig.frames().mid(lostAt, 9), kReadoutFrames + QStringList{"R5202:01014F00"});
+    QCOMPARE(rig.panel(QStringLiteral("MaxFlow")), QStringLiteral("Max Flow: 4000 L/s"));
+    QCOMPARE(rig.panel(QStringLiteral("Status")), QStringLiteral("Status: Reconnected to Simulated transmitter"));
+}
+
+void TestFrmTerminal::smallWindowFitsTheDisplayAndThePanels_data()
+{
+    // 800 x 600, and the same at a scale of 1.5 (533 x 400 in the window's units).
+    QTest::addColumn<QSize>("size");
+    QTest::newRow("800 x 600") << QSize(800, 600);
+    QTest::newRow("800 x 600 at 1.5") << QSize(533, 400);
+}
+
+void TestFrmTerminal::smallWindowFitsTheDisplayAndThePanels()
+{
+    QFETCH(QSize, size);
+    Rig rig;
+    QVERIFY(rig.window->synchronize());
+    const QString address = QStringLiteral("tcp://127.0.0.1:47301");
+    rig.window->setPortByName(address);
+    rig.window->setStatusText(QStringLiteral("Status: Reconnected to ") + address);
+    QList<QLabel *> l;
+    for (const char *name : {"lblMDRe", "lblMDEU", "Label7"})
+        l << rig.child<QLabel>(QLatin1String(name));
+    for (int i = 0; i < 3; ++i) // the longest texts
+        l[i]->setText(QStringList{"1234500.0", "TONN/Day", "123456789"}[i]);
+    rig.window->resize(size);
+    QTest::qWait(50);
+    QCOMPARE(rig.window->size(), size);
+    // The figures fit their labels and stay left of their units.
+    for (QLabel *v : l)
+        QVERIFY2(v->fontMetrics().horizontalAdvance(v->text()) <= v->contentsRect().width()
+                     && v->fontMetrics().height() <= v->height() + 2, qPrintable(v->objectName()));
+    QVERIFY(l[0]->geometry().right() < l[1]->geometry().left());
+    // The panels side by side inside the bar; a cut one carries its whole text as tool-tip.
+    const QWidget *bar = rig.window->statusBar();
+    int right = -1;
+    for (const QString &key : {"Status", "Settings", "Interface", "Comport", "Device", "SampleTime", "MaxFlow",
+                               "EngUnit", "UpdateRate", "Link"}) {
+        QLabel *p = rig.window->panel(key);
+        QVERIFY2(p->geometry().left() > right && p->geometry().right() < bar->width(), qPrintable(key));
+        right = p->geometry().right();
+        const bool cut = p->fontMetrics().horizontalAdvance(p->text()) > p->contentsRect().width();
+        QCOMPARE(p->toolTip(), cut ? p->text() : QString());
+    }
+    QCOMPARE(rig.window->panel(QStringLiteral("Comport"))->toolTip(), QStringLiteral("COM Port: ") + address);
+    QLabel *status = rig.window->panel(QStringLiteral("Status"));
+    QVERIFY(status->contentsRect().width() >= status->fontMetrics().horizontalAdvance(QStringLiteral("Status: Reconnected")));
+}
+
+void TestFrmTerminal::valuesNotReadAreGreyedAndTheTrendHasAGap_data()
+{
+    QTest::addColumn<QString>("cause");
+    QTest::newRow("link lost") << "lost";
+    QTest::newRow("ticks skipped by an operation") << "busy";
+    QTest::newRow("ticks held off by exchanges") << "held";
+    QTest::newRow("update stopped") << "stopped";
+}
+
+void TestFrmTerminal::valuesNotReadAreGreyedAndTheTrendHasAGap()
+{
+    QFETCH(QString, cause);
+    Rig rig;
+    const QTime before = QTime::currentTime().addMSecs(-1000);
+    rig.window->Timer4->setInterval(10);
+    rig.window->mnuAutoS_Click();
+    QLabel *flow = rig.child<QLabel>(QStringLiteral("lblMDRe")), *total = rig.child<QLabel>(QStringLiteral("Label7"));
+    QLabel *since = rig.child<QLabel>(QStringLiteral("lblSince"));
+    QTRY_VERIFY(flow->isEnabled() && total->isEnabled() && since->isHidden() && rig.window->trendBuffer().size() > 1);
+    const QString shown = flow->text() + total->text();
+    const TrendBuffer &trend = rig.window->trendBuffer();
+
+    OperationGate::Hold hold;
+    if (cause == "lost") {
+        SimFaults hangup;
+        hangup.hangupAfterFrames = 1;
+        rig.port->setFaults(hangup);
+    } else if (cause == "busy") {
+        hold = rig.window->gate().begin(QStringLiteral("download"));
+        rig.window->link().setReplyTimeout(3000); // not yet overdue: the skipped tick itself tells
+    } else if (cause == "held") {
+        rig.window->link().holdPoll();
+    } else {
+        rig.window->mnuAutoS_Click();
+    }
+    // The last reading stays, greyed, with its time; the trend breaks off.
+    QTRY_VERIFY_WITH_TIMEOUT(!flow->isEnabled() && !total->isEnabled() && trend.at(trend.size() - 1).gap, 2000);
+    QVERIFY(!rig.child<QLabel>(QStringLiteral("lblMDEU"))->isEnabled() && since->isVisible());
+    QCOMPARE(flow->text() + total->text(), shown);
+    if (cause == "lost") // reported once; nothing reopens the port on its own
+        QVERIFY(rig.prompter.texts() == QStringList{"The simulated transmitter hung up"} && !rig.window->Timer4->isActive()
+                && rig.shown("imgNotConnected") && !rig.window->button(QStringLiteral("StartAS"))->isChecked());
+    const QRegularExpressionMatch m = QRegularExpression(QStringLiteral("^No reading since (\\d\\d:\\d\\d:\\d\\d)$")).match(since->text());
+    QVERIFY2(m.hasMatch(), qPrintable(since->text()));
+    const QTime at = QTime::fromString(m.captured(1), QStringLiteral("HH:mm:ss"));
+    QVERIFY(before <= at && at <= QTime::currentTime());
+
+    // The first good reading brings them back, after the gap.
+    const int points = trend.size();
+    if (cause == "lost") {
+        rig.port->setFaults(SimFaults());
+        QVERIFY(rig.window->mnuOpen_Click());
+    }
+    if (cause == "busy")
+        hold.release();
+    else if (cause == "held")
+        rig.window->link().releasePoll();
+    else
+        rig.window->mnuAutoS_Click();
+    QTRY_VERIFY(flow->isEnabled() && total->isEnabled() && since->isHidden());
+    QVERIFY(trend.at(points - 1).gap && !trend.at(trend.size() - 1).gap);
 }
 
 void TestFrmTerminal::menusLockedAndRestored()
