@@ -96,6 +96,7 @@ public:
     void mnuFileALogC_Click();
     void mnuOALF_Click();
     void mnuSaveReport_Click();
+    void mnuOpenSite_Click();
     void mnuCommandsFlow_Click();
     void mnuAutoS_Click();
     void mnuMonitor_Click();
