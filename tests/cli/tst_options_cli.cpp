@@ -69,7 +69,7 @@ void TestOptionsCli::options_data()
     row("--mqtt", {"--sim", "monitor", "--mqtt", "bad"}, 2, "",
         "quorin-cli: --mqtt: the broker must be given as mqtt://HOST[:PORT]/TOPIC or mqtts://HOST[:PORT]/TOPIC");
     row("--json elsewhere", {"--sim", "--json", "read", "0105", "04"}, 2, "",
-        "quorin-cli: --json works with info, get, params, monitor, compare, journal only");
+        "quorin-cli: --json works with info, get, params, monitor, compare, journal, sweep, sweep-one only");
     row("import without --yes", {"--sim", "import", "%d/none.epr"}, 2, "",
         "quorin-cli: import overwrites the device's configuration; give --yes to go on");
     row("import --yes", {"--sim", "import", "%d/none.epr", "--yes"}, 2, "", "quorin-cli: none.epr: No such file or directory");
