@@ -32,7 +32,7 @@ const QStringList kValueOptions = {
     QStringLiteral("out"), QStringLiteral("jobs"), QStringLiteral("golden"), QStringLiteral("device-timeout"),
 };
 const QStringList kFlags = {
-    QStringLiteral("sim"), QStringLiteral("rs485"), QStringLiteral("yes"), QStringLiteral("help"),
+    QStringLiteral("sim"), QStringLiteral("rs485"), QStringLiteral("yes"), QStringLiteral("help"), QStringLiteral("version"),
     QStringLiteral("dry-run"), QStringLiteral("changed"), QStringLiteral("reconnect"), QStringLiteral("json"), QStringLiteral("stats"),
     QStringLiteral("report"), QStringLiteral("restore"),
 };
@@ -49,6 +49,7 @@ void printHelp(QTextStream &out)
            "  --port takes a serial device, tcp://HOST:PORT (raw bytes through a serial device server)\n"
            "    or rfc2217://HOST:PORT (the server's line follows --settings)\n"
            "  --sim uses the built-in simulated transmitter (--preset NAME, --fault SPEC)\n"
+           "  --version prints the program's version\n"
            "  --reconnect: monitor opens a lost port again every 2 s and goes on\n"
            "  --json: info, get, params, compare print one JSON object; monitor, journal and sweep one per line\n"
            "  --mqtt mqtt[s]://[USER[:PASSWORD]@]HOST[:PORT]/TOPIC: monitor also publishes every reading there\n"
@@ -224,6 +225,10 @@ int main(int argc, char **argv)
         app = std::make_unique<QCoreApplication>(argc, argv);
     }
 
+    if (ctx.flag(QStringLiteral("version"))) {
+        out << "quorin-cli " << QUORIN_VERSION << "\n";
+        return ExitOk;
+    }
     if (ctx.flag(QStringLiteral("help")) || command == QLatin1String("help")) {
         printHelp(out);
         return ExitOk;

@@ -93,12 +93,14 @@ int main(int argc, char *argv[])
 {
     QCoreApplication app(argc, argv);
     QCoreApplication::setApplicationName(QStringLiteral("quorin-sim"));
+    QCoreApplication::setApplicationVersion(QStringLiteral(QUORIN_VERSION));
 
     QCommandLineParser parser;
     parser.setApplicationDescription(QStringLiteral(
         "Simulated flow transmitter on a pseudo-terminal (or a TCP port with --listen). "
         "Prints the port name to open as the first line."));
     parser.addHelpOption();
+    parser.addVersionOption();
     const QCommandLineOption rs485(QStringLiteral("rs485"), QStringLiteral("Answer with the RS485 bus tag."));
     const QCommandLineOption baud(QStringLiteral("baud"), QStringLiteral("Line speed for pacing (default 9600)."),
                                   QStringLiteral("N"), QStringLiteral("9600"));
@@ -136,6 +138,10 @@ int main(int argc, char *argv[])
         return usage(parser.errorText());
     if (parser.isSet(QStringLiteral("help"))) {
         std::fputs(qPrintable(parser.helpText()), stdout);
+        return 0;
+    }
+    if (parser.isSet(QStringLiteral("version"))) {
+        std::printf("quorin-sim %s\n", QUORIN_VERSION);
         return 0;
     }
     if (!parser.positionalArguments().isEmpty())

@@ -20,9 +20,31 @@ namespace {
 constexpr int kWakeMarginMs = 2;
 }
 
+namespace {
+
+#ifdef Q_OS_LINUX
+int systemIoctl(int fd, unsigned long request, void *arg)
+{
+    return ::ioctl(fd, request, arg);
+}
+QtSerialPort::LineIoctl lineIoctl = systemIoctl;
+#endif
+
+} // namespace
+
+void QtSerialPort::setLineIoctl(LineIoctl query)
+{
+#ifdef Q_OS_LINUX
+    lineIoctl = query ? query : systemIoctl;
+#else
+    Q_UNUSED(query);
+#endif
+}
+
 QtSerialPort::QtSerialPort(const QString &name, QObject *parent)
     : SerialPort(parent), m_port(new QSerialPort(this)), m_linePoll(new QTimer(this)), m_wake(new QTimer(this)), m_name(name)
 {
+    m_linePoll->setObjectName(QStringLiteral("linePoll"));
     m_linePoll->setInterval(200);
     connect(m_linePoll, &QTimer::timeout, this, &QtSerialPort::pollLines);
     m_wake->setSingleShot(true);
@@ -309,26 +331,31 @@ void QtSerialPort::pollLines()
 
 bool QtSerialPort::pollModemLines()
 {
-    const QSerialPort::PinoutSignals pins = m_port->pinoutSignals();
-    if (m_port->error() == QSerialPort::UnsupportedOperationError) {
-        m_port->clearError();
+#ifdef Q_OS_LINUX
+    int bits = 0;
+    if (lineIoctl(int(m_port->handle()), TIOCMGET, &bits) != 0) {
         m_linesRefused = true;
         return false;
     }
-    const int lines = int(pins);
+    const int lines = bits & (TIOCM_CTS | TIOCM_DSR | TIOCM_CD | TIOCM_RI);
     if (m_lastLines >= 0) {
         const int changed = lines ^ m_lastLines;
-        if (changed & QSerialPort::ClearToSendSignal)
+        if (changed & TIOCM_CTS)
             emit commEvent(CommEvent::CTS);
-        if (changed & QSerialPort::DataSetReadySignal)
+        if (changed & TIOCM_DSR)
             emit commEvent(CommEvent::DSR);
-        if (changed & QSerialPort::DataCarrierDetectSignal)
+        if (changed & TIOCM_CD)
             emit commEvent(CommEvent::CD);
-        if ((changed & QSerialPort::RingIndicatorSignal) && (lines & QSerialPort::RingIndicatorSignal))
+        // The ring event marks a ring starting, not one ending.
+        if ((changed & TIOCM_RI) && (lines & TIOCM_RI))
             emit commEvent(CommEvent::Ring);
     }
     m_lastLines = lines;
     return true;
+#else
+    m_linesRefused = true;
+    return false;
+#endif
 }
 
 QList<int> QtSerialPort::errorEvents(const ErrorCounts &before, const ErrorCounts &now)
@@ -349,7 +376,7 @@ bool QtSerialPort::pollErrorCounts()
 {
 #ifdef Q_OS_LINUX
     serial_icounter_struct ic {};
-    if (::ioctl(int(m_port->handle()), TIOCGICOUNT, &ic) != 0) {
+    if (lineIoctl(int(m_port->handle()), TIOCGICOUNT, &ic) != 0) {
         m_countsRefused = true;
         return false;
     }

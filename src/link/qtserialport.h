@@ -55,6 +55,12 @@ public:
     // readings, once each: 1001 break, 1004 framing, 1006 overrun, 1009 parity.
     static QList<int> errorEvents(const ErrorCounts &before, const ErrorCounts &now);
 
+    // The two queries the line poll makes of a real UART: TIOCMGET (the modem
+    // lines) and TIOCGICOUNT (the error counters). Replaceable so that a line
+    // can be played without hardware; nullptr puts the system's ioctl back.
+    using LineIoctl = int (*)(int fd, unsigned long request, void *arg);
+    static void setLineIoctl(LineIoctl query);
+
 private:
     bool apply();
     void pollLines();
