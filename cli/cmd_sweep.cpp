@@ -191,21 +191,8 @@ static CliCommand sweepCommand("sweep",
         SiteFile site;
         const bool read = site.read(c.args[0]);
         QStringList errors = site.errors();
-        // No output may land on an input: a golden table or the site file itself.
-        const QStringList fixed{SiteSweep::outputPath(dir, QStringLiteral("summary"), QStringLiteral(".csv"))};
-        for (const SiteDevice &d : site.devices()) {
-            QStringList outputs = fixed;
-            outputs << SiteSweep::outputPath(dir, d.name, QStringLiteral(".epr"));
-            if (c.flag(QStringLiteral("report")))
-                outputs << SiteSweep::outputPath(dir, d.name, QStringLiteral(".pdf"));
-            for (const QString &out : std::as_const(outputs))
-                for (const QString &in : {d.golden, c.args[0]})
-                    if (!in.isEmpty() && samePath(out, in))
-                        errors << QStringLiteral("%1:%2: the sweep would write %3 over an input")
-                                      .arg(c.args[0]).arg(d.line).arg(out);
-        }
-        if (QFileInfo(fixed.first()).isSymLink())
-            errors << QStringLiteral("%1 is a symbolic link; the sweep writes only plain files").arg(fixed.first());
+        if (read)
+            errors << SiteSweep::checkOutputs(c.args[0], site.devices(), dir, c.flag(QStringLiteral("report")));
         if (!read || !errors.isEmpty()) {
             for (const QString &e : std::as_const(errors))
                 *c.err << e << "\n";

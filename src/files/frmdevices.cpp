@@ -156,6 +156,12 @@ void frmDevices::runSweep(bool restore)
 {
     if (m_running || m_devices.isEmpty())
         return;
+    const QStringList refused = SiteSweep::checkOutputs(m_sitePath, m_devices, outDir(), false);
+    if (!refused.isEmpty()) {
+        m_prompter.message(QStringLiteral("The sweep is refused; no transmitter was touched:\r") + refused.join(QLatin1Char('\r')),
+                           kTitle, Prompter::Exclamation);
+        return;
+    }
     if (!QDir().mkpath(outDir())) {
         m_prompter.message(outDir() + QStringLiteral(": the folder cannot be made"), kTitle, Prompter::Exclamation);
         return;

@@ -74,6 +74,45 @@ QString SiteSweep::outputPath(const QString &outDir, const QString &name, const 
     return QDir(outDir).absoluteFilePath(name + suffix);
 }
 
+namespace {
+
+// The path a file has or would have, with links, "." and ".." resolved as
+// far as the folders exist.
+QString canonical(const QString &path)
+{
+    const QFileInfo info(path);
+    if (info.exists())
+        return info.canonicalFilePath();
+    const QString dir = QFileInfo(info.absolutePath()).canonicalFilePath();
+    return dir.isEmpty() ? QDir::cleanPath(info.absoluteFilePath()) : QDir(dir).filePath(info.fileName());
+}
+
+} // namespace
+
+QStringList SiteSweep::checkOutputs(const QString &sitePath, const QList<SiteDevice> &devices, const QString &outDir,
+                                    bool report)
+{
+    QStringList inputs{canonical(sitePath)};
+    for (const SiteDevice &d : devices)
+        if (!d.golden.isEmpty())
+            inputs << canonical(d.golden);
+    QStringList errors;
+    const auto check = [&](const QString &out, const QString &where) {
+        if (QFileInfo(out).isSymLink())
+            errors << QStringLiteral("%1%2 is a symbolic link; the sweep writes only plain files").arg(where, out);
+        else if (inputs.contains(canonical(out)))
+            errors << QStringLiteral("%1the sweep would write %2 over an input").arg(where, out);
+    };
+    for (const SiteDevice &d : devices) {
+        const QString where = QStringLiteral("%1:%2: ").arg(sitePath).arg(d.line);
+        check(outputPath(outDir, d.name, QStringLiteral(".epr")), where);
+        if (report)
+            check(outputPath(outDir, d.name, QStringLiteral(".pdf")), where);
+    }
+    check(outputPath(outDir, QStringLiteral("summary"), QStringLiteral(".csv")), QString());
+    return errors;
+}
+
 void SiteSweep::run()
 {
     m_stopping = false;

@@ -70,6 +70,12 @@ public:
     static bool readSummary(const QString &path, QList<SweepResult> *results, QString *error);
     // The output file of a transmitter, inside outDir.
     static QString outputPath(const QString &outDir, const QString &name, const QString &suffix);
+    // Before any device is touched: no output of the sweep (every NAME.epr,
+    // NAME.pdf with report, summary.csv) may be an input (a golden table, the
+    // site file), compared by canonical path, nor a symbolic link. One line
+    // per refusal; empty when the sweep may write.
+    static QStringList checkOutputs(const QString &sitePath, const QList<SiteDevice> &devices,
+                                    const QString &outDir, bool report);
 
 signals:
     void deviceStarted(int index);

@@ -312,11 +312,19 @@ void TestSweepCli::restoreWritesTheDifferingRowsOnly()
     const QStringList ports = startSite(sim, 2, {});
     QVERIFY2(ports.size() == 2, qPrintable(sim.errorString()));
     const QString site = writeSite("restore.csv", {"a," + ports[0] + ",,,tweaked.epr", "b," + ports[1] + ",,,standard.epr"});
-    // An output never lands on an input, here a golden table named like a transmitter's table.
-    const QString over = writeSite("over.csv", {"standard," + ports[0] + ",,,standard.epr"});
-    const CliRun refused = runCli({"sweep", over, "--out", m_dir.path()});
-    QCOMPARE(refused.code, 2);
-    QCOMPARE(refused.err.section('\n', 0, 0), over + ":2: the sweep would write " + path("standard.epr") + " over an input");
+    // An output never lands on an input: its own golden table, another row's, the site file; nor on a link.
+    QVERIFY(QFile::copy(path("standard.epr"), path("a.epr")) && QDir().mkpath(path("ln")));
+    QVERIFY(QFile::link(path("x.csv"), path("ln/summary.csv")));
+    for (const auto &[rows, out, said] : QList<std::tuple<QStringList, QString, QString>>{
+             {{"standard," + ports[0] + ",,,standard.epr"}, m_dir.path(), ":2: the sweep would write " + path("standard.epr")},
+             {{"a," + ports[0] + ",,,", "b," + ports[1] + ",,,a.epr"}, path("ln/../."), ":2: the sweep would write " + path("a.epr")},
+             {{"a," + ports[0] + ",,,"}, m_dir.path(), "the sweep would write " + path("summary.csv")},
+             {{"a," + ports[0] + ",,,"}, path("ln"), path("ln/summary.csv") + " is a symbolic link"}}) {
+        const QString over = writeSite(out == m_dir.path() && rows.size() == 1 && rows[0].startsWith("a") ? "summary.csv" : "over.csv", rows);
+        const CliRun refused = runCli({"sweep", over, "--out", out});
+        QCOMPARE(refused.code, 2);
+        QVERIFY2(refused.err.startsWith((said.startsWith(':') ? over : QString()) + said), qPrintable(refused.err));
+    }
 
     const QStringList args{"sweep", site, "--out", path("r"), "--json", "--restore"};
     const CliRun dry = runCli(args, 60000);
@@ -379,6 +387,14 @@ void TestSweepCli::devicesWindowSweepsAndOpensOne()
     QVERIFY(grid->item(1, 3)->text().toInt() > 0);
     QVERIFY(!grid->item(1, 6)->text().isEmpty());
     QVERIFY(prompter.entries.isEmpty());
+    // The window refuses a linked summary as the command does, before any transmitter is touched.
+    const QString summary = path("window-sweep/summary.csv");
+    QVERIFY(QFile::remove(summary) && QFile::link(path("x.csv"), summary));
+    window.findChild<QPushButton *>("cmdSweep")->click();
+    QCOMPARE(prompter.texts(), QStringList{"The sweep is refused; no transmitter was touched:\r" + summary
+                                           + " is a symbolic link; the sweep writes only plain files"});
+    QVERIFY(!QFileInfo::exists(path("x.csv")));
+    prompter.clear();
 
     // Through the main window: a double click makes that transmitter its device.
     qputenv("QUORIN_CLI", QUORIN_CLI_EXE);
