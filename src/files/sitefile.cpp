@@ -3,6 +3,7 @@
 #include "files/configtable.h"
 #include "link/lineparams.h"
 #include "link/portfactory.h"
+#include "link/tcpport.h"
 
 #include <QDir>
 #include <QFile>
@@ -20,6 +21,22 @@ bool hasControl(const QString &text)
         if (c.unicode() < 0x20 || c.unicode() == 0x7F)
             return true;
     return false;
+}
+
+const qint64 kMaxSize = 1024 * 1024;
+
+// One key per network port however it is spelled: host and number parsed,
+// localhost as 127.0.0.1. Other ports as written.
+QString portKey(const QString &port)
+{
+    QString host, error;
+    quint16 number = 0;
+    bool telnet = false;
+    if (!TcpPort::parseAddress(port, &host, &number, &telnet, &error))
+        return port;
+    if (host.compare(QLatin1String("localhost"), Qt::CaseInsensitive) == 0)
+        host = QStringLiteral("127.0.0.1");
+    return host.toLower() + QLatin1Char(':') + QString::number(number);
 }
 
 } // namespace
@@ -62,6 +79,8 @@ bool SiteFile::isSafeName(const QString &name, QString *why)
         reason = QStringLiteral("the name holds a control character");
     else if (name.contains(QLatin1Char('/')) || name.contains(QLatin1Char('\\')) || name.contains(QLatin1Char(':')))
         reason = QStringLiteral("the name holds a path separator");
+    else if (name.startsWith(QLatin1Char('-')))
+        reason = QStringLiteral("the name starts with \"-\" and would be read as an option");
     else if (name.startsWith(QLatin1Char('.')) || name.startsWith(QLatin1Char(' ')) || name.endsWith(QLatin1Char(' ')))
         reason = QStringLiteral("the name starts with a dot or starts or ends with a blank");
     if (why)
@@ -78,12 +97,22 @@ bool SiteFile::read(const QString &path)
 {
     m_devices.clear();
     m_errors.clear();
+    // A device or a FIFO would read without end or never return.
+    const QFileInfo info(path);
+    if (info.exists() && !info.isFile()) {
+        m_errors << path + QStringLiteral(": not a regular file");
+        return false;
+    }
+    if (info.size() > kMaxSize) {
+        m_errors << path + QStringLiteral(": larger than 1 MB; a site file is a short list");
+        return false;
+    }
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly)) {
         m_errors << path + QStringLiteral(": ") + file.errorString();
         return false;
     }
-    return parse(file.readAll(), QFileInfo(path).absolutePath(), path);
+    return parse(file.read(kMaxSize + 1), info.absolutePath(), path);
 }
 
 bool SiteFile::parse(const QByteArray &input, const QString &folder, const QString &fileName)
@@ -162,7 +191,7 @@ bool SiteFile::parse(const QByteArray &input, const QString &folder, const QStri
             fail(number, QStringLiteral("no port"));
         else if (hasControl(d.port) || !PortFactory::exists(d.port, &why))
             fail(number, QStringLiteral("bad port \"%1\": %2").arg(d.port, hasControl(d.port) ? QStringLiteral("a control character") : why));
-        else if (ports.contains(d.port))
+        else if (ports.contains(portKey(d.port)))
             fail(number, QStringLiteral("the port \"%1\" is given twice").arg(d.port));
         if (!d.settings.isEmpty() && !parseLineSettings(d.settings, nullptr, &why))
             fail(number, QStringLiteral("bad settings \"%1\": %2").arg(d.settings, why));
@@ -181,7 +210,7 @@ bool SiteFile::parse(const QByteArray &input, const QString &folder, const QStri
                                  .arg(field(4)).arg(table.recordsRead()).arg(ConfigTable::RowCount));
         }
         names.insert(d.name.toLower());
-        ports.insert(d.port);
+        ports.insert(portKey(d.port));
         if (m_errors.size() == before)
             m_devices << d;
     }

@@ -23,6 +23,7 @@
 #include <QtTest>
 
 #include <csignal>
+#include <sys/stat.h>
 
 class TestSweepCli : public QObject
 {
@@ -176,7 +177,7 @@ void TestSweepCli::siteFileRowsChecked_data()
         "p,tcp://nohost,,,\ns,tcp://127.0.0.1:5,\"9600,x,8,1\",,\ni,tcp://127.0.0.1:6,,RS422,\n"
         "g,tcp://127.0.0.1:7,,,missing.epr\nf,tcp://127.0.0.1:8,,\nq,\"tcp://127.0.0.1:9,,,\nd,PORT,,,\n"
         "c\x01,tcp://127.0.0.1:12,,,\n.hidden,tcp://127.0.0.1:13,,,\nh,tcp://127.0.0.1:14,,,short.epr\n"
-        + QByteArray(65, 'x') + ",tcp://127.0.0.1:15,,,\n")
+        + QByteArray(65, 'x') + ",tcp://127.0.0.1:15,,,\n-e,tcp://127.0.0.1:16,,,\nl,tcp://localhost:016,,,\n")
         << QStringList{"site.csv:3: the name \"OK\" is given twice",
                        "site.csv:4: the name holds a path separator",
                        "site.csv:5: bad port \"tcp://nohost\": ",
@@ -189,7 +190,12 @@ void TestSweepCli::siteFileRowsChecked_data()
                        "site.csv:12: the name holds a control character",
                        "site.csv:13: the name starts with a dot or starts or ends with a blank",
                        "site.csv:14: golden file short.epr holds 2 rows; a configuration table has 26",
-                       "site.csv:15: the name is longer than 64 characters"};
+                       "site.csv:15: the name is longer than 64 characters",
+                       "site.csv:16: the name starts with \"-\" and would be read as an option",
+                       "site.csv:17: the port \"tcp://localhost:016\" is given twice"};
+    QTest::newRow("device") << QByteArray() << QStringList{"/dev/zero: not a regular file"};
+    QTest::newRow("fifo") << QByteArray() << QStringList{"fifo: not a regular file"};
+    QTest::newRow("1 MB and 1") << QByteArray(1024 * 1024 + 1, '#') << QStringList{"site.csv: larger than 1 MB; a site file is a short list"};
 }
 
 // Every bad row is named with its line; a refused file sends nothing, not
@@ -205,12 +211,14 @@ void TestSweepCli::siteFileRowsChecked()
     for (QString &e : expected)
         e.replace(QLatin1String("PORT"), port);
     write(path("site.csv"), text);
+    const QString file = expected.first().startsWith("/dev") ? "/dev/zero" : expected.first().startsWith("fifo") ? path("fifo") : path("site.csv");
+    QVERIFY(file != path("fifo") || QFileInfo::exists(file) || ::mkfifo(qPrintable(file), 0600) == 0);
 
     SiteFile site;
-    const bool good = site.read(path("site.csv"));
+    const bool good = site.read(file);
     QStringList got = site.errors();
     for (QString &e : got)
-        e.remove(0, m_dir.path().size() + 1);
+        e.remove(m_dir.path() + '/');
     if (expected.first().contains(QLatin1Char('|'))) {
         QVERIFY2(good, qPrintable(got.join('\n')));
         QStringList devices;
@@ -226,10 +234,10 @@ void TestSweepCli::siteFileRowsChecked()
     for (int i = 0; i < got.size(); ++i)
         QVERIFY2(got[i].startsWith(expected[i]), qPrintable(got[i] + " / " + expected[i]));
 
-    const CliRun r = runCli({"sweep", path("site.csv"), "--out", path("refused")});
+    const CliRun r = runCli({"sweep", file, "--out", path("refused")});
     QCOMPARE(r.code, 2);
     QStringList err = r.err.split('\n', Qt::SkipEmptyParts);
-    QCOMPARE(err.takeLast(), "quorin-cli: " + path("site.csv") + " refused; no transmitter was touched");
+    QCOMPARE(err.takeLast(), "quorin-cli: " + file + " refused; no transmitter was touched");
     QCOMPARE(err, site.errors());
     QVERIFY(!device.waitForNewConnection(200));
     QVERIFY(!QFileInfo::exists(path("refused")));
