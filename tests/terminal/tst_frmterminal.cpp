@@ -475,11 +475,16 @@ void TestFrmTerminal::reconnectReadsTheDeviceAgainAndReportsTheLossAsStatus()
     QCOMPARE(rig.prompter.entries.size(), 0);
     rig.port->setFaults(SimFaults());
     rig.device->setValue(0x105, 4, 4000);
+    rig.device->setValue(0x104, 1, 3); // another time base: its flow is another unit
+    const qint64 lostMs = QDateTime::currentMSecsSinceEpoch();
     const int lostAt = rig.frames().size();
     QTRY_VERIFY_WITH_TIMEOUT(rig.window->autoUpdateOn() && rig.frames().size() > lostAt + 9, 6000);
     QCOMPARE(rig.frames().mid(lostAt, 9), kReadoutFrames + QStringList{"R5202:01014F00"});
     QCOMPARE(rig.panel(QStringLiteral("MaxFlow")), QStringLiteral("Max Flow: 4000 L/s"));
     QCOMPARE(rig.panel(QStringLiteral("Status")), QStringLiteral("Status: Reconnected to Simulated transmitter"));
+    // The old device's points, in its unit, are not drawn under the new one.
+    QTRY_VERIFY(rig.window->trendBuffer().size() > 0);
+    QVERIFY(rig.window->trendBuffer().at(0).ms >= lostMs);
 }
 
 void TestFrmTerminal::smallWindowFitsTheDisplayAndThePanels_data()
