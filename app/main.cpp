@@ -13,7 +13,7 @@ int main(int argc, char **argv)
     QApplication app(argc, argv);
     SimSerialPort::registerPort();
     QApplication::setApplicationName(QStringLiteral("Quorin Terminal"));
-    QApplication::setApplicationVersion(QStringLiteral("0.1"));
+    QApplication::setApplicationVersion(QStringLiteral(QUORIN_VERSION));
     QApplication::setStyle(QStringLiteral("Fusion"));
 
     QCommandLineParser parser;

@@ -31,7 +31,8 @@ void printJson(const CliContext &c, const QList<CompareRow> &rows, const QString
     for (const CompareRow &r : rows)
         list.append(QJsonObject{{QStringLiteral("row"), r.row},
                                 {QStringLiteral("address"), r.address},
-                                {QStringLiteral("name"), r.control.isEmpty() ? r.name : r.control},
+                                {QStringLiteral("name"), !r.control.isEmpty() ? r.control
+                                        : ParameterMap::find(r.address) ? ParameterMap::find(r.address)->alias : r.name},
                                 {QStringLiteral("a"), side(r, r.dataA, r.valueA)},
                                 {QStringLiteral("b"), side(r, r.dataB, r.valueB)},
                                 {QStringLiteral("differs"), r.differs},

@@ -16,8 +16,16 @@ namespace {
 
 // Replacing a file the technician already has needs --yes, as the windows
 // ask before they replace one.
-bool mayWrite(CliContext &c, const QString &path)
+bool mayWrite(CliContext &c, const QString &path, const QStringList &inputs = {})
 {
+    // An output never replaces what the command reads, however it is spelled.
+    const QString target = QFileInfo(path).canonicalFilePath();
+    for (const QString &input : inputs) {
+        if (!target.isEmpty() && QFileInfo(input).canonicalFilePath() == target) {
+            c.usage(QStringLiteral("%1 is read by this command; it cannot also be the output").arg(path));
+            return false;
+        }
+    }
     if (QFileInfo::exists(path) && !c.flag(QStringLiteral("yes"))) {
         c.usage(QStringLiteral("%1 exists; give --yes to replace it").arg(path));
         return false;
@@ -64,13 +72,13 @@ static CliCommand reportCommand("report",
         const QString savedPath = c.option(QStringLiteral("as-found"));
         ConfigTable saved;
         QString error;
+        if (!mayWrite(c, path, {savedPath}))
+            return ExitUsage;
         if (c.options.contains(QStringLiteral("as-found")) && !saved.readFile(savedPath, &error))
             return c.usage(error);
         if (!savedPath.isEmpty() && saved.recordsRead() < ConfigTable::RowCount)
             return c.usage(QStringLiteral("%1 holds %2 rows; a configuration table has %3")
                                .arg(savedPath).arg(saved.recordsRead()).arg(ConfigTable::RowCount));
-        if (!mayWrite(c, path))
-            return ExitUsage;
         TerminalHost *host = nullptr;
         if (const int status = c.readOut(&host))
             return status;
@@ -115,13 +123,13 @@ static CliCommand importCommand("import",
         ConfigImport import(*host);
         QList<int> entries = import.uploadEntries();
         if (only) {
-            QList<int> chosen;
-            for (int e : named)
-                if (entries.contains(e))
-                    chosen << e;
-                else
-                    *c.err << "import: " << table.row(e).Address << " is left out: the device is in tenths mode\n";
-            entries = chosen;
+            // A row named that this device cannot take refuses the whole
+            // command: the technician asked for it by name.
+            for (int e : std::as_const(named))
+                if (!entries.contains(e))
+                    return c.usage(QStringLiteral("%1 cannot be written: the device is in tenths mode; nothing was written")
+                                       .arg(table.row(e).Address));
+            entries = named;
         }
         // Live rows named with --only are the technician's explicit choice.
         if (c.flag(QStringLiteral("changed")))

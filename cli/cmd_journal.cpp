@@ -41,6 +41,7 @@ QJsonObject jsonLine(const JournalRecord &r)
             {QStringLiteral("before"), orNull(r.before)},
             {QStringLiteral("written"), r.written},
             {QStringLiteral("verified"), r.verified},
+            {QStringLiteral("outcome"), r.outcomeText()},
             {QStringLiteral("read_back"), orNull(r.readBack)}};
 }
 
@@ -54,9 +55,7 @@ QString line(const JournalRecord &r)
                        QStringLiteral("%1").arg(r.width, 2, 10, QLatin1Char('0')), name,
                        QStringLiteral("before ") + (r.beforeKnown() ? r.before : QStringLiteral("unknown")),
                        QStringLiteral("written ") + r.written,
-                       r.verified ? QStringLiteral("verified")
-                                  : QStringLiteral("failed, read back ")
-                                        + (r.readBack.isEmpty() ? QStringLiteral("nothing") : r.readBack)}
+                       r.outcomeText()}
         .join(QLatin1String("  "));
 }
 
@@ -72,12 +71,13 @@ static CliCommand journalCommand("journal",
             return c.usage(QStringLiteral("--last needs a positive whole number"));
         const WriteJournal journal;
         QString error;
-        const QList<JournalRecord> records = journal.records(&error);
+        // Read from the end: the newest records cost the same in any journal.
+        const QList<JournalRecord> records = n == INT_MAX ? journal.records(&error) : journal.newest(n, &error);
         if (!error.isEmpty()) {
             *c.err << "quorin-cli: " << error << "\n";
             return ExitUsage;
         }
-        for (int i = records.size() - 1; i >= 0 && i >= records.size() - n; --i) {
+        for (int i = records.size() - 1; i >= 0; --i) {
             if (c.json())
                 c.printJson(jsonLine(records[i]));
             else

@@ -29,15 +29,18 @@ const QStringList kValueOptions = {
     QStringLiteral("code"), QStringLiteral("timeout"), QStringLiteral("last"), QStringLiteral("only"),
     QStringLiteral("mqtt"), QStringLiteral("as-found"), QStringLiteral("mqtt-cafile"), QStringLiteral("mqtt-cert"),
     QStringLiteral("mqtt-key"), QStringLiteral("mqtt-queue"),
+    QStringLiteral("out"), QStringLiteral("jobs"), QStringLiteral("golden"), QStringLiteral("device-timeout"),
 };
 const QStringList kFlags = {
-    QStringLiteral("sim"), QStringLiteral("rs485"), QStringLiteral("yes"), QStringLiteral("help"),
+    QStringLiteral("sim"), QStringLiteral("rs485"), QStringLiteral("yes"), QStringLiteral("help"), QStringLiteral("version"),
     QStringLiteral("dry-run"), QStringLiteral("changed"), QStringLiteral("reconnect"), QStringLiteral("json"), QStringLiteral("stats"),
+    QStringLiteral("report"), QStringLiteral("restore"),
 };
 // The commands that print JSON with --json.
 const QStringList kJsonCommands = {
     QStringLiteral("info"), QStringLiteral("get"), QStringLiteral("params"),
     QStringLiteral("monitor"), QStringLiteral("compare"), QStringLiteral("journal"),
+    QStringLiteral("sweep"), QStringLiteral("sweep-one"),
 };
 
 void printHelp(QTextStream &out)
@@ -46,8 +49,9 @@ void printHelp(QTextStream &out)
            "  --port takes a serial device, tcp://HOST:PORT (raw bytes through a serial device server)\n"
            "    or rfc2217://HOST:PORT (the server's line follows --settings)\n"
            "  --sim uses the built-in simulated transmitter (--preset NAME, --fault SPEC)\n"
+           "  --version prints the program's version\n"
            "  --reconnect: monitor opens a lost port again every 2 s and goes on\n"
-           "  --json: info, get, params, compare print one JSON object; monitor and journal one per line\n"
+           "  --json: info, get, params, compare print one JSON object; monitor, journal and sweep one per line\n"
            "  --mqtt mqtt[s]://[USER[:PASSWORD]@]HOST[:PORT]/TOPIC: monitor also publishes every reading there\n"
            "    (JSON, retained, QoS 1; the password may come from QUORIN_MQTT_PASSWORD instead)\n"
            "    --mqtt-cafile FILE: the CA of an mqtts:// broker; --mqtt-cert FILE --mqtt-key FILE: a client certificate\n"
@@ -212,7 +216,8 @@ int main(int argc, char **argv)
     // The report draws its pages with the fonts of Qt Gui; nothing is shown,
     // so no display is needed.
     std::unique_ptr<QCoreApplication> app;
-    if (command == QLatin1String("report")) {
+    if (command == QLatin1String("report")
+        || (command == QLatin1String("sweep-one") && ctx.flag(QStringLiteral("report")))) {
         if (!qEnvironmentVariableIsSet("QT_QPA_PLATFORM"))
             qputenv("QT_QPA_PLATFORM", "offscreen");
         app = std::make_unique<QGuiApplication>(argc, argv);
@@ -220,6 +225,10 @@ int main(int argc, char **argv)
         app = std::make_unique<QCoreApplication>(argc, argv);
     }
 
+    if (ctx.flag(QStringLiteral("version"))) {
+        out << "quorin-cli " << QUORIN_VERSION << "\n";
+        return ExitOk;
+    }
     if (ctx.flag(QStringLiteral("help")) || command == QLatin1String("help")) {
         printHelp(out);
         return ExitOk;

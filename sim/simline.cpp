@@ -102,11 +102,15 @@ void SimLine::schedule(const QByteArray &reply, qint64 earliestNs)
             left -= n;
         }
     } else if (m_pacing) {
-        // Pieces of about 10 ms of line time, as a UART's receive buffer
-        // would hand them on.
-        const int chunk = qMax(1, m_baud / 1000);
-        for (int left = reply.size(); left > 0; left -= chunk)
-            sizes << qMin(left, chunk);
+        // A piece ends with the last byte that has fully crossed when its
+        // time is up; a time with no byte crossed hands on nothing.
+        int done = 0;
+        for (qint64 k = 1; done < reply.size(); ++k) {
+            const int upTo = int(qMin<qint64>(reply.size(), k * m_pieceMs * MsNs / byteNs()));
+            if (upTo > done)
+                sizes << upTo - done;
+            done = qMax(done, upTo);
+        }
     } else {
         sizes << reply.size();
     }

@@ -32,6 +32,11 @@ public:
     bool pacing() const { return m_pacing; }
     void setBaud(int baud);
     int baud() const { return m_baud; }
+    // A paced reply is handed on in pieces of this many milliseconds of line
+    // time, as a UART's receive FIFO or a USB adapter hands bytes on (about
+    // 1 ms); at least one byte per piece.
+    void setPieceMs(int ms) { m_pieceMs = qMax(1, ms); }
+    int pieceMs() const { return m_pieceMs; }
 
     // Bytes from the terminal.
     void receive(const QByteArray &bytes);
@@ -66,6 +71,7 @@ private:
     SimFaults m_faults;
     bool m_pacing = false;
     int m_baud = 9600;
+    int m_pieceMs = 10;
     QList<Piece> m_queue;
     QTimer *m_timer;
     QElapsedTimer m_clock;

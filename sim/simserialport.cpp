@@ -174,6 +174,11 @@ void SimSerialPort::setPacing(bool on)
     m_line->setPacing(on);
 }
 
+void SimSerialPort::setPieceMs(int ms)
+{
+    m_line->setPieceMs(ms);
+}
+
 bool SimSerialPort::pacing() const
 {
     return m_line->pacing();

@@ -46,6 +46,8 @@ public:
     // Replies take the time the wire would take at the set baud rate.
     void setPacing(bool on);
     bool pacing() const;
+    // Milliseconds of line time per piece of a paced reply.
+    void setPieceMs(int ms);
     void setFaults(const SimFaults &faults);
     SimFaults faults() const;
     // Emits commEvent(code), as a real port does on a line change or error.

@@ -32,20 +32,6 @@ bool isUpperHexKey(int key)
     return isDigitKey(key) || (key >= 'A' && key <= 'F');
 }
 
-// The image the readout filled that holds address, with its first address.
-QString *imageFor(TerminalState &s, int addr, int width, int *first)
-{
-    if (addr >= 0x100 && addr + width <= 0x150) {
-        *first = 0x100;
-        return &s.MemoryImage0100;
-    }
-    if (addr >= 0x1E5 && addr + width <= 0x1EB) {
-        *first = 0x1E5;
-        return &s.MemoryImage01E5;
-    }
-    return nullptr;
-}
-
 } // namespace
 
 const QStringList &ParameterCommit::textFields()
@@ -379,29 +365,9 @@ QString ParameterCommit::unitNameData(const QString &text)
     return data;
 }
 
-void ParameterCommit::store(const Parameter &p, const QString &data, qint64 value, const QString &text)
+void ParameterCommit::store(const Parameter &, const QString &, qint64, const QString &)
 {
-    TerminalState &s = m_host.state();
-    s.setCell(p.address, text, value);
-    const int addr = p.address.toInt(nullptr, 16);
-    int first = 0;
-    if (QString *image = imageFor(s, addr, p.width, &first)) {
-        const int offset = (addr - first) * 2;
-        if (image->size() >= offset + 2 * p.width)
-            image->replace(offset, 2 * p.width, ParameterMap::padHex(quint32(value), p.width));
-    }
-    if (p.address == QLatin1String("0170")) {
-        s.Density = qint32(value);
-        s.DensityHex = data;
-    } else if (p.address == QLatin1String("017C")) {
-        s.UDFactor = qint32(value);
-        s.UDFactorHex = data;
-    } else if (p.address == QLatin1String("01E4")) {
-        s.EngUnit = int(value);
-        s.EngUnitHex = data;
-    } else if (p.address == QLatin1String("01FE")) {
-        s.DataPointerHex = data;
-    }
+    // The write path has put the read-back into the state already.
     m_host.refreshStatusBar();
 }
 

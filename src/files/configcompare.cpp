@@ -46,7 +46,13 @@ int findRow(const ConfigTable &table, const QString &address, int rows)
 
 QString normalised(const QString &data, int width)
 {
+    // Empty stays empty: no data is not the value 0.
     QString d = data.trimmed().toUpper();
+    if (d.isEmpty())
+        return d;
+    // The same value written in another width is the same value.
+    while (d.size() > 2 * width && d.startsWith(QLatin1String("00")))
+        d.remove(0, 2);
     while (d.size() < 2 * width)
         d.prepend(QLatin1Char('0'));
     return d;

@@ -6,6 +6,7 @@
 #include "session/terminalstate.h"
 
 #include <QFile>
+#include <QMap>
 #include <QFileInfo>
 
 namespace {
@@ -164,17 +165,20 @@ bool ConfigTable::writeFile(const QString &path, QString *error) const
 
 bool ConfigTable::read(const QByteArray &bytes, QString *error)
 {
-    QList<QByteArray> lines = bytes.split('\n');
+    // CR LF as written, LF or a bare CR as other editors leave them.
+    QByteArray text = bytes;
+    text.replace("\r\n", "\n");
+    text.replace('\r', '\n');
+    QList<QByteArray> lines = text.split('\n');
     // Blank lines after the last record are not records.
     while (!lines.isEmpty() && lines.last().trimmed().isEmpty())
         lines.removeLast();
 
     QVector<ConfigRow> rows = m_rows;
+    QMap<QString, int> lineOf;   // address -> the line that names it
     int k = 0;
     for (int i = 0; i < lines.size(); ++i) {
-        QByteArray raw = lines[i];
-        if (raw.endsWith('\r'))
-            raw.chop(1);
+        const QByteArray raw = lines[i];
         const QString where = QStringLiteral("line %1: ").arg(i + 1);
         for (char c : std::as_const(raw)) {
             const uchar u = uchar(c);
@@ -197,6 +201,15 @@ bool ConfigTable::read(const QByteArray &bytes, QString *error)
             *error = where + QStringLiteral("the record has %1 fields, 5 expected").arg(fields.size());
             return false;
         }
+        // One address, one meaning: a second row for it would be read
+        // differently by whoever takes the first or the last.
+        const QString address = fields[1].trimmed().toUpper();
+        if (!address.isEmpty() && lineOf.contains(address)) {
+            *error = where + QStringLiteral("the address %1 is named again; line %2 names it first")
+                                 .arg(fields[1]).arg(lineOf.value(address));
+            return false;
+        }
+        lineOf.insert(address, i + 1);
         rows[k] = ConfigRow{fields[0], fields[1], fields[2], fields[3], fields[4]};
         ++k;
     }

@@ -41,6 +41,8 @@ frmHistory::frmHistory(TerminalHost &host, const QString &journalPath, QWidget *
     cmdUndo->setObjectName(QStringLiteral("cmdUndo"));
     cmdClose = new QPushButton(QStringLiteral("Close"), this);
     cmdClose->setObjectName(QStringLiteral("cmdClose"));
+    cmdOlder = new QPushButton(QStringLiteral("Show Older"), this);
+    cmdOlder->setObjectName(QStringLiteral("cmdOlder"));
 
     cboPort = new QComboBox(this);
     cboPort->setObjectName(QStringLiteral("cboPort"));
@@ -55,6 +57,7 @@ frmHistory::frmHistory(TerminalHost &host, const QString &journalPath, QWidget *
     filters->addStretch();
 
     auto *buttons = new QHBoxLayout;
+    buttons->addWidget(cmdOlder);
     buttons->addStretch();
     buttons->addWidget(cmdUndo);
     buttons->addWidget(cmdClose);
@@ -66,6 +69,10 @@ frmHistory::frmHistory(TerminalHost &host, const QString &journalPath, QWidget *
 
     connect(cmdUndo, &QPushButton::clicked, this, &frmHistory::cmdUndo_Click);
     connect(cmdClose, &QPushButton::clicked, this, &QDialog::reject);
+    connect(cmdOlder, &QPushButton::clicked, this, [this] {
+        m_limit *= 2;
+        reload();
+    });
     connect(cboPort, &QComboBox::currentIndexChanged, this, &frmHistory::showRecords);
     connect(cboDate, &QComboBox::currentIndexChanged, this, &frmHistory::showRecords);
     connect(&host.gate(), &OperationGate::busyChanged, this, [this](bool busy) {
@@ -129,7 +136,10 @@ void fillFilter(QComboBox *box, const QString &all, QStringList values)
 void frmHistory::reload()
 {
     QString error;
-    m_records = m_journal.records(&error);
+    // The newest records only, read from the end: a long journal opens as
+    // fast as a short one; older ones come on request.
+    m_records = m_journal.newest(m_limit, &error);
+    cmdOlder->setEnabled(m_records.size() >= m_limit);
     if (!error.isEmpty())
         m_host.prompter().message(error, QStringLiteral("System Monitor"), Prompter::Exclamation);
     QStringList ports, dates;
@@ -157,7 +167,7 @@ void frmHistory::showRecords()
         const TerminalState &state = m_host.state();
         const QStringList cells = {ServiceReport::localTime(r.time), r.port, r.operation, r.source, r.address, nameOf(r),
                                    valueText(r, r.before, state), valueText(r, r.written, state),
-                                   r.verified ? QStringLiteral("verified") : QStringLiteral("failed, read back ") + r.readBack,
+                                   r.outcomeText(),
                                    rawText(r)};
         for (int c = 0; c < cells.size(); ++c)
             grdHistory->setItem(row, c, new QTableWidgetItem(cells[c]));

@@ -17,7 +17,7 @@ class frmHistory : public QDialog
 public:
     frmHistory(TerminalHost &host, const QString &journalPath = WriteJournal::defaultPath(), QWidget *parent = nullptr);
 
-    // Reads the journal again and shows the records the filters let through.
+    // Reads the journal's newest records again and shows those the filters let through.
     void reload();
     // Undoes the selected record and all newer ones on its port, after the
     // question. A record of another port than the open one is refused.
@@ -29,11 +29,13 @@ private:
 
     TerminalHost &m_host;
     WriteJournal m_journal;
-    QList<JournalRecord> m_records;  // the whole journal, oldest first
+    QList<JournalRecord> m_records;  // the newest m_limit records, oldest first
+    int m_limit = 500;
     QList<int> m_shown;              // rows shown: indexes into m_records
     QComboBox *cboPort;              // "All ports" or one port
     QComboBox *cboDate;              // "All dates" or one day, yyyy-MM-dd
     QTableWidget *grdHistory;
     QPushButton *cmdUndo;
     QPushButton *cmdClose;
+    QPushButton *cmdOlder;           // doubles the records loaded
 };

@@ -40,6 +40,7 @@ frmMemLog::frmMemLog(TerminalHost &host, QWidget *parent)
     m_progress->setValue(0);
     m_progress->setFormat(QString());
     lblProgress = new QLabel(this);
+    lblProgress->setObjectName(QStringLiteral("lblProgress"));
     cmdRead = new QPushButton(QStringLiteral("Read"), this);
     cmdRead->setObjectName(QStringLiteral("cmdRead"));
     cmdSave = new QPushButton(QStringLiteral("Save"), this);

@@ -17,6 +17,13 @@ bool ServiceReport::build(const ConfigTable &asFound, const TerminalState &asLef
 {
     if (!ConfigCompare::compare(asFound, ConfigTable::fromTerminal(asLeft), &rows, error))
         return false;
+    for (CompareRow &r : rows) {
+        if (r.address != QLatin1String("0138"))
+            continue;
+        // The access code: whether it is set and whether it changed, not its digits.
+        r.valueA = r.valueA.isEmpty() ? QString() : QStringLiteral("set");
+        r.valueB = r.valueB.isEmpty() ? QString() : r.differs ? QStringLiteral("changed") : QStringLiteral("set");
+    }
     device = asLeft.DeviceLabel.trimmed();
     flowUnit = asLeft.unitText().trimmed();
     tenths = asLeft.tenthsMode();
@@ -125,16 +132,36 @@ public:
         f.setStyleStrategy(QFont::PreferNoShaping);
         m_painter.setFont(f);
     }
-    // One line of cells at the given left edges, each cut to its column.
+    // The flags that lay a cell out in its column: wrapped at words, and
+    // anywhere when one word is wider than the column. Nothing is cut.
+    int flags(const QString &cell, qreal width) const
+    {
+        const int words = Qt::AlignLeft | Qt::AlignVCenter | Qt::TextWordWrap;
+        const QRectF need = m_painter.fontMetrics().boundingRect(QRect(0, 0, int(width), 10000), words, cell);
+        return need.width() > width ? (Qt::AlignLeft | Qt::AlignVCenter | Qt::TextWrapAnywhere) : words;
+    }
+    static qreal right(const QList<qreal> &left, int i, qreal width) { return i + 1 < left.size() ? left[i + 1] - 4 : width; }
+    // The height a line of cells takes, at least `height`.
+    qreal heightOf(const QList<qreal> &left, const QStringList &cells, qreal height = 13) const
+    {
+        qreal h = height;
+        for (int i = 0; i < cells.size() && i < left.size(); ++i) {
+            const qreal w = right(left, i, m_width) - left[i];
+            h = std::max<qreal>(h, m_painter.fontMetrics().boundingRect(QRect(0, 0, int(w), 10000), flags(cells[i], w),
+                                                                       cells[i]).height() + 2);
+        }
+        return h;
+    }
+    // One line of cells at the given left edges, a long one wrapped in its column.
     void row(const QList<qreal> &left, const QStringList &cells, qreal height = 13)
     {
-        need(height);
+        const qreal h = heightOf(left, cells, height);
+        need(h);
         for (int i = 0; i < cells.size() && i < left.size(); ++i) {
-            const qreal right = i + 1 < left.size() ? left[i + 1] - 4 : m_width;
-            m_painter.drawText(QRectF(left[i], m_y, right - left[i], height), Qt::AlignLeft | Qt::AlignVCenter,
-                               m_painter.fontMetrics().elidedText(cells[i], Qt::ElideRight, int(right - left[i])));
+            const qreal w = right(left, i, m_width) - left[i];
+            m_painter.drawText(QRectF(left[i], m_y, w, h), flags(cells[i], w), cells[i]);
         }
-        m_y += height;
+        m_y += h;
     }
     void section(const QString &title)
     {
@@ -167,9 +194,19 @@ private:
     int m_page = 0;
 };
 
+// The device password (also the rescale code) never goes to the customer:
+// a write that touches its bytes shows that it was set or changed, no digits.
+bool touchesCode(const JournalRecord &r)
+{
+    const int first = r.address.toInt(nullptr, 16);
+    return first < 0x13A && 0x138 < first + r.width;
+}
+
 QString outcome(const JournalRecord &r)
 {
-    return r.verified ? QStringLiteral("verified") : QStringLiteral("failed, read back ") + r.readBack;
+    if (touchesCode(r) && r.state == JournalRecord::Done && !r.verified)
+        return QStringLiteral("failed");
+    return r.outcomeText();
 }
 
 const Parameter *parameterOf(const JournalRecord &r)
@@ -179,10 +216,12 @@ const Parameter *parameterOf(const JournalRecord &r)
 }
 
 // A parameter's data as its value, with the bytes after it; raw memory as hex.
-QString dataText(const JournalRecord &r, const QString &data, bool tenths)
+QString dataText(const JournalRecord &r, const QString &data, bool tenths, const QString &mask)
 {
     if (data.isEmpty())
         return QStringLiteral("unknown");
+    if (touchesCode(r))
+        return mask;
     if (!parameterOf(r))
         return data;
     return ConfigCompare::readable(r.address, data, tenths) + QStringLiteral(" (") + data + QLatin1Char(')');
@@ -258,19 +297,19 @@ QByteArray ServiceReport::pdf() const
                          QStringLiteral("As found"), QStringLiteral("As left"), QString()});
         for (const CompareRow &r : rows) {
             const bool changed = r.differs && !r.live;
-            pages.need(13);
-            if (changed)
-                p.fillRect(QRectF(0, pages.y(), pages.width(), 13), QColor(255, 236, 160));
             pages.font(8, changed);
             const QString mark = r.live ? (r.differs ? QStringLiteral("live, moved") : QStringLiteral("live"))
                                         : (changed ? QStringLiteral("CHANGED") : QString());
             // A unit that changed goes with each value, so neither is read in the other's.
             const QString found = unitOf(r, false), left = unitOf(r, true);
-            if (found == left)
-                pages.row(cols, {r.address, r.name, left, r.valueA, r.valueB, mark});
-            else
-                pages.row(cols, {r.address, r.name, QString(), r.valueA + QLatin1Char(' ') + found,
-                                 r.valueB + QLatin1Char(' ') + left, mark});
+            const QStringList cells = found == left ? QStringList{r.address, r.name, left, r.valueA, r.valueB, mark}
+                                                    : QStringList{r.address, r.name, QString(), r.valueA + QLatin1Char(' ') + found,
+                                                                  r.valueB + QLatin1Char(' ') + left, mark};
+            const qreal h = pages.heightOf(cols, cells);
+            pages.need(h);
+            if (changed)
+                p.fillRect(QRectF(0, pages.y(), pages.width(), h), QColor(255, 236, 160));
+            pages.row(cols, cells);
         }
         pages.font(7);
         pages.row({0}, {QStringLiteral("Live values move on by themselves while the device runs; they are not "
@@ -290,14 +329,19 @@ QByteArray ServiceReport::pdf() const
         for (const JournalRecord &r : records)
             pages.row(wcols, {localTime(r.time), r.operation.isEmpty() ? r.source : r.operation, r.address,
                               parameterOf(r) ? parameterOf(r)->title : QStringLiteral("memory"),
-                              dataText(r, r.before, tenths), dataText(r, r.written, tenths), outcome(r)});
+                              dataText(r, r.before, tenths, QStringLiteral("set")),
+                              dataText(r, r.written, tenths, QStringLiteral("changed")), outcome(r)});
 
         if (!samples.isEmpty()) {
             pages.need(300); // the header and its chart on one page
             pages.section(QStringLiteral("Flow log"));
             pages.row({0, 110}, {QStringLiteral("Samples"), QString::number(samples.size())});
-            pages.row({0, 110}, {QStringLiteral("Full-scale flow"), QString::number(logFullScale)});
-            pages.row({0, 110}, {QStringLiteral("Scaling factor"), QString::number(logScaling)});
+            // As the device holds them: the full scale in tenths when coefficient A says so.
+            pages.row({0, 110}, {QStringLiteral("Full-scale flow"),
+                                 ConfigCompare::readable(QStringLiteral("0105"), ParameterMap::padHex(quint32(logFullScale), 4), tenths)
+                                     + QLatin1Char(' ') + flowUnit});
+            pages.row({0, 110}, {QStringLiteral("Scaling factor"),
+                                 QString::number(logScaling) + QLatin1Char(' ') + ParameterMap::unit(QStringLiteral("0118"))});
             pages.row({0, 110}, {QStringLiteral("Fluid density"), QString::number(logDensity)});
             pages.need(220);
             drawChart(p, QRectF(0, pages.y() + 6, pages.width(), 210), samples);

@@ -5,6 +5,7 @@
 #include "serialport.h"
 
 #include <QEventLoop>
+#include <QRegularExpression>
 #include <QTime>
 #include <QTimer>
 #include <cmath>
@@ -162,6 +163,8 @@ void DeviceLink::SendFrame(const QString &command)
         // Anything still in from before (the rest of a late reply) would
         // be taken as the start of this frame's reply.
         discardStale();
+        // The shortest whole reply: the bus tag, ":" and the hex pairs.
+        m_port->setExpectedReplyBytes((Rs232Mode ? 0 : kBusTagLength) + 1 + 2 * ExpectedByteCount);
     } else {
         ExpectedByteCount = 0;
     }
@@ -569,7 +572,25 @@ QString DeviceLink::ReadMemory(const QString &address, const QString &byteCount)
 
 void DeviceLink::WriteMemory(const QString &address, const QString &byteCount, const QString &data)
 {
+    if (!PortOpen() && !openPort())
+        return;
+    emit ramDataWriting(address, byteCount, data);
     Transact(writeFrame(address, byteCount, data));
+    emit memoryWritten(address, byteCount, data);
+}
+
+bool DeviceLink::parseWriteFrame(const QString &frame, QString *address, QString *byteCount, QString *data) const
+{
+    static const QRegularExpression parts(QStringLiteral("^([0-9A-F]{2})([0-9A-F]{4})00((?:[0-9A-F]{2})*)$"));
+    if (!frame.startsWith(WritePrefix))
+        return false;
+    const QRegularExpressionMatch m = parts.match(frame.mid(WritePrefix.size()));
+    if (!m.hasMatch())
+        return false;
+    *byteCount = m.captured(1);
+    *address = m.captured(2);
+    *data = m.captured(3);
+    return true;
 }
 
 int DeviceLink::StorePauseMs(qint64 msecsSinceMidnight)
@@ -595,6 +616,7 @@ QString DeviceLink::WriteRamData(const QString &byteCount, const QString &addres
 
     // No poll reaches the device from the write frame to the comparison of
     // its read-back: it would land in the middle of the device storing.
+    emit ramDataWriting(address, byteCount, data);
     holdPoll();
     exchange(writeFrame(address, byteCount, data));
 

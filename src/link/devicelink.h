@@ -84,7 +84,12 @@ public:
     void AssembleReply(const QString &chunk);
 
     QString ReadMemory(const QString &address, const QString &byteCount);
+    // A write frame without a read-back (one typed in the terminal pane):
+    // announced and reported like every write, its outcome not verified.
     void WriteMemory(const QString &address, const QString &byteCount, const QString &data);
+    // The parts of a write frame typed as text (prefix, count, address, "00",
+    // data); false for anything else.
+    bool parseWriteFrame(const QString &frame, QString *address, QString *byteCount, QString *data) const;
     // Writes, pauses, reads the bytes back and compares. Returns data when the
     // device holds exactly that, else "". *readBack gets the text the device
     // read back ("" when no reply came), for callers that show it.
@@ -125,6 +130,11 @@ signals:
     void portStateChanged(bool open);
     void portLost(const QString &reason);
     void flagsChanged();
+    // Before any write frame leaves, while nothing has been sent: the write
+    // is journaled here, so that a crash during it leaves its trace.
+    void ramDataWriting(const QString &address, const QString &byteCount, const QString &data);
+    // A write frame without a read-back has left.
+    void memoryWritten(const QString &address, const QString &byteCount, const QString &data);
     // After every verified write has compared its read-back: what was asked
     // for and what the device held afterwards ("" when no reply came).
     void ramDataWritten(const QString &address, const QString &byteCount, const QString &data,

@@ -1,20 +1,57 @@
 #include "qtserialport.h"
 
 #include <QSerialPort>
+#include <QSocketNotifier>
 #include <QTimer>
 
 #ifdef Q_OS_LINUX
 #include <linux/serial.h>
 #include <sys/ioctl.h>
 #endif
+#ifdef Q_OS_UNIX
+#include <termios.h>
+#include <unistd.h>
+#endif
+
+namespace {
+// Glib rounds a timer up to the next millisecond and a busy machine wakes
+// late: listen again this much (and an eighth of the time) before the bytes
+// can be in.
+constexpr int kWakeMarginMs = 2;
+}
+
+namespace {
+
+#ifdef Q_OS_LINUX
+int systemIoctl(int fd, unsigned long request, void *arg)
+{
+    return ::ioctl(fd, request, arg);
+}
+QtSerialPort::LineIoctl lineIoctl = systemIoctl;
+#endif
+
+} // namespace
+
+void QtSerialPort::setLineIoctl(LineIoctl query)
+{
+#ifdef Q_OS_LINUX
+    lineIoctl = query ? query : systemIoctl;
+#else
+    Q_UNUSED(query);
+#endif
+}
 
 QtSerialPort::QtSerialPort(const QString &name, QObject *parent)
-    : SerialPort(parent), m_port(new QSerialPort(this)), m_linePoll(new QTimer(this)), m_name(name)
+    : SerialPort(parent), m_port(new QSerialPort(this)), m_linePoll(new QTimer(this)), m_wake(new QTimer(this)), m_name(name)
 {
+    m_linePoll->setObjectName(QStringLiteral("linePoll"));
     m_linePoll->setInterval(200);
     connect(m_linePoll, &QTimer::timeout, this, &QtSerialPort::pollLines);
+    m_wake->setSingleShot(true);
+    m_wake->setTimerType(Qt::PreciseTimer);
+    connect(m_wake, &QTimer::timeout, this, [this] { listen(true); });
     connect(m_port, &QSerialPort::bytesWritten, this, [this] { emit commEvent(CommEvent::Send); });
-    connect(m_port, &QSerialPort::readyRead, this, [this] { emit commEvent(CommEvent::Receive); });
+    connect(m_port, &QSerialPort::readyRead, this, &QtSerialPort::onReadyRead);
     connect(m_port, &QSerialPort::errorOccurred, this, [this](QSerialPort::SerialPortError e) { onError(int(e)); });
 }
 
@@ -89,6 +126,9 @@ bool QtSerialPort::apply()
     ok = m_port->setParity(parity) && ok;
     ok = m_port->setStopBits(stop) && ok;
     ok = m_port->setFlowControl(flow) && ok;
+    // Qt writes its own terminal settings back, read threshold included.
+    m_threshold = 0;
+    applyReadThreshold();
     if (!ok) {
         m_error = m_port->errorString();
         m_port->clearError();
@@ -113,6 +153,9 @@ bool QtSerialPort::open()
         return false;
     }
     m_lost = false;
+    m_drained.clear();
+    m_missing = 0;
+    m_threshold = 0;
     // A pseudo-terminal takes only 8 data bits and no parity; a setting it
     // refuses does not stop the line from working, so the port stays open.
     apply();
@@ -130,6 +173,11 @@ bool QtSerialPort::open()
 void QtSerialPort::close()
 {
     m_linePoll->stop();
+    m_wake->stop();
+    listen(true);
+    m_readNotifier = nullptr; // Qt makes a new one when it opens again
+    m_drained.clear();
+    m_missing = 0;
     if (m_port->isOpen())
         m_port->close();
     m_port->clearError();
@@ -145,15 +193,115 @@ qint64 QtSerialPort::write(const QByteArray &bytes)
     return m_port->isOpen() ? m_port->write(bytes) : -1;
 }
 
+// While a read threshold is set the terminal driver hands on at most 64
+// bytes per read, and Qt reads once per wake-up: take the rest that is
+// already in now, or it would wake us again for each 64 bytes.
+void QtSerialPort::onReadyRead()
+{
+    drainDriver();
+    emit commEvent(CommEvent::Receive);
+}
+
+void QtSerialPort::drainDriver()
+{
+#ifdef Q_OS_UNIX
+    if (m_threshold <= 1 || !m_port->isOpen())
+        return;
+    m_drained += m_port->readAll();
+    const int fd = int(m_port->handle());
+    char buf[512];
+    for (;;) {
+        const ssize_t n = ::read(fd, buf, sizeof buf);
+        if (n <= 0)
+            break; // EAGAIN: all in; a hang-up is Qt's to report
+        m_drained.append(buf, int(n));
+    }
+#endif
+}
+
 QByteArray QtSerialPort::readAll()
 {
-    return m_port->readAll();
+    // Bytes held below the threshold count too for whoever reads now (the
+    // link before it drops what a timed-out reply left).
+    drainDriver();
+    QByteArray bytes;
+    bytes.swap(m_drained);
+    bytes += m_port->readAll();
+    if (m_missing > 0 && !bytes.isEmpty()) {
+        m_missing = qMax(0, m_missing - int(bytes.size()));
+        applyReadThreshold();
+    }
+    return bytes;
 }
 
 void QtSerialPort::discardInput()
 {
-    if (m_port->isOpen())
-        m_port->clear(QSerialPort::Input);
+    m_missing = 0;
+    m_drained.clear();
+    if (!m_port->isOpen())
+        return;
+    applyReadThreshold();
+    m_port->clear(QSerialPort::Input);
+}
+
+void QtSerialPort::setExpectedReplyBytes(int bytes)
+{
+    m_missing = qMax(0, bytes);
+    applyReadThreshold();
+}
+
+// With VTIME 0 the terminal driver reports the line readable only once VMIN
+// bytes are in, so a reply wakes us when it can be complete instead of once
+// per piece the UART hands on. A reply that comes short never reaches VMIN:
+// the reply time-out ends it and clears the threshold.
+void QtSerialPort::applyReadThreshold()
+{
+#ifdef Q_OS_UNIX
+    const int want = readThreshold(m_missing);
+    termios tio {};
+    const int fd = int(m_port->handle());
+    if (want != m_threshold && m_port->isOpen() && ::tcgetattr(fd, &tio) == 0) {
+        tio.c_cc[VMIN] = cc_t(want);
+        tio.c_cc[VTIME] = 0;
+        if (::tcsetattr(fd, TCSANOW, &tio) == 0)
+            m_threshold = want;
+    }
+#endif
+    sleepThroughThreshold();
+}
+
+// The driver still wakes a waiting poll for every piece the UART hands on,
+// only to find the threshold not reached. The bytes cannot cross the wire
+// faster than the baud rate allows, so stop listening until the threshold
+// can have been reached, less a margin for the timer.
+void QtSerialPort::sleepThroughThreshold()
+{
+    LineSettings s;
+    parseLineSettings(m_settings, &s, nullptr);
+    const int bitsPerChar = 1 + s.dataBits + (s.parity == QLatin1Char('n') ? 0 : 1) + 1;
+    const int full = m_threshold > 1 ? int(qint64(m_threshold) * bitsPerChar * 1000 / qMax(1, s.baud)) : 0;
+    const int ms = full - kWakeMarginMs - full / 8;
+    if (ms <= 0 || !m_port->isOpen()) {
+        m_wake->stop();
+        listen(true);
+        return;
+    }
+    listen(false);
+    m_wake->start(ms);
+}
+
+void QtSerialPort::listen(bool on)
+{
+    if (!m_readNotifier && on)
+        return;
+    if (!m_readNotifier && m_port->isOpen()) {
+        // Qt Serial Port has no call for it: its read notifier is its child.
+        for (QSocketNotifier *n : m_port->findChildren<QSocketNotifier *>())
+            if (n->type() == QSocketNotifier::Read)
+                m_readNotifier = n;
+    }
+    if (m_readNotifier && m_readNotifier->isEnabled() != on)
+        m_readNotifier->setEnabled(on);
 }
 
 bool QtSerialPort::flush(int msecs)
@@ -183,26 +331,31 @@ void QtSerialPort::pollLines()
 
 bool QtSerialPort::pollModemLines()
 {
-    const QSerialPort::PinoutSignals pins = m_port->pinoutSignals();
-    if (m_port->error() == QSerialPort::UnsupportedOperationError) {
-        m_port->clearError();
+#ifdef Q_OS_LINUX
+    int bits = 0;
+    if (lineIoctl(int(m_port->handle()), TIOCMGET, &bits) != 0) {
         m_linesRefused = true;
         return false;
     }
-    const int lines = int(pins);
+    const int lines = bits & (TIOCM_CTS | TIOCM_DSR | TIOCM_CD | TIOCM_RI);
     if (m_lastLines >= 0) {
         const int changed = lines ^ m_lastLines;
-        if (changed & QSerialPort::ClearToSendSignal)
+        if (changed & TIOCM_CTS)
             emit commEvent(CommEvent::CTS);
-        if (changed & QSerialPort::DataSetReadySignal)
+        if (changed & TIOCM_DSR)
             emit commEvent(CommEvent::DSR);
-        if (changed & QSerialPort::DataCarrierDetectSignal)
+        if (changed & TIOCM_CD)
             emit commEvent(CommEvent::CD);
-        if ((changed & QSerialPort::RingIndicatorSignal) && (lines & QSerialPort::RingIndicatorSignal))
+        // The ring event marks a ring starting, not one ending.
+        if ((changed & TIOCM_RI) && (lines & TIOCM_RI))
             emit commEvent(CommEvent::Ring);
     }
     m_lastLines = lines;
     return true;
+#else
+    m_linesRefused = true;
+    return false;
+#endif
 }
 
 QList<int> QtSerialPort::errorEvents(const ErrorCounts &before, const ErrorCounts &now)
@@ -223,7 +376,7 @@ bool QtSerialPort::pollErrorCounts()
 {
 #ifdef Q_OS_LINUX
     serial_icounter_struct ic {};
-    if (::ioctl(int(m_port->handle()), TIOCGICOUNT, &ic) != 0) {
+    if (lineIoctl(int(m_port->handle()), TIOCGICOUNT, &ic) != 0) {
         m_countsRefused = true;
         return false;
     }

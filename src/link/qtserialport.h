@@ -3,9 +3,12 @@
 #include "lineparams.h"
 #include "serialport.h"
 
+#include <QByteArray>
 #include <QList>
+#include <QPointer>
 
 class QSerialPort;
+class QSocketNotifier;
 class QTimer;
 
 class QtSerialPort : public SerialPort
@@ -31,6 +34,12 @@ public:
     void discardInput() override;
     bool flush(int msecs) override;
     QString errorString() const override { return m_error; }
+    void setExpectedReplyBytes(int bytes) override;
+
+    // The terminal driver's read threshold (VMIN) for a reply that still
+    // misses that many bytes: one byte wide, and 0 (the open state) when
+    // nothing is missing.
+    static int readThreshold(int missing) { return qBound(0, missing, 255); }
 
     // "Com3" is /dev/ttyS2 on this platform; anything else is a device path.
     static QString systemName(const QString &name);
@@ -46,15 +55,28 @@ public:
     // readings, once each: 1001 break, 1004 framing, 1006 overrun, 1009 parity.
     static QList<int> errorEvents(const ErrorCounts &before, const ErrorCounts &now);
 
+    // The two queries the line poll makes of a real UART: TIOCMGET (the modem
+    // lines) and TIOCGICOUNT (the error counters). Replaceable so that a line
+    // can be played without hardware; nullptr puts the system's ioctl back.
+    using LineIoctl = int (*)(int fd, unsigned long request, void *arg);
+    static void setLineIoctl(LineIoctl query);
+
 private:
     bool apply();
     void pollLines();
     bool pollModemLines();
     bool pollErrorCounts();
     void onError(int error);
+    void applyReadThreshold();
+    void onReadyRead();
+    void drainDriver();
+    void sleepThroughThreshold();
+    void listen(bool on);
 
     QSerialPort *m_port;
     QTimer *m_linePoll;
+    QTimer *m_wake;
+    QPointer<QSocketNotifier> m_readNotifier;
     QString m_name;
     QString m_settings = QStringLiteral("9600,n,8,1");
     QString m_error;
@@ -65,4 +87,7 @@ private:
     bool m_haveCounts = false;
     ErrorCounts m_lastCounts;
     bool m_lost = false;
+    int m_missing = 0;   // bytes the awaited reply still needs at least
+    int m_threshold = 0; // VMIN as last set on the line
+    QByteArray m_drained; // read past Qt, handed on before what Qt holds
 };

@@ -56,6 +56,13 @@ public:
     // transmitter) answers the way a device on that interface would.
     virtual void setInterfaceMode(bool rs232) { Q_UNUSED(rs232); }
 
+    // The reply now awaited cannot be complete before this many more bytes
+    // have come (0: nothing awaited). A port that can lets the system hold
+    // the bytes until then instead of waking once per piece; the count
+    // falls as bytes are read, and discardInput() clears it. The reply
+    // time-out stays the backstop for a reply that comes short.
+    virtual void setExpectedReplyBytes(int bytes) { Q_UNUSED(bytes); }
+
 signals:
     // Send (1) when written bytes reached the line, Receive (2) when bytes are
     // waiting, and the line-change and error codes.

@@ -129,6 +129,7 @@ bool TcpPort::open()
     }
     m_socket->setSocketOption(QAbstractSocket::LowDelayOption, 1);
     m_open = true;
+    m_missing = 0;
     m_iacSeen = false;
     if (m_telnet && !agreeComPort()) {
         m_open = false;
@@ -177,6 +178,7 @@ void TcpPort::close()
     m_open = false;
     m_rx.clear();
     m_unsent.clear();
+    m_missing = 0;
     // What is still queued leaves in the background; a later open starts over.
     m_socket->disconnectFromHost();
 }
@@ -264,6 +266,17 @@ bool TcpPort::flush(int msecs)
     return m_open && written;
 }
 
+void TcpPort::setExpectedReplyBytes(int bytes)
+{
+    m_missing = qMax(0, bytes);
+}
+
+void TcpPort::discardInput()
+{
+    readAll();
+    m_missing = 0;
+}
+
 void TcpPort::onReadyRead()
 {
     if (!m_open || m_rx.size() >= kRxCap)
@@ -276,8 +289,15 @@ void TcpPort::onReadyRead()
             lose(QStringLiteral("The server at %1 speaks telnet (RFC 2217): use rfc2217://%1").arg(where()));
             return;
         }
+        // A raw server passes a reply on in as many segments as its line
+        // handed it pieces: hold them until the reply can be complete. (The
+        // socket's low-water mark would hold them in the kernel, but unread
+        // bytes are acknowledged late and a server that waits for the
+        // acknowledgement before its next small segment stalls.)
         m_rx += wire;
-        emit commEvent(CommEvent::Receive);
+        m_missing = qMax(0, m_missing - int(wire.size()));
+        if (m_missing == 0 && !m_rx.isEmpty())
+            emit commEvent(CommEvent::Receive);
         return;
     }
     m_rx += m_codec.decode(wire);

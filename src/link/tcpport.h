@@ -36,6 +36,8 @@ public:
     void discardInput() override;
     bool flush(int msecs) override;
     QString errorString() const override { return m_error; }
+    void setExpectedReplyBytes(int bytes) override;
+    void discardInput() override;
 
     // How long open() waits for the connection.
     void setConnectTimeout(int msecs) { m_connectTimeout = msecs; }
@@ -72,4 +74,5 @@ private:
     bool m_open = false;
     bool m_agreeing = false; // open() waits for the com-port option
     bool m_iacSeen = false; // the last byte on a raw port was 0xFF
+    int m_missing = 0; // bytes the awaited reply still needs at least
 };

@@ -1,6 +1,7 @@
 #include "session/terminalsession.h"
 
 #include "session/configreadout.h"
+#include "session/parametermap.h"
 #include "common/prompter.h"
 #include "link/devicelink.h"
 
@@ -11,11 +12,28 @@ TerminalSession::TerminalSession(Prompter *prompter, SerialPort *port)
     : folder(QDir::currentPath()), m_prompter(prompter), m_link(std::make_unique<DeviceLink>(prompter))
 {
     m_link->setPort(port);
-    QObject::connect(m_link.get(), &DeviceLink::ramDataWritten, m_link.get(),
-                     [this](const QString &address, const QString &count, const QString &data,
-                            const QString &readBack, bool verified) {
-                         journalWrite(address, count, data, readBack, verified);
+    DeviceLink *link = m_link.get();
+    QObject::connect(link, &DeviceLink::ramDataWriting, link,
+                     [this](const QString &address, const QString &count, const QString &data) {
+                         writing(address, count, data);
                      });
+    QObject::connect(link, &DeviceLink::ramDataWritten, link,
+                     [this](const QString &, const QString &, const QString &data, const QString &readBack,
+                            bool verified) { written(data, readBack, JournalRecord::Done, verified); });
+    QObject::connect(link, &DeviceLink::memoryWritten, link,
+                     [this](const QString &, const QString &, const QString &data) {
+                         written(data, QString(), JournalRecord::NotVerified, false);
+                     });
+    QObject::connect(link, &DeviceLink::portStateChanged, link, [this](bool open) {
+        if (open)
+            newServiceRecord();
+    });
+}
+
+void TerminalSession::newServiceRecord()
+{
+    m_asFound.reset();
+    m_sessionRecords.clear();
 }
 
 TerminalSession::~TerminalSession() = default;
@@ -26,12 +44,8 @@ bool TerminalSession::readOut(const std::function<void(int)> &progress)
     readout.progress = progress;
     if (!readout.run())
         return false;
-    const QString port = m_link->port() ? m_link->port()->portName() : QString();
-    if (m_asFound && m_asFoundPort != port)
-        m_asFound.reset();
     if (!m_asFound) {
         m_asFound = std::make_unique<TerminalState>(m_state);
-        m_asFoundPort = port;
         m_asFoundTime = QDateTime::currentDateTime();
     }
     return true;
@@ -108,8 +122,37 @@ QString TerminalSession::knownData(const QString &address, int width) const
     return out.toUpper();
 }
 
-void TerminalSession::journalWrite(const QString &address, const QString &byteCount, const QString &data,
-                                   const QString &readBack, bool verified)
+QString TerminalSession::deviceRows(const std::function<QString(const QString &, int)> &known)
+{
+    QStringList rows;
+    for (const QString &address : ParameterMap::tableAddresses()) {
+        const Parameter *p = ParameterMap::find(address);
+        // The live words move on their own; the access code stays out of the record.
+        if (!p || p->encoding == Parameter::ResetOnly || p->encoding == Parameter::HexPointer
+            || address == QLatin1String("0138"))
+            continue;
+        rows << address + QLatin1Char('=') + known(address, p->width);
+    }
+    return rows.join(QLatin1Char(','));
+}
+
+QString TerminalSession::deviceRows() const
+{
+    return deviceRows([this](const QString &address, int width) { return knownData(address, width); });
+}
+
+void TerminalSession::reportJournalError(const QString &error)
+{
+    if (m_journalReported)
+        return;
+    m_journalReported = true;
+    if (m_prompter)
+        m_prompter->message(QStringLiteral("The change journal cannot be written; device writes go on "
+                                           "without it.\r") + error,
+                            QStringLiteral("System Monitor"), Prompter::Exclamation);
+}
+
+void TerminalSession::writing(const QString &address, const QString &byteCount, const QString &data)
 {
     JournalRecord r;
     const QDateTime now = QDateTime::currentDateTime();
@@ -121,22 +164,41 @@ void TerminalSession::journalWrite(const QString &address, const QString &byteCo
     r.width = byteCount.toInt(nullptr, 16);
     r.before = knownData(r.address, r.width);
     r.written = data;
+    r.device = deviceRows();
+    QString error;
+    m_intentJournaled = m_journal.appendIntent(r, &error);
+    if (!m_intentJournaled)
+        reportJournalError(error);
+    m_pending = r;
+    // Until its outcome comes, the write is one whose end nobody saw.
+    m_pending.state = JournalRecord::Interrupted;
+    m_sessionRecords << m_pending;
+}
+
+void TerminalSession::written(const QString &data, const QString &readBack, JournalRecord::State state, bool verified)
+{
+    JournalRecord r = m_pending;
+    m_pending = JournalRecord();
+    r.state = state;
     r.verified = verified;
     r.readBack = readBack;
 
-    // What the device holds now, for the next record's "before".
+    // What the device holds now. The windows show a write the device took;
+    // after a failed one they keep what they showed, while the next record's
+    // "before" is what the device read back (unknown without a reply).
     const int first = r.address.toInt(nullptr, 16);
     const QString held = readBack.size() == data.size() ? readBack.toUpper() : QString();
+    if (verified)
+        m_state.takeWrite(first, held);
     for (int i = 0; i < data.size() / 2; ++i)
         m_written.insert(first + i, {held.mid(2 * i, 2), imageByte(first + i)});
 
-    m_sessionRecords << r;
+    if (!m_sessionRecords.isEmpty() && m_sessionRecords.last().id == r.id)
+        m_sessionRecords.last() = r;
+    else
+        m_sessionRecords << r;
     QString error;
-    if (!m_journal.append(r, &error) && !m_journalReported) {
-        m_journalReported = true;
-        if (m_prompter)
-            m_prompter->message(QStringLiteral("The change journal cannot be written; device writes go on "
-                                               "without it.\r") + error,
-                                QStringLiteral("System Monitor"), Prompter::Exclamation);
-    }
+    const bool ok = m_intentJournaled ? m_journal.appendOutcome(r, &error) : m_journal.append(r, &error);
+    if (!ok)
+        reportJournalError(error);
 }

@@ -56,17 +56,28 @@ public:
     QString knownData(const QString &address, int width) const;
 
     // The configuration as found: the state of the first readout that
-    // succeeded in this session (nullptr before one has). A port opened under
-    // another name starts the record again, as the device is another.
+    // succeeded in this service record (nullptr before one has). Opening the
+    // port starts a new record, as the cable may now lead to another
+    // device; so does newServiceRecord().
     const TerminalState *asFound() const { return m_asFound.get(); }
+    void newServiceRecord();
+    // The device's configuration rows as the terminal knows them now, the
+    // live rows and the access code left out: "0100=05,0105=00001388,...",
+    // a row not known empty. What a journal record's device field holds.
+    static QString deviceRows(const std::function<QString(const QString &, int)> &known);
+    QString deviceRows() const;
     QDateTime asFoundTime() const { return m_asFoundTime; }
     // The journal records of the writes made in this session, oldest first,
     // kept here whether or not the journal file could take them.
     const QList<JournalRecord> &sessionRecords() const { return m_sessionRecords; }
 
 private:
-    void journalWrite(const QString &address, const QString &byteCount, const QString &data,
-                      const QString &readBack, bool verified);
+    // The one write path's session half: the intent is flushed before the
+    // frame leaves; the outcome updates the copy of device memory and ends
+    // the record.
+    void writing(const QString &address, const QString &byteCount, const QString &data);
+    void written(const QString &data, const QString &readBack, JournalRecord::State state, bool verified);
+    void reportJournalError(const QString &error);
     QString imageByte(int address) const;
 
     // Bytes written since the readout, with the image's byte at that time:
@@ -80,8 +91,9 @@ private:
     WriteJournal m_journal;
     bool m_journalReported = false;
     QList<JournalRecord> m_sessionRecords;
+    JournalRecord m_pending;   // the write under way
+    bool m_intentJournaled = false;
     std::unique_ptr<TerminalState> m_asFound;
-    QString m_asFoundPort;
     QDateTime m_asFoundTime;
 
     Prompter *m_prompter;

@@ -99,3 +99,63 @@ void TerminalState::fillCellsFromImages()
         setCell(p.address, text, value);
     }
 }
+
+namespace {
+
+struct Copy {
+    QString TerminalState::*hex;
+    int first;
+    int size;   // bytes the copy holds when whole
+};
+
+const Copy kCopies[] = {{&TerminalState::MemoryImage0100, 0x100, 80}, {&TerminalState::MemoryImage0100Export, 0x100, 80},
+                        {&TerminalState::MemoryImage01E5, 0x1E5, 6},  {&TerminalState::DensityHex, 0x170, 4},
+                        {&TerminalState::UDFactorHex, 0x17C, 4},      {&TerminalState::EngUnitHex, 0x1E4, 1},
+                        {&TerminalState::DataPointerHex, 0x1FE, 2},   {&TerminalState::Total0109, 0x109, 2},
+                        {&TerminalState::Total0174, 0x174, 8}};
+
+} // namespace
+
+void TerminalState::takeWrite(int address, const QString &hex)
+{
+    const QString data = hex.toUpper();
+    bool total = false;
+    for (const Copy &c : kCopies) {
+        QString &copy = this->*c.hex;
+        if (copy.size() != 2 * c.size)
+            continue;   // not read: stays unknown
+        for (int i = 0; i + 1 < data.size(); i += 2) {
+            const int offset = (address + i / 2 - c.first) * 2;
+            if (offset >= 0 && offset + 2 <= copy.size()) {
+                copy.replace(offset, 2, data.mid(i, 2));
+                total = total || c.hex == &TerminalState::Total0109 || c.hex == &TerminalState::Total0174;
+            }
+        }
+    }
+    fillCellsFromImages();
+    Density = qint32(DensityHex.toUInt(nullptr, 16));
+    UDFactor = qint32(UDFactorHex.toUInt(nullptr, 16));
+    EngUnit = EngUnitHex.toInt(nullptr, 16);
+    if (total)
+        decodeTotal(Total0109, Total0174, &TotalText, &TotalMultiplier);
+}
+
+QString TerminalState::knownBytes(int address, int width) const
+{
+    QString out;
+    for (int a = address; a < address + width; ++a) {
+        QString byte;
+        for (const Copy &c : kCopies) {
+            const QString &copy = this->*c.hex;
+            const int offset = (a - c.first) * 2;
+            if (copy.size() == 2 * c.size && offset >= 0 && offset + 2 <= copy.size()) {
+                byte = copy.mid(offset, 2);
+                break;
+            }
+        }
+        if (byte.isEmpty())
+            return QString();
+        out += byte;
+    }
+    return out.toUpper();
+}

@@ -49,6 +49,12 @@ public:
     qint64 cellValue(const QString &address) const { return CellValue.value(address); }
     // Fills the cells of every parameter held in the memory images.
     void fillCellsFromImages();
+    // The device holds `hex` from `address` on, as read back after a write:
+    // every copy of those bytes (images, words read on their own, the
+    // totalizer) and every value built from them takes it.
+    void takeWrite(int address, const QString &hex);
+    // The bytes at address from the images; "" when any is not held.
+    QString knownBytes(int address, int width) const;
 
     // Correction coefficient A at 202 marks a full-scale flow stored in tenths.
     bool tenthsMode() const;

@@ -1,11 +1,14 @@
 #pragma once
-// The journal of every verified write the program makes: one JSON object per
-// line in the per-user data folder. Records are only ever appended, one at a
-// time, and flushed before the next, so a crash or a full disk loses at most
-// the record being written. Access codes never pass through here: a record
-// holds the memory address, the bytes before and the bytes written.
+// The journal of every write the program makes to device memory: one JSON
+// object per line in the per-user data folder, readable by its owner only.
+// A write is journaled in two lines: its intent, flushed before the write
+// frame leaves, and its outcome once the read-back is compared. An intent
+// without an outcome is a write whose end nobody saw (the program died or
+// the line was cut between the two): "interrupted, outcome unknown". The
+// file is rotated by size; older parts are kept beside it, named by date.
 #include <QList>
 #include <QString>
+#include <functional>
 
 struct JournalRecord {
     QString time;       // ISO 8601 with the offset from UTC
@@ -18,10 +21,24 @@ struct JournalRecord {
     QString written;    // the bytes asked for
     bool verified = false;
     QString readBack;   // what the device held afterwards ("" no reply)
+    QString id;         // pairs the intent with its outcome
+    enum State { Done, NotVerified, Interrupted };
+    State state = Done; // NotVerified: a frame no read-back follows (typed)
+    // The device's configuration rows when the write was asked for, as far
+    // as the terminal knew them: "0100=05,0105=...", "" unknown.
+    QString device;
 
     bool beforeKnown() const { return !before.isEmpty(); }
-    QByteArray toLine() const;                       // without the line end
-    static bool fromLine(const QByteArray &line, JournalRecord *record);
+    bool interrupted() const { return state == Interrupted; }
+    // "verified", "failed, read back X", "not verified",
+    // "interrupted, outcome unknown".
+    QString outcomeText() const;
+    QByteArray toLine() const;                       // intent and outcome in one line
+    QByteArray intentLine() const;
+    QByteArray outcomeLine() const;
+    // A whole record (older journals), an intent or an outcome; *kind gets
+    // 0, 1 or 2 accordingly.
+    static bool fromLine(const QByteArray &line, JournalRecord *record, int *kind = nullptr);
 };
 
 class WriteJournal
@@ -33,13 +50,34 @@ public:
     static QString defaultPath();
     QString path() const { return m_path; }
     void setPath(const QString &path) { m_path = path; }
+    // Past this size the next intent starts a new file (the old one is kept
+    // as journal-yyyyMMdd-hhmmss-NNN.jsonl beside it).
+    void setRotateBytes(qint64 bytes) { m_rotateBytes = bytes; }
 
-    // Appends one record and flushes it; false with the reason in *error.
+    // Flushes the intent of a write (record.id set here when empty); false
+    // with the reason in *error.
+    bool appendIntent(JournalRecord &record, QString *error) const;
+    // Flushes the outcome of the write whose intent was appended.
+    bool appendOutcome(const JournalRecord &record, QString *error) const;
+    // Both at once, for records made elsewhere.
     bool append(const JournalRecord &record, QString *error) const;
-    // Every record, oldest first. A line that cannot be read (the last one
-    // cut short by a crash) is left out. A missing file is an empty journal.
+
+    // Every record, oldest first, the rotated parts before the current one.
+    // A line that cannot be read (one cut short by a crash) is left out. A
+    // missing file is an empty journal.
     QList<JournalRecord> records(QString *error) const;
+    // The newest `count` records that `keep` accepts (all when not given),
+    // oldest first, read from the end of the file so that a long journal
+    // costs no more than the records asked for.
+    QList<JournalRecord> newest(int count, QString *error,
+                                const std::function<bool(const JournalRecord &)> &keep = {}) const;
+    // The files of the journal, oldest first: the rotated parts, then the current.
+    QStringList files() const;
 
 private:
+    bool appendLine(const QByteArray &line, QString *error) const;
+    void rotateIfLarge() const;
+
     QString m_path;
+    qint64 m_rotateBytes = 16 * 1024 * 1024;
 };

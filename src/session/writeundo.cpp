@@ -5,6 +5,8 @@
 #include "session/operationgate.h"
 #include "session/parametermap.h"
 #include "session/terminalhost.h"
+#include "session/terminalstate.h"
+#include "link/serialport.h"
 
 #include <QMap>
 
@@ -45,21 +47,37 @@ WriteUndo::Result WriteUndo::refuse(const QString &why, Result result)
     return result;
 }
 
+bool WriteUndo::isCopyOf(const JournalRecord &copy, const JournalRecord &write)
+{
+    return !copy.address.isEmpty() && mirrorOf(write) == copy.address && copy.width == write.width
+           && copy.written == write.written && copy.port == write.port;
+}
+
 WriteUndo::Result WriteUndo::undoLast(int count)
 {
     m_refusal.clear();
     if (m_host.gate().busy())
         return refuse(QStringLiteral("another device operation is running"), Busy);
+    const SerialPort *open = m_host.link().port();
+    if (!open)
+        return refuse(QStringLiteral("no port is open"));
+    // Only what was written through this port; a write and its RAM copy are
+    // one step.
+    const QString port = open->portName();
     QString error;
-    const QList<JournalRecord> all = m_journal.records(&error);
+    const QList<JournalRecord> found =
+        m_journal.newest(2 * count + 1, &error, [&port](const JournalRecord &r) { return r.port == port; });
     if (!error.isEmpty())
         return refuse(error);
-    if (count < 1 || count > all.size())
-        return refuse(QStringLiteral("the journal holds %1 records").arg(all.size()));
-
     QList<JournalRecord> steps;
-    for (int i = all.size() - 1; i >= all.size() - count; --i)
-        steps << all[i];
+    int taken = 0;
+    for (int i = found.size() - 1; i >= 0 && taken < count; --i, ++taken) {
+        steps << found[i];
+        if (i > 0 && isCopyOf(found[i], found[i - 1]))
+            steps << found[--i];
+    }
+    if (count < 1 || taken < count)
+        return refuse(QStringLiteral("the journal holds %1 writes through %2").arg(taken).arg(port));
     return undo(steps);
 }
 
@@ -82,13 +100,42 @@ WriteUndo::Result WriteUndo::undo(const QList<JournalRecord> &chosen)
         if (!copies.contains(r.address) || r.width != 1)
             steps << r;
 
+    // The device open now must be the one the writes went to: in the rows
+    // none of them touched, it holds what the terminal knew then.
+    const TerminalState &state = m_host.state();
+    const auto touched = [&chosen](const QString &address, int width) {
+        const int a = address.toInt(nullptr, 16);
+        for (const JournalRecord &r : chosen) {
+            const int f = r.address.toInt(nullptr, 16);
+            if (f < a + width && a < f + r.width)
+                return true;
+        }
+        return false;
+    };
+    for (const JournalRecord &r : chosen) {
+        for (const QString &row : r.device.split(QLatin1Char(','), Qt::SkipEmptyParts)) {
+            const QString address = row.section(QLatin1Char('='), 0, 0);
+            const QString then = row.section(QLatin1Char('='), 1);
+            const Parameter *p = ParameterMap::find(address);
+            if (!p || then.isEmpty() || touched(address, p->width))
+                continue;
+            const QString now = state.knownBytes(address.toInt(nullptr, 16), p->width);
+            if (!now.isEmpty() && now != then)
+                return refuse(where(r) + QStringLiteral(": the device open now is another: it holds %1 at %2, "
+                                                        "the device written held %3")
+                                             .arg(now, address, then));
+        }
+    }
+
     // What each byte will hold once the steps before it are undone, so that
     // two writes to one address undo in turn.
     QMap<int, QString> planned;
     for (const JournalRecord &r : std::as_const(steps)) {
         if (!r.beforeKnown())
             return refuse(where(r) + QStringLiteral(": the data before it is not known"));
-        const QString wrote = r.verified ? r.written : r.readBack;
+        // A write whose outcome was not seen is undone only if the device
+        // holds what it asked for.
+        const QString wrote = r.verified || r.state != JournalRecord::Done ? r.written : r.readBack;
         if (wrote.isEmpty() || wrote.size() != 2 * r.width || r.before.size() != 2 * r.width)
             return refuse(where(r) + QStringLiteral(": what the device held afterwards is not known"));
         bool ok = false;
@@ -129,12 +176,15 @@ WriteUndo::Result WriteUndo::undo(const QList<JournalRecord> &chosen)
 
     for (const JournalRecord &r : std::as_const(steps)) {
         for (const QString &address : {r.address, mirrorOf(r)}) {
-            if (!address.isEmpty() && m_host.link().WriteRamData(widthText(r.width), address, r.before) != r.before)
+            if (!address.isEmpty() && m_host.link().WriteRamData(widthText(r.width), address, r.before) != r.before) {
+                m_host.refreshStatusBar();
                 return refuse(QStringLiteral("the write of %1 at %2 was not verified; undo stopped").arg(r.before, address),
                               Failed);
+            }
         }
         if (undone)
             undone(r);
     }
+    m_host.refreshStatusBar();
     return Done;
 }

@@ -19,7 +19,8 @@ public:
     WriteUndo(TerminalHost &host, const WriteJournal &journal) : m_host(host), m_journal(journal) {}
 
     enum Result { Done, Refused, Declined, Failed, Busy };
-    // Undoes the newest `count` records after the prompter's Yes/No on the
+    // Undoes the newest `count` writes made through the port open now (a
+    // write and its RAM copy count once) after the prompter's Yes/No on the
     // list of writes. refusal() says why when the result is Refused or Failed.
     Result undoLast(int count);
     // Undoes the given records, newest first, the same way. A parameter with
@@ -30,6 +31,8 @@ public:
     // Called after each write put back.
     std::function<void(const JournalRecord &)> undone;
 
+    // Whether `copy` is the RAM copy the editor wrote right after `write`.
+    static bool isCopyOf(const JournalRecord &copy, const JournalRecord &write);
     // "0134 02  0FA0 -> 0BB8  txtHighFcut": what undoing a record writes.
     static QString describe(const JournalRecord &record);
     // How the question names each step; a window puts its own words here.

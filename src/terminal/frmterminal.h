@@ -96,6 +96,9 @@ public:
     void mnuFileALogC_Click();
     void mnuOALF_Click();
     void mnuSaveReport_Click();
+    void mnuOpenSite_Click();
+    // The next readout is the configuration as found of a new service record.
+    void mnuNewServiceRecord_Click();
     void mnuCommandsFlow_Click();
     void mnuAutoS_Click();
     void mnuMonitor_Click();

@@ -324,6 +324,8 @@ void frmTerminal::buildMenus()
     addSeparator(file, "Bar5");
     addItem(file, "mnuOALF", tr("Download Flow Log"), Qt::Key_F4, true, &T::mnuOALF_Click);
     addItem(file, "mnuSaveReport", tr("Save &Report..."), QKeySequence(), true, &T::mnuSaveReport_Click);
+    addItem(file, "mnuOpenSite", tr("Open &Site..."), QKeySequence(), true, &T::mnuOpenSite_Click);
+    addItem(file, "mnuNewServiceRecord", tr("&New Service Record"), QKeySequence(), true, &T::mnuNewServiceRecord_Click);
     addSeparator(file, "Bar6");
     addItem(file, "mnuFileExit", tr("E&xit"), Qt::CTRL | Qt::Key_X, true, &T::mnuFileExit_Click);
 

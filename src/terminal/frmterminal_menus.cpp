@@ -15,6 +15,7 @@
 
 // TEMPORARY while the chart viewer is being written.
 #include "files/frmautotune.h"
+#include "files/frmdevices.h"
 #include "files/frmexporte.h"
 #include "files/frmhistory.h"
 #include "files/frmimporte.h"
@@ -49,7 +50,7 @@ const QStringList kLockedItems = {
     "mnuOpen", "mnuMSComm", "mnuProperties", "mnuDeviceSinhronize", "mnuOptionsBackDoor",
     "mnuOptionsMemExport", "mnuOptionsMemImport", "mnuOptionsCalibrate", "mnuOptionsView",
     "mnuOptionRescale", "mnuDProperties", "mnuOpenLog", "mnuCloseLog", "mnuFileALogO", "mnuFileALogC", "mnuOALF",
-    "mnuSaveReport"};
+    "mnuSaveReport", "mnuOpenSite"};
 const QStringList kLockedButtons = {"DialPhoneNumber", "HangUpPhone", "OpenLogFile", "CloseLogFile",
                                     "ALogO", "ALogC", "Properties", "StartAM"};
 } // namespace
@@ -366,6 +367,11 @@ void frmTerminal::mnuDeviceHistory_Click()
     runDialog(dialog);
 }
 
+void frmTerminal::mnuNewServiceRecord_Click()
+{
+    m_session->newServiceRecord();
+}
+
 void frmTerminal::mnuSaveReport_Click()
 {
     if (busyRefused())
@@ -393,6 +399,40 @@ void frmTerminal::mnuSaveReport_Click()
         prompter(), dialog, [&report](const QString &path, QString *e) { return report.writeFile(path, e); });
     if (!saved.isEmpty())
         CommSettings::setExtraValue(QStringLiteral("Report/Folder"), QFileInfo(saved).absolutePath());
+}
+
+void frmTerminal::mnuOpenSite_Click()
+{
+    if (busyRefused())
+        return;
+    const QString path = prompter().openFileName(QStringLiteral("Open Site File"), programFolder(),
+                                                 QStringLiteral("Site Files (*.CSV)|*.csv|All Files (*.*)|*.*"));
+    if (path.isEmpty())
+        return;
+    frmDevices dialog(prompter(), frmDevices::cliProgram(), this);
+    if (!dialog.openSite(path))
+        return;
+    SiteDevice chosen;
+    connect(&dialog, &frmDevices::openDevice, &dialog, [&chosen, &dialog](const SiteDevice &d) {
+        chosen = d;
+        dialog.accept();
+    });
+    runDialog(dialog);
+    if (chosen.port.isEmpty())
+        return;
+    // The transmitter chosen becomes this window's device: its port, line
+    // settings and interface, then its configuration is read.
+    QString error;
+    if (!choosePort(chosen.port, &error)) {
+        prompter().message(error, kSystemMonitor, Prompter::Exclamation);
+        return;
+    }
+    if (!chosen.settings.isEmpty() && port() && !port()->setSettings(chosen.settings)) {
+        prompter().message(port()->errorString(), kSystemMonitor, Prompter::Exclamation);
+        return;
+    }
+    m_link->Rs232Mode = !chosen.rs485;
+    synchronize();
 }
 
 void frmTerminal::mnuLinkHealth_Click()

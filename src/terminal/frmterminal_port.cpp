@@ -8,6 +8,7 @@
 #include "link/devicelink.h"
 #include "link/portfactory.h"
 #include "session/reconnector.h"
+#include "session/terminalsession.h"
 #include "config/commsettings.h"
 
 #include <QAction>
@@ -87,8 +88,10 @@ bool frmTerminal::mnuOpen_Click()
     } else if (!p->open()) {
         m_prompter->message(p->errorString(), kSystemMonitor, Prompter::Exclamation);
     } else {
-        // A fresh connection starts without the old line texts.
+        // A fresh connection starts without the old line texts, and a new
+        // service record: the cable may lead to another device now.
         m_lineEvents->clear();
+        m_session->newServiceRecord();
         m_connectedSince = QDateTime::currentMSecsSinceEpoch();
     }
     showPortState();

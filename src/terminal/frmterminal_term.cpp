@@ -7,6 +7,8 @@
 #include "common/numtext.h"
 #include "common/prompter.h"
 #include "link/devicelink.h"
+#include "session/operationgate.h"
+#include "session/terminalsession.h"
 
 #include <QKeyEvent>
 #include <QLabel>
@@ -65,6 +67,19 @@ void frmTerminal::sendTerminalLine()
     m_termInputStart = txtTerm->document()->characterCount() - 1;
     if (line.isEmpty())
         return;
+    // A write frame typed here changes the device like any other write:
+    // it takes the write path, journaled as the terminal's and not verified.
+    QString address, count, data;
+    if (m_link->parseWriteFrame(line, &address, &count, &data)) {
+        const OperationGate::Hold hold = m_session->gate().begin(QStringLiteral("terminal write"));
+        if (!hold)
+            return;
+        const auto source = m_session->journalSource;
+        m_session->journalSource = [] { return QStringLiteral("terminal"); };
+        m_link->WriteMemory(address, count, data);
+        m_session->journalSource = source;
+        return;
+    }
     m_link->Transact(line);
 }
 

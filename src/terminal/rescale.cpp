@@ -30,16 +30,6 @@ QString writtenStatus(const QString &address, const QString &data, qint64 value)
         + QStringLiteral("   ") + QString::number(value);
 }
 
-// The terminal's copy of a 4-byte value after the device took it: the
-// current-value cell and the configuration image the status bar reads.
-void storeValue(TerminalState &s, const QString &address, const QString &data, qint64 value)
-{
-    s.setCell(address, QString::number(value), value);
-    const int offset = (address.toInt(nullptr, 16) - 0x100) * 2;
-    if (offset >= 0 && s.MemoryImage0100.size() >= offset + data.size())
-        s.MemoryImage0100.replace(offset, data.size(), data);
-}
-
 qint32 currentFactor(const TerminalState &s)
 {
     return qint32(quint32(s.cellValue(Rescale::FactorAddress)));
@@ -48,29 +38,6 @@ qint32 currentFactor(const TerminalState &s)
 qint32 currentMaxFlow(const TerminalState &s)
 {
     return qint32(quint32(s.cellValue(Rescale::MaxFlowAddress)));
-}
-
-// A raw write the device took changes what the terminal holds of those
-// bytes: the readout's images, the words read on their own and every
-// parameter cell built from them, so no window goes on showing the old value.
-void takeRawWrite(TerminalState &s, int address, const QString &data)
-{
-    const struct {
-        QString *hex;
-        int first;
-    } copies[] = {{&s.MemoryImage0100, 0x100}, {&s.MemoryImage01E5, 0x1E5}, {&s.DensityHex, 0x170},
-                  {&s.UDFactorHex, 0x17C},     {&s.EngUnitHex, 0x1E4},      {&s.DataPointerHex, 0x1FE}};
-    for (int i = 0; i + 1 < data.size(); i += 2) {
-        for (const auto &c : copies) {
-            const int offset = (address + i / 2 - c.first) * 2;
-            if (offset >= 0 && offset + 2 <= c.hex->size())
-                c.hex->replace(offset, 2, data.mid(i, 2));
-        }
-    }
-    s.fillCellsFromImages();
-    s.Density = qint32(s.DensityHex.toUInt(nullptr, 16));
-    s.UDFactor = qint32(s.UDFactorHex.toUInt(nullptr, 16));
-    s.EngUnit = s.EngUnitHex.toInt(nullptr, 16);
 }
 
 bool isHexDigitKey(int key)
@@ -224,7 +191,6 @@ Rescale::Result Rescale::compute(const QString &newMaxText)
     if (r.sf >= 1 && r.sf < kFactorLimit && r.sf != currentFactor(s)) {
         const QString data = ParameterMap::padHex(quint32(r.sf), 4);
         if (link.WriteRamData(kWidth4, FactorAddress, data) == data) {
-            storeValue(s, FactorAddress, data, r.sf);
             m_host.setStatusText(writtenStatus(FactorAddress, data, r.sf));
             m_host.startTimer2();
             r.factorDone = true;
@@ -239,7 +205,6 @@ Rescale::Result Rescale::compute(const QString &newMaxText)
     if (r.factorDone && r.maxStored != currentMaxFlow(s)) {
         const QString data = ParameterMap::padHex(quint32(r.maxStored), 4);
         if (link.WriteRamData(kWidth4, MaxFlowAddress, data) == data) {
-            storeValue(s, MaxFlowAddress, data, r.maxStored);
             m_host.setStatusText(writtenStatus(MaxFlowAddress, data, r.maxStored));
             m_host.startTimer2();
             r.flowDone = true;
@@ -305,7 +270,6 @@ Calibration::Outcome Calibration::enter(const QString &text)
         m_host.setStatusText(QStringLiteral("Status: ") + kWriteError);
         return Failed;
     }
-    storeValue(s, Rescale::FactorAddress, data, factor);
     m_host.setStatusText(writtenStatus(Rescale::FactorAddress, data, factor));
     m_host.startTimer2();
     m_host.refreshStatusBar();
@@ -420,7 +384,6 @@ bool MemWrite::write(const QString &numByte, const QString &sAddress, const QStr
     const QString readBack = m_host.link().WriteRamData(numByte, sAddress, wData);
     if (readBack.isEmpty() || readBack != wData)
         return false;
-    takeRawWrite(m_host.state(), sAddress.toInt(nullptr, 16), wData);
     m_host.refreshStatusBar();
     return true;
 }

@@ -52,7 +52,6 @@ void TestJsonCli::commandsPrintJson_data()
         "rows/1/b/text == \"5000\"", "rows/1/differs == false", "rows/18/live == true"};
     QTest::newRow("journal") << QStringList{"journal", "--last", "1"} << 0 << 1 << QStringList{"name == \"txtLowFcut\"",
         "width is number", "verified == true", "before is string", "written is string"};
-    QTest::newRow("set knows no --json") << QStringList{"--sim", "set", "txtLowFcut", "8"} << 2 << 0 << QStringList{};
 }
 
 void TestJsonCli::commandsPrintJson()

@@ -1,7 +1,8 @@
 // Device Properties driven through its controls against the simulated
-// transmitter: loading from the terminal's copy, keys and Enter, the combos
-// and option pairs, cmdOK with edits typed without Enter, and the totalizer
-// reset, checked by the frames the device received and the texts shown.
+// transmitter (what it shows on loading is in tst_windowtexts): keys and
+// Enter, the combos and option pairs, cmdOK with edits typed without Enter,
+// and the totalizer reset, checked by the frames the device received and the
+// texts shown.
 #include "config/frmdprop.h"
 #include "config/parametercommit.h"
 #include "support/simrig.h"
@@ -9,10 +10,8 @@
 #include <QClipboard>
 #include <QComboBox>
 #include <QGuiApplication>
-#include <QFrame>
 #include <QLabel>
 #include <QLineEdit>
-#include <QPushButton>
 #include <QRadioButton>
 #include <QStackedWidget>
 #include <QTabBar>
@@ -85,10 +84,9 @@ class TestFrmDProp : public QObject
 {
     Q_OBJECT
 private slots:
-    void loadsFromTheReadoutAlone_data();
-    void loadsFromTheReadoutAlone();
     void typingAndEnter_data();
     void typingAndEnter();
+    void everyFieldTakesItsOwnKeys();
     void pasteHeldToTheKeyRule_data();
     void pasteHeldToTheKeyRule();
     void coefficientASwitchesTenths();
@@ -97,54 +95,6 @@ private slots:
     void okStaysOnARefusedEdit();
     void totalizerReset();
 };
-
-void TestFrmDProp::loadsFromTheReadoutAlone_data()
-{
-    QTest::addColumn<QString>("preset");
-    QTest::addColumn<int>("multiplier");
-    QTest::addColumn<QString>("maxFlow");
-    QTest::addColumn<int>("unit");
-    QTest::addColumn<int>("timeBase");
-    QTest::addColumn<int>("enableElement");
-    QTest::addColumn<int>("pulseElement");
-    QTest::addColumn<QString>("total");
-    QTest::addColumn<QString>("totalUnit");
-
-    QTest::newRow("standard") << "standard" << 0 << "5000" << 5 << 1 << 0 << 0 << "1234567" << "LTR";
-    QTest::newRow("tenths, thousands") << "tenths" << 1 << "1234.5" << 5 << 1 << 0 << 0 << "1234567" << " K  LTR";
-    QTest::newRow("second, millions") << "second" << 2 << "1200" << 1 << 2 << 1 << 1 << "98765" << " M  KG";
-}
-
-void TestFrmDProp::loadsFromTheReadoutAlone()
-{
-    QFETCH(QString, preset);
-    QFETCH(int, multiplier);
-    QFETCH(QString, maxFlow);
-    QFETCH(int, unit);
-    QFETCH(int, timeBase);
-    QFETCH(int, enableElement);
-    QFETCH(int, pulseElement);
-    QFETCH(QString, total);
-    QFETCH(QString, totalUnit);
-
-    Rig rig(preset);
-    QVERIFY(rig.session.synchronize());
-    rig.session.state().TotalMultiplier = multiplier;
-    QVERIFY(rig.open(false));
-
-    QCOMPARE(rig.form->windowTitle(), QStringLiteral("Device Properties"));
-    QCOMPARE(rig.device->framesReceived(), 0);
-    QCOMPARE(rig.child("txtMaxFlow")->text(), maxFlow);
-    QCOMPARE(rig.child<QComboBox>("cboEUnit")->currentIndex(), unit);
-    QCOMPARE(rig.child<QComboBox>("cboEUTimeBase")->currentIndex(), timeBase);
-    QVERIFY(rig.child<QRadioButton>(QStringLiteral("optEnable_%1").arg(enableElement))->isChecked());
-    QVERIFY(rig.child<QRadioButton>(QStringLiteral("optPulse_%1").arg(pulseElement))->isChecked());
-    QCOMPARE(rig.child<QLabel>("lblTotal")->text(), total);
-    QCOMPARE(rig.child<QLabel>("lblTotalEU")->text(), totalUnit);
-
-    for (const QString &control : ParameterCommit::textFields())
-        QVERIFY2(rig.child(control) && !rig.child(control)->text().isEmpty(), qPrintable(control));
-}
 
 void TestFrmDProp::typingAndEnter_data()
 {
@@ -193,6 +143,18 @@ void TestFrmDProp::typingAndEnter()
     QCOMPARE(rig.writeFrames(), writes);
     QCOMPARE(rig.child(field)->text(), shown);
     QVERIFY(rig.form->isVisible()); // Enter never closes the form
+}
+
+// Each field has its own key rule: digits, upper-case hex for the pointer,
+// any key for the unit name.
+void TestFrmDProp::everyFieldTakesItsOwnKeys()
+{
+    Rig rig;
+    QVERIFY(rig.open());
+    for (const QString &control : ParameterCommit::textFields()) {
+        rig.type(control, QStringLiteral("9a .F"), false);
+        QCOMPARE(rig.child(control)->text(), control == "txtDataPointer" ? "9F" : control == "txtUDEUString" ? "9a .F" : "9");
+    }
 }
 
 // Text that arrives by paste (keys, middle button) or by setText (a drop)

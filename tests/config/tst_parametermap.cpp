@@ -152,6 +152,33 @@ void TestParameterMap::commit_data()
     // The device keeps two characters: the rest changes nothing there.
     same("stored unit name and more", std, "txtUDEUString", "UDX");
     same("name shorter than two characters", std, "txtUDEUString", "X", CommitResult::Ignored);
+    // The other end of every range.
+    ok("mA scale 0", std, "txtmAScale", "0", {writeFrame("0101", "02", "0000")});
+    ok("response 0", std, "txtResponseTime", "0", {writeFrame("0103", "01", "00")});
+    ok("full scale 1", std, "txtMaxFlow", "1", {writeFrame("0105", "04", "00000001")});
+    ok("percent 2: 0", std, "txt2Percent", "0", {writeFrame("0111", "01", "00")});
+    no("percent 2: 101", std, "txt2Percent", "101", range("[0-100]"));
+    ok("percent 3: 0", std, "txt3Percent", "0", {writeFrame("0116", "01", "00")});
+    ok("percent 3: 100", std, "txt3Percent", "100", {writeFrame("0116", "01", "64")});
+    no("percent 3: 101", std, "txt3Percent", "101", range("[0-100]"));
+    ok("scale factor 1", std, "txtScaleFactor", "1", {writeFrame("0118", "04", "00000001")});
+    ok("coefficient A 0", std, "txtAFCor", "0", {writeFrame("012D", "02", "0000")});
+    no("coefficient A 10000", std, "txtAFCor", "10000", range("[0-9999]"));
+    ok("coefficient B 0", std, "txtBFCor", "0", {writeFrame("0130", "02", "0000")});
+    ok("coefficient B 9999", std, "txtBFCor", "9999", {writeFrame("0130", "02", "270F")});
+    ok("high cut-off 1", std, "txtHighFcut", "1", {writeFrame("0134", "02", "0001")});
+    ok("password 1", std, "txtPassword", "1", {writeFrame("0138", "02", "0001")});
+    ok("mA offset 0", std, "txtmAOffset", "0", {writeFrame("013A", "02", "0000")});
+    ok("mA offset 4095", std, "txtmAOffset", "4095", {writeFrame("013A", "02", "0FFF")});
+    no("mA offset 4096", std, "txtmAOffset", "4096", range("[0-4095]"));
+    ok("turbulence 0", std, "txtTurbWindow", "0", {writeFrame("014C", "01", "00")});
+    ok("low cut-off 0", std, "txtLowFcut", "0", {writeFrame("014D", "02", "0000")});
+    ok("density 1", std, "txtFluDensity", "1", {writeFrame("0170", "04", "00000001")});
+    ok("K-factor 999998999", std, "txtUDKfactor", "999998999", {writeFrame("017C", "04", "3B9AC617")});
+    ok("log interval 1 and its mirror", std, "txtLogInterval", "1", {writeFrame("01E8", "01", "01"), writeFrame("0008", "01", "01")});
+    no("log interval 256", std, "txtLogInterval", "256", range("[1-255]"));
+    ok("time-out 0", std, "txtTimeOut", "0", {writeFrame("01E9", "01", "00")});
+    ok("interval 255", std, "txtMeasureInter", "255", {writeFrame("0100", "01", "FF"), writeFrame("0030", "01", "FF")});
     no("empty interval reads 0", std, "txtMeasureInter", "", range("[1-255]"));
     ok("empty percent commits 0", std, "txt1Percent", "", {writeFrame("010C", "01", "00")});
 }

@@ -7,6 +7,7 @@
 #include "files/configtable.h"
 #include "files/frmhistory.h"
 #include "files/frmimporte.h"
+#include "files/servicereport.h"
 #include "session/writejournal.h"
 #include "support/clirun.h"
 #include "support/fulldisk.h"
@@ -14,11 +15,9 @@
 #include "support/simrig.h"
 #include "support/windowrig.h"
 
-#include <QDir>
-#include <QHeaderView>
 #include <QComboBox>
 #include <QFile>
-#include <QPlainTextEdit>
+#include <QHeaderView>
 #include <QProcess>
 #include <QProgressBar>
 #include <QPushButton>
@@ -32,9 +31,12 @@ class TestCompareCli : public QObject
 private slots:
     void compareImportJournalAndUndo();
     void flowlogAndRefusals();
+    void tablesAndOutputsRefused_data();
+    void tablesAndOutputsRefused();
     void importWindowMarksAndWritesChangedRowsOnly();
     void historyWindowListsAndUndoes();
     void reportFromTheWindow();
+    void reportCellsWholeAndInTenths();
     void journalThatCannotBeWrittenIsReportedOnce_data();
     void journalThatCannotBeWrittenIsReportedOnce();
 };
@@ -79,9 +81,12 @@ QStringList journal(int last)
 
 void TestCompareCli::compareImportJournalAndUndo()
 {
+    // A journal left by an earlier run may name these ports for other devices.
+    QDir cliData(QDir::homePath() + QStringLiteral("/.local/share/Quorin Terminal"));
+    for (const QString &name : cliData.entryList({QStringLiteral("journal*.jsonl")}, QDir::Files))
+        QVERIFY(cliData.remove(name));
     SimProcess first, second;
-    QVERIFY2(first.start({QStringLiteral("--preset"), QStringLiteral("second"), QStringLiteral("--no-pacing")}),
-             qPrintable(first.errorString()));
+    QVERIFY2(first.start({"--preset", "second", "--no-pacing"}), qPrintable(first.errorString()));
     QVERIFY2(second.start({QStringLiteral("--no-pacing")}), qPrintable(second.errorString()));
     QTemporaryDir dir;
     const QString a = dir.filePath(QStringLiteral("a.epr"));
@@ -163,11 +168,18 @@ void TestCompareCli::compareImportJournalAndUndo()
     QVERIFY2(r.err.contains(QLatin1String("  0134 02  0640 -> 05DC  txtHighFcut\n  0170 04  00000384 -> 00000352  txtFluDensity\n")),
              qPrintable(r.err));
     QCOMPARE(runCli(second.path(), {QStringLiteral("compare"), s}).code, 1);
-    // Another device does not hold what these records wrote.
+    // Undo takes only the writes made through its own port, and refuses a
+    // device that is not the one written to.
     r = runCli(first.path(), {QStringLiteral("undo"), QStringLiteral("--last"), QStringLiteral("3"), QStringLiteral("--yes")});
     QCOMPARE(r.code, 1);
-    QVERIFY2(r.err.contains(QRegularExpression(QStringLiteral("the write of 0640 at 0134 \\(\\S+\\): the device holds 0258 "
-                                                              "there now; it was changed since"))), qPrintable(r.err));
+    QCOMPARE(r.err, QStringLiteral("quorin-cli: undo refused: the journal holds 0 writes through %1\n").arg(first.path()));
+    QCOMPARE(runCli({QStringLiteral("--sim"), QStringLiteral("set"), QStringLiteral("high-cutoff"), QStringLiteral("1500")}).code, 0);
+    r = runCli({QStringLiteral("--sim"), QStringLiteral("--preset"), QStringLiteral("second"), QStringLiteral("undo"),
+                QStringLiteral("--last"), QStringLiteral("1"), QStringLiteral("--yes")});
+    QCOMPARE(r.code, 1);
+    QVERIFY2(r.err.contains(QRegularExpression(QStringLiteral("the write of 05DC at 0134 \\(\\S+\\): the device open now is "
+                                                              "another: it holds 19 at 0100, the device written held 32\n"))),
+             qPrintable(r.err));
     r = runCli(second.path(), {QStringLiteral("undo"), QStringLiteral("--last"), QStringLiteral("3"), QStringLiteral("--yes")}, 60000);
     QCOMPARE(r.code, 0);
     QCOMPARE(r.lines().size(), 3);
@@ -178,18 +190,16 @@ void TestCompareCli::compareImportJournalAndUndo()
 
     // --only writes the named rows alone.
     QCOMPARE(runCli(second.path(), {QStringLiteral("set"), QStringLiteral("high-cutoff"), QStringLiteral("1500")}).code, 0);
-    r = runCli(second.path(), {QStringLiteral("import"), a, QStringLiteral("--only"), QStringLiteral("txtHighFcut,density"),
-                               QStringLiteral("--yes")}, 60000);
+    r = runCli(second.path(), {"import", a, "--only", "txtHighFcut,density", "--yes"}, 60000);
     QCOMPARE(r.code, 0);
     QCOMPARE(r.lines().size(), 2);
     QCOMPARE(runCli(second.path(), {QStringLiteral("compare"), s}).code, 0);
-    QCOMPARE(runCli(second.path(), {QStringLiteral("import"), a, QStringLiteral("--only"), QStringLiteral("coefficient-b"),
-                                    QStringLiteral("--yes")}).code, 2);
+    QCOMPARE(runCli(second.path(), {"import", a, "--only", "coefficient-b", "--yes"}).code, 2);
 
     // A parameter with a RAM copy goes back together with its copy.
     const QString interval = runCli(second.path(), {QStringLiteral("read"), QStringLiteral("0100"), QStringLiteral("01")}).out;
     QCOMPARE(runCli(second.path(), {QStringLiteral("set"), QStringLiteral("measuring-interval"), QStringLiteral("30")}).code, 0);
-    QCOMPARE(runCli(second.path(), {QStringLiteral("undo"), QStringLiteral("--last"), QStringLiteral("2"), QStringLiteral("--yes")}).code, 0);
+    QCOMPARE(runCli(second.path(), {QStringLiteral("undo"), QStringLiteral("--last"), QStringLiteral("1"), QStringLiteral("--yes")}).code, 0);
     QCOMPARE(runCli(second.path(), {QStringLiteral("read"), QStringLiteral("0030"), QStringLiteral("01")}).out, interval);
     QCOMPARE(runCli(second.path(), {QStringLiteral("read"), QStringLiteral("0100"), QStringLiteral("01")}).out, interval);
 
@@ -228,17 +238,75 @@ void TestCompareCli::flowlogAndRefusals()
     QCOMPARE(records.size(), 16131);
     QVERIFY(records[16129].startsWith("16129,"));
 
-    r = runCli({QStringLiteral("--sim"), QStringLiteral("flowlog"), QStringLiteral("0100"), path + "2"});
-    QCOMPARE(r.code, 2);
-    QCOMPARE(r.err, QStringLiteral("The value of the parameter is out of\n permissible range [200h-7FFFh] Try again!\n"));
-    r = runCli({QStringLiteral("--sim"), QStringLiteral("flowlog"), QStringLiteral("0200"), path + "2"});
-    QCOMPARE(r.code, 2);
-    QCOMPARE(r.err, QStringLiteral("Flow array is ampty! Please first Reed data. Click OK.\n"));
-    r = runCli({QStringLiteral("--sim"), QStringLiteral("flowlog"), QStringLiteral("7FFF"),
-                dir.filePath(QStringLiteral("no/such/x.mlg"))});
+    r = runCli({"--sim", "flowlog", "7FFF", dir.filePath("no/such/x.mlg")});
     QCOMPARE(r.code, 2);
     QVERIFY2(r.err.startsWith(QStringLiteral("quorin-cli: ") + dir.filePath(QStringLiteral("no/such/x.mlg")) + ": "),
              qPrintable(r.err));
+}
+
+// A table naming an address twice is refused by every reader, with both
+// lines; an output that is an input of the same command, however spelled,
+// is refused and nothing is written; a table with bare CR line ends reads.
+void TestCompareCli::tablesAndOutputsRefused_data()
+{
+    QTest::addColumn<QStringList>("args");
+    QTest::addColumn<int>("code");
+    QTest::addColumn<QString>("err");
+    QTest::addColumn<QString>("out");
+    const QString dup = QStringLiteral("quorin-cli: d.epr, line 5: the address 0134 is named again; line 4 names it first\n");
+    QTest::newRow("compare, twice named") << QStringList{"compare", "d.epr", "t.epr"} << 2 << dup << QString();
+    QTest::newRow("import") << QStringList{"--sim", "import", "d.epr", "--changed", "--yes"} << 2 << dup << QString();
+    QTest::newRow("report as found") << QStringList{"--sim", "report", "r.pdf", "--as-found", "d.epr"} << 2 << dup << QString();
+    const QString same = QStringLiteral("quorin-cli: %1 is read by this command; it cannot also be the output\n");
+    QTest::newRow("report over its table") << QStringList{"--sim", "report", "t.epr", "--as-found", "t.epr", "--yes"} << 2
+                                           << same.arg("t.epr") << QString();
+    QTest::newRow("spelled ..") << QStringList{"--sim", "report", "../x/t.epr", "--as-found", "t.epr", "--yes"} << 2
+                                << same.arg("../x/t.epr") << QString();
+    QTest::newRow("through a link") << QStringList{"--sim", "report", "l.epr", "--as-found", "t.epr", "--yes"} << 2
+                                    << same.arg("l.epr") << QString();
+    QTest::newRow("bare CR line ends") << QStringList{"compare", "cr.epr", "t.epr"} << 0 << QString() << QString();
+    QTest::newRow("empty data is no 0") << QStringList{"compare", "e.epr", "t.epr"} << 1 << QString()
+                                        << "\n0    0100  txtMeasureInter (measuring interval)                      (empty)           50                differs\n";
+    QTest::newRow("the same value, wider") << QStringList{"compare", "w.epr", "t.epr"} << 0 << QString() << "\n1    0105";
+    QTest::newRow("json names the counter word") << QStringList{"compare", "t.epr", "t.epr", "--json"} << 0 << QString()
+                                                 << "\"name\":\"total-counter\"";
+    QTest::newRow("a row the device cannot take, named")
+        << QStringList{"--sim", "--preset", "tenths", "import", "t.epr", "--only", "coefficient-a", "--yes"} << 2
+        << QStringLiteral("quorin-cli: 012D cannot be written: the device is in tenths mode; nothing was written\n") << QString();
+}
+
+void TestCompareCli::tablesAndOutputsRefused()
+{
+    QFETCH(QStringList, args);
+    QFETCH(int, code);
+    QFETCH(QString, err);
+    QFETCH(QString, out);
+    QTemporaryDir root;
+    QVERIFY(QDir(root.path()).mkdir(QStringLiteral("x")));
+    const QString dir = root.filePath(QStringLiteral("x"));
+    QVERIFY(QDir::setCurrent(dir));
+    QCOMPARE(runCli({QStringLiteral("--sim"), QStringLiteral("export"), QStringLiteral("t.epr")}).code, 0);
+    QByteArray table = WindowRig::contents(QStringLiteral("t.epr"));
+    QList<QByteArray> lines = table.split('\n');
+    lines[4].replace("\"014D\"", "\"0134\"");
+    for (const auto &[name, data] : {std::pair{"e.epr", "\"\""}, std::pair{"w.epr", "\"0000001388\""}}) {
+        QList<QByteArray> edited = table.split('\n');
+        edited[QByteArray(name) == "e.epr" ? 0 : 1].replace(QByteArray(name) == "e.epr" ? "\"32\"" : "\"00001388\"", data);
+        QFile f(QString::fromLatin1(name));
+        QVERIFY(f.open(QIODevice::WriteOnly) && f.write(edited.join('\n')) > 0);
+    }
+    QFile d(QStringLiteral("d.epr")), cr(QStringLiteral("cr.epr"));
+    QVERIFY(d.open(QIODevice::WriteOnly) && d.write(lines.join('\n')) > 0 && cr.open(QIODevice::WriteOnly)
+            && cr.write(QByteArray(table).replace("\r\n", "\r")) > 0);
+    d.close();
+    cr.close();
+    QVERIFY(QFile::link(QStringLiteral("t.epr"), QStringLiteral("l.epr")));
+    const CliRun r = runCli(args);
+    QVERIFY2(r.err.endsWith(err) && r.err.count(QLatin1String("quorin-cli")) == int(!err.isEmpty()), qPrintable(r.err));
+    QCOMPARE(r.code, code);
+    QVERIFY2(r.out.contains(out), qPrintable(r.out));
+    QCOMPARE(WindowRig::contents(QStringLiteral("t.epr")), table);
+    QVERIFY(!QFile::exists(QStringLiteral("r.pdf")));
 }
 
 void TestCompareCli::importWindowMarksAndWritesChangedRowsOnly()
@@ -271,6 +339,8 @@ void TestCompareCli::importWindowMarksAndWritesChangedRowsOnly()
     QCOMPARE(rig.prompter.texts().last(), QStringLiteral("EEPROM Table has been Saved. Click OK."));
     QCOMPARE(w.progressBar()->value(), 0);
     QCOMPARE(w.result(), int(QDialog::Accepted));
+    w.findChild<QPushButton *>(QStringLiteral("cmdUpload"))->click();
+    QCOMPARE(rig.prompter.texts().last(), QStringLiteral("The device already holds every row of the table."));
 }
 
 void TestCompareCli::historyWindowListsAndUndoes()
@@ -283,7 +353,7 @@ void TestCompareCli::historyWindowListsAndUndoes()
     // A write through another port, on another day, between the two.
     QString error;
     QVERIFY(rig.session.journal().append({"2020-01-02T10:00:00+01:00", "COM9", "o", "s", "0170", 4, "00000001",
-                                          "00000002", true, "00000002"}, &error));
+                                          "00000002", true, "00000002", {}, {}, {}}, &error));
     rig.session.link().WriteRamData("04", "0170", "00000384");
     frmHistory w(rig.session, rig.session.journal().path());
     auto *grid = w.findChild<QTableWidget *>(QStringLiteral("grdHistory"));
@@ -331,6 +401,18 @@ void TestCompareCli::historyWindowListsAndUndoes()
     rig.prompter.answers << true;
     w.cmdUndo_Click();
     QCOMPARE(rig.prompter.texts().last(), QStringLiteral("Undo failed: the write of 0FA0 at 0134 was not verified; undo stopped"));
+
+    // A long journal shows its newest 500 writes; older ones on request.
+    for (int i = 0; i < 500; ++i)
+        QVERIFY(rig.session.journal().append({"t", "COM9", "o", "s", "0170", 4, "", "00000002", true, "00000002", {}, {}, {}}, &error));
+    port->setCurrentIndex(0);
+    w.reload();
+    auto *older = w.findChild<QPushButton *>(QStringLiteral("cmdOlder"));
+    QCOMPARE(grid->rowCount(), 500);
+    QVERIFY(older->isEnabled());
+    older->click();
+    QCOMPARE(grid->rowCount(), 506);
+    QVERIFY(!older->isEnabled());
 }
 
 void TestCompareCli::reportFromTheWindow()
@@ -339,6 +421,7 @@ void TestCompareCli::reportFromTheWindow()
     frmTerminal &w = *rig.window;
     QVERIFY(w.synchronize()); // as found
     QCOMPARE(w.link().WriteRamData("02", "0134", "0FA0"), QStringLiteral("0FA0"));
+    QCOMPARE(w.link().WriteRamData("02", "0138", "2B67"), QStringLiteral("2B67"));
     QCOMPARE(FlowLogReadout(w).read(0x300), FlowLogReadout::Completed);
     rig.device->setValue(0x170, 4, 900); // changed on the device: read again for as left
     const QString path = rig.dir.filePath(QStringLiteral("r.pdf"));
@@ -346,11 +429,27 @@ void TestCompareCli::reportFromTheWindow()
     w.mnuSaveReport_Click();
     QCOMPARE(rig.prompter.texts().last(), QStringLiteral("Service report has been saved."));
     const QString text = pdfText(path);
-    QCOMPARE(changedRows(text), QStringList({QStringLiteral("0134"), QStringLiteral("0170")}));
+    QCOMPARE(changedRows(text), QStringList({QStringLiteral("0134"), QStringLiteral("0170"), QStringLiteral("0138")}));
+    // The access code shows as set and changed, never its digits.
+    QVERIFY2(text.contains(QRegularExpression(QStringLiteral("\n0138 +device password +set +changed +CHANGED\n"))), qPrintable(text));
+    QVERIFY2(text.contains(QRegularExpression(QStringLiteral("0138 +device password +set +changed +verified\n"))), qPrintable(text));
+    QVERIFY(!text.contains(QLatin1String("11111")) && !text.contains(QLatin1String("2B67")));
     QVERIFY2(text.contains(QRegularExpression(QStringLiteral("0134 +high frequency cut-off +Hz +1000 +4000 +CHANGED"))), qPrintable(text));
     QVERIFY2(text.contains(QRegularExpression(QStringLiteral("0134 +high frequency cut-off +1000 \\(03E8\\) +4000 \\(0FA0\\) +verified"))),
              qPrintable(text));
     QVERIFY(text.contains(QRegularExpression(QStringLiteral("Samples +254\n"))));
+
+    // The port opened again, or File > New Service Record: the next readout is as found, no writes before it.
+    for (const auto &restart : {std::function<void()>([&] { w.mnuOpen_Click(); w.mnuOpen_Click(); }),
+                                std::function<void()>([&] { w.menuItem(QStringLiteral("mnuNewServiceRecord"))->trigger(); })}) {
+        rig.device->setValue(0x134, 2, 1500);
+        restart();
+        rig.prompter.fileNames = {path};
+        rig.prompter.answers << true;
+        w.mnuSaveReport_Click();
+        QVERIFY2(pdfText(path).contains(QLatin1String("0 of 24 parameters")) && !pdfText(path).contains(QLatin1String("Written")),
+                 qPrintable(pdfText(path)));
+    }
 
     // A readout that fails makes no report and says nothing of one.
     SimFaults silent;
@@ -361,6 +460,21 @@ void TestCompareCli::reportFromTheWindow()
     w.mnuSaveReport_Click();
     QVERIFY(!QFile::exists(path + "2"));
     QVERIFY(!rig.prompter.texts().contains(QStringLiteral("Service report has been saved.")));
+}
+
+void TestCompareCli::reportCellsWholeAndInTenths()
+{
+    SimRig rig(QStringLiteral("tenths"));
+    QVERIFY(rig.readOut());
+    rig.session.state().FlowPointCount = 3;
+    ServiceReport report;
+    QString error;
+    QTemporaryDir dir;
+    QVERIFY(report.build(rig.session, nullptr, QString(), &error) && report.writeFile(dir.filePath("r.pdf"), &error));
+    const QString text = pdfText(dir.filePath("r.pdf"));
+    QVERIFY2(text.contains(QRegularExpression(QStringLiteral("\nFull-scale flow +1234\\.5 LTR/Min\n"))), qPrintable(text));
+    QVERIFY2(text.contains(QRegularExpression(QStringLiteral("\nScaling factor +500000 pulses per 1000 L\n"))), qPrintable(text));
+    QVERIFY2(text.contains(QLatin1String("pulses per")) && !text.contains(QChar(0x2026)), qPrintable(text));
 }
 
 void TestCompareCli::journalThatCannotBeWrittenIsReportedOnce_data()
@@ -380,7 +494,7 @@ void TestCompareCli::journalThatCannotBeWrittenIsReportedOnce()
     blocker.close();
     const QString path = dir.filePath(fullDisk ? QStringLiteral("journal.jsonl") : QStringLiteral("blocker/journal.jsonl"));
     // An earlier record, and one cut short by a crash, stay as they are.
-    const QByteArray earlier = JournalRecord{"t", "p", "o", "s", "0100", 1, "05", "06", true, "06"}.toLine() + "\n{\"time\":";
+    const QByteArray earlier = JournalRecord{"t", "p", "o", "s", "0100", 1, "05", "06", true, "06", {}, {}, {}}.toLine() + "\n{\"time\":";
     if (fullDisk) {
         QFile f(path);
         QVERIFY(f.open(QIODevice::WriteOnly) && f.write(earlier) == earlier.size());

@@ -137,7 +137,7 @@ void TestConfigFiles::readerRefusals_data()
     QTest::addColumn<QString>("error");
     QByteArray many;
     for (int i = 0; i < 100; ++i)
-        many += "\"0   \",\"0100\",\"01\",\"05\",\"5\"\r\n";
+        many += "\"0   \",\"" + QByteArray::number(0x100 + i, 16) + "\",\"01\",\"05\",\"5\"\r\n";
     QTest::newRow("100 records") << many << "t.epr, line 100: more than 99 records; a configuration table has 26";
     QTest::newRow("four fields") << QByteArray(kFixedFile).replace(",\"12337\"", "")
                                  << "t.epr, line 26: the record has 4 fields, 5 expected";

@@ -43,7 +43,7 @@ void TestFrmAutoTune::showsTheDownloadAndOpensFiles()
     QVERIFY(mlgfile::write(good, "5000,1000,998\r\n1,531\r\n2,-1\r\n3,-32768\r\n", &error));
     rig.prompter.fileNames << good;
     viewer.cmdOpen_Click();
-    QCOMPARE(rig.prompter.entries.first().title, QStringLiteral("Open Memory Log File"));
+    QCOMPARE(rig.prompter.entries.first().title, "Open Memory Log File | Memory Log (*.MLG)|*.mlg|All Files (*.*)|*.*");
     QCOMPARE(viewer.data().values, (QVector<qint32>{531, -1, -32768}));
     QCOMPARE(viewer.chartView()->sampleCount(), 3);
     QVERIFY(viewer.headerText().endsWith(QStringLiteral("Full-scale flow: 5000\nScaling factor: 1000\nDensity: 998\nPoints: 3")));

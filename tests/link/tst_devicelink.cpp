@@ -1,5 +1,4 @@
 #include "link/devicelink.h"
-#include "link/qtserialport.h"
 #include "support/scriptedport.h"
 #include "support/scriptedprompter.h"
 #include "sim/simdevice.h"
@@ -61,7 +60,6 @@ private slots:
     void storePauseArithmetic();
     void verifiedWrite_data();
     void verifiedWrite();
-    void lineErrorCountersRaiseOneEventEach();
     void displayPollStaysOffThroughVerifiedWrite();
     void replyTimesKeepTheLastThousand();
 };
@@ -311,17 +309,6 @@ void tst_DeviceLink::verifiedWrite()
     QCOMPARE(r.link.WriteRamData(count, QStringLiteral("0030"), data), result);
     QCOMPARE(r.prompter.texts(), messages);
     QCOMPARE(r.port->written.join(), frames);
-}
-
-// Counters that moved since the last poll raise their event once, however
-// far they moved; a counter that wrapped still moved.
-void tst_DeviceLink::lineErrorCountersRaiseOneEventEach()
-{
-    using C = QtSerialPort::ErrorCounts;
-    QCOMPARE(QtSerialPort::errorEvents(C{3, 2, 1, 0}, C{3, 2, 1, 0}), QList<int>());
-    QCOMPARE(QtSerialPort::errorEvents(C{}, C{0, 7, 0, 0}), QList<int>{1004});
-    QCOMPARE(QtSerialPort::errorEvents(C{1, 1, 1, 1}, C{2, 2, 2, 2}), (QList<int>{1001, 1004, 1006, 1009}));
-    QCOMPARE(QtSerialPort::errorEvents(C{0, 0, 0, INT_MAX}, C{0, 0, 0, INT_MIN}), QList<int>{1009});
 }
 
 void tst_DeviceLink::displayPollStaysOffThroughVerifiedWrite()

@@ -120,8 +120,7 @@ void TestNetPorts::throughDeviceServer()
     QCOMPARE(r.out, QStringLiteral("16129 points saved to %1\n").arg(log));
 
     // Only the com-port option carries the line settings to the device's side.
-    r = runCli(port, {QStringLiteral("--settings"), QStringLiteral("19200,n,8,1"), QStringLiteral("read"),
-                      QStringLiteral("0100"), QStringLiteral("01")});
+    r = runCli(port, {"--settings", "19200,n,8,1", "read", "0100", "01"});
     QCOMPARE(r.out, QStringLiteral("4D\n"));
     QCOMPARE(sim.errorOutput().contains("the line is set to 19200 baud"), mode == Ser2netProcess::Rfc2217);
 }
@@ -140,8 +139,7 @@ void TestNetPorts::serverStoppedMidReadout()
     QTemporaryDir dir;
     QElapsedTimer took;
     took.start();
-    const CliRun r = runCli(s2n.address(), {QStringLiteral("flowlog"), QStringLiteral("7FFF"), dir.filePath(QStringLiteral("l.mlg"))},
-                            1500, [&] { s2n.stop(); }, 15000);
+    const CliRun r = runCli(s2n.address(), {"flowlog", "7FFF", dir.filePath("l.mlg")}, 1500, [&] { s2n.stop(); }, 15000);
     QCOMPARE(r.code, 1);
     QVERIFY2(r.err.count(QStringLiteral("The connection to 127.0.0.1:%1 was lost: ").arg(s2n.port())) == 1, qPrintable(r.err));
     QVERIFY2(r.err.contains(QStringLiteral("flowlog: block 1 of 127")) && !r.err.contains(QStringLiteral("Cannot connect")),

@@ -1,13 +1,10 @@
-// quorin-sim as a process: its options reach the line it serves, it waits for
-// clients without spinning and ends cleanly on a signal. Serving frames,
-// faults and clients that come and go over the pseudo-terminal are proven by
-// the end-to-end fault and CLI tests.
-#include "link/devicelink.h"
-#include "link/qtserialport.h"
+// quorin-sim as a process: the fault texts it reads, it waits for clients
+// without spinning and ends cleanly on a signal. Its pacing at the baud rate
+// is measured by bench_flowlog; serving frames, faults and clients that come
+// and go over the pseudo-terminal are proven by the end-to-end fault and CLI
+// tests.
 #include "sim/simfaults.h"
-#include "support/scriptedprompter.h"
 #include "support/simprocess.h"
-#include "session/terminalsession.h"
 
 #include <QElapsedTimer>
 #include <QFile>
@@ -37,29 +34,10 @@ class TestSimPty : public QObject
 {
     Q_OBJECT
 private slots:
-    void pacedAtTheBaudRate();
     void waitsWithoutSpinningAndEndsOnSignal();
     void faultTexts_data();
     void faultTexts();
 };
-
-// The largest read at 9600 baud takes as long as its frame and reply on the wire.
-void TestSimPty::pacedAtTheBaudRate()
-{
-    SimProcess sim;
-    QVERIFY2(sim.start({QStringLiteral("--baud"), QStringLiteral("9600")}), qPrintable(sim.errorString()));
-    ScriptedPrompter prompter;
-    TerminalSession session(&prompter, new QtSerialPort(sim.path()));
-    DeviceLink &link = session.link();
-    link.setReplyTimeout(3000);
-    QVERIFY(link.openPort());
-    QElapsedTimer t;
-    t.start();
-    QCOMPARE(link.ReadMemory(QStringLiteral("7E00"), QStringLiteral("FF")), QString(510, QLatin1Char('F')));
-    const double ms = t.nsecsElapsed() / 1e6, wireMs = (15 + 511) * 10.0 * 1000 / 9600;
-    QVERIFY2(ms >= wireMs * 0.95 && ms <= wireMs * 1.3 + 100,
-             qPrintable(QStringLiteral("%1 ms for %2 ms of wire").arg(ms).arg(wireMs)));
-}
 
 void TestSimPty::waitsWithoutSpinningAndEndsOnSignal()
 {

@@ -7,10 +7,11 @@
 #include <QRegularExpression>
 #include <QTimer>
 
-static CliRun run(const QStringList &args, int timeoutMs, int afterMs, const std::function<void(QProcess &)> &meanwhile)
+static CliRun run(const QStringList &args, int timeoutMs, int afterMs, const std::function<void(QProcess &)> &meanwhile,
+                  const QString &program = QStringLiteral(QUORIN_CLI_EXE))
 {
     QProcess p;
-    p.setProgram(QStringLiteral(QUORIN_CLI_EXE));
+    p.setProgram(program);
     p.setArguments(args);
     p.start();
     if (meanwhile)
@@ -27,7 +28,7 @@ static CliRun run(const QStringList &args, int timeoutMs, int afterMs, const std
     if (p.state() != QProcess::NotRunning) {
         p.kill();
         p.waitForFinished(1000);
-        r.err = QStringLiteral("quorin-cli did not finish: ") + QString::fromLocal8Bit(p.readAllStandardError());
+        r.err = program + QStringLiteral(" did not finish: ") + QString::fromLocal8Bit(p.readAllStandardError());
         return r;
     }
     r.code = p.exitStatus() == QProcess::NormalExit ? p.exitCode() : -2;
@@ -55,8 +56,12 @@ CliRun runCli(const QString &port, const QStringList &args, int afterMs, const s
     return run(QStringList{QStringLiteral("--port"), port} + args, timeoutMs, afterMs, call);
 }
 
-CliRun runCliProcess(const QStringList &args, int afterMs, const std::function<void(QProcess &)> &meanwhile,
-                     int timeoutMs)
+CliRun runCliProcess(const QStringList &args, int afterMs, const std::function<void(QProcess &)> &meanwhile, int timeoutMs)
 {
     return run(args, timeoutMs, afterMs, meanwhile);
+}
+
+CliRun runProgram(const QString &program, const QStringList &args, int timeoutMs)
+{
+    return run(args, timeoutMs, 0, {}, program);
 }

@@ -18,6 +18,8 @@ struct CliRun {
 };
 
 CliRun runCli(const QStringList &args, int timeoutMs = 30000);
+// Another of the programs (quorin-sim, quorin-terminal), the same way.
+CliRun runProgram(const QString &program, const QStringList &args, int timeoutMs = 30000);
 // Same on a named port: "--port PATH" in front of args.
 CliRun runCli(const QString &port, const QStringList &args, int timeoutMs = 30000);
 // Same, and calls meanwhile() once after afterMs while quorin-cli runs (to

@@ -17,8 +17,7 @@ bool ScriptedPrompter::askOkCancel(const QString &text, const QString &title, Ic
     return answers.isEmpty() ? false : answers.takeFirst();
 }
 
-bool ScriptedPrompter::inputBox(const QString &prompt, const QString &title, const QString &,
-                                QString *answer)
+bool ScriptedPrompter::inputBox(const QString &prompt, const QString &title, const QString &, QString *answer)
 {
     entries.append({QStringLiteral("input"), prompt, title, Information});
     if (inputs.isEmpty() || inputs.first().isNull()) {
@@ -30,15 +29,15 @@ bool ScriptedPrompter::inputBox(const QString &prompt, const QString &title, con
     return true;
 }
 
-QString ScriptedPrompter::openFileName(const QString &title, const QString &proposed, const QString &)
+QString ScriptedPrompter::openFileName(const QString &title, const QString &proposed, const QString &filter)
 {
-    entries.append({QStringLiteral("open"), proposed, title, Information});
+    entries.append({QStringLiteral("open"), proposed, title + QStringLiteral(" | ") + filter, Information});
     return fileNames.isEmpty() ? QString() : fileNames.takeFirst();
 }
 
-QString ScriptedPrompter::saveFileName(const QString &title, const QString &proposed, const QString &)
+QString ScriptedPrompter::saveFileName(const QString &title, const QString &proposed, const QString &filter)
 {
-    entries.append({QStringLiteral("save"), proposed, title, Information});
+    entries.append({QStringLiteral("save"), proposed, title + QStringLiteral(" | ") + filter, Information});
     return fileNames.isEmpty() ? QString() : fileNames.takeFirst();
 }
 

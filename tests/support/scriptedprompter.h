@@ -13,7 +13,7 @@ public:
     struct Entry {
         QString kind;   // "message", "yesno", "okcancel", "input", "open", "save", "beep"
         QString text;
-        QString title;
+        QString title;  // a file dialog's is followed by " | " and its filter
         Icon icon = Information;
     };
 

@@ -81,7 +81,7 @@ void TestFrmTerminal::init()
 void TestFrmTerminal::startUpWithEmptySettings()
 {
     Rig rig(false);
-    QCOMPARE(rig.window->windowTitle(), QStringLiteral("Quorin Terminal"));
+    // What the window shows at start is in tst_windowtexts.
     QCOMPARE(rig.window->portName(), QStringLiteral("Com1"));
     QCOMPARE(rig.window->port()->settings(), QStringLiteral("9600,n,8,1")); // untouched
     QVERIFY(!rig.window->port()->isOpen());
@@ -89,23 +89,7 @@ void TestFrmTerminal::startUpWithEmptySettings()
     QCOMPARE(rig.window->Timer4->interval(), 1000);
     QCOMPARE(rig.window->Timer5->interval(), 750);
     QVERIFY(!rig.window->Timer4->isActive() && rig.window->TimerM->isActive());
-    QVERIFY(!rig.shown("fraSendR") && !rig.shown("txtTerm"));
-    QVERIFY(rig.shown("imgNotConnected") && !rig.shown("imgConnected"));
-    QCOMPARE(rig.panel(QStringLiteral("Interface")), QStringLiteral("Interface: RS232"));
-    QCOMPARE(rig.panel(QStringLiteral("Comport")), QStringLiteral("COM Port: Com1"));
-    QCOMPARE(rig.panel(QStringLiteral("Device")) + QLatin1Char('|') + rig.window->state().DeviceLabel, QStringLiteral("Device: R52   |R52  "));
-    // Menus and toolbar at start: closers and recorder disabled, and the
-    // terminal's Close (the stored device-information flag is 0); the
-    // monitor button waits for an open port.
-    for (QAction *a : rig.window->findChildren<QAction *>()) {
-        const bool off = QStringList{"mnuCloseLog", "mnuFileALogC", "mnuDRecStart", "mnuDRecStop", "mnuStop"}
-                             .contains(a->objectName());
-        if (a->objectName().startsWith(QLatin1String("mnu")))
-            QVERIFY2(a->isEnabled() == !off, qPrintable(a->objectName()));
-    }
-    QCOMPARE(rig.states({"CloseLogFile", "ALogC", "RStart", "RStop", "TransmitTextFile", "OpenLogFile", "ALogO", "StartAS",
-                         "StartAM", "DialPhoneNumber", "HangUpPhone", "Properties"}),
-             QStringLiteral("000001111111"));
+    QCOMPARE(rig.window->state().DeviceLabel, QStringLiteral("R52  "));
     QVERIFY(rig.prompter.entries.isEmpty());
 }
 
@@ -115,19 +99,11 @@ void TestFrmTerminal::startUpWithFilledSettings()
                    {"Echo", "True"}, {"Tot_unit", "3"}, {"Time_ss", "3"}, {"Time_sr", "1"}, {"Interface", "False"},
                    {"Com_monitor", "1"}, {"Dev_info", "1"}});
     Rig rig(false);
-    QVERIFY(qobject_cast<SimSerialPort *>(rig.window->port()));
-    QCOMPARE(rig.window->port()->settings(), QStringLiteral("19200,e,7,1.5"));
-    QCOMPARE(rig.window->port()->handshaking(), 2);
-    QVERIFY(rig.window->echoOn());
+    // The port, its line, handshaking and echo as the settings dialog shows them are in tst_windowtexts.
     QCOMPARE(rig.window->state().TotUnit, 3);
     QCOMPARE(rig.window->Timer4->interval(), 3000);
     QCOMPARE(rig.window->Timer5->interval(), 1000); // the first rate, not the 750 ms default
-    QCOMPARE(rig.panel(QStringLiteral("UpdateRate")), QStringLiteral("Update Rate: 3000 ms"));
     QVERIFY(!rig.window->link().Rs232Mode);
-    QCOMPARE(rig.panel(QStringLiteral("Interface")), QStringLiteral("Interface: RS485"));
-    QCOMPARE(rig.panel(QStringLiteral("Comport")), QStringLiteral("COM Port: Simulated transmitter"));
-    QVERIFY(rig.shown("fraSendR"));
-    QVERIFY(rig.window->menuItem(QStringLiteral("mnuMonitor"))->isChecked());
     rig.window->menuItem(QStringLiteral("mnuMonitor"))->trigger();
     QVERIFY(!rig.shown("fraSendR") && !rig.window->monitorOn());
     QVERIFY(rig.shown("txtTerm"));
@@ -209,8 +185,8 @@ void TestFrmTerminal::toolbarKeys_data()
     QTest::newRow("TransmitTextFile") << "TransmitTextFile" << "monitor";
     QTest::newRow("StartAS") << "StartAS" << "update";
     QTest::newRow("Properties") << "Properties" << "dialog:frmProperties";
-    QTest::newRow("OpenLogFile") << "OpenLogFile" << "save:Open Communications Log File";
-    QTest::newRow("ALogO") << "ALogO" << "save:Open Auto Log File";
+    QTest::newRow("OpenLogFile") << "OpenLogFile" << "save:Open Communications Log File | Log Files (*.TLG)|*.tlg|All Files (*.*)|*.*";
+    QTest::newRow("ALogO") << "ALogO" << "save:Open Auto Log File | Log Files (*.LOG)|*.log|All Files (*.*)|*.*";
     QTest::newRow("StartAM") << "StartAM" << "nothing";
     QTest::newRow("case matters") << "startas" << "nothing";
     QTest::newRow("unknown") << "Connect" << "nothing";

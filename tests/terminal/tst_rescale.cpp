@@ -112,8 +112,7 @@ void TestRescale::rescale()
     const Rescale::Result r = rescale.compute(newMax);
 
     QCOMPARE(rig.prompter.texts(), messages);
-    QCOMPARE(rig.prompter.texts(QStringLiteral("yesno")),
-             asked >= 0 ? QStringList{activateQuestion(asked)} : QStringList());
+    QCOMPARE(rig.prompter.texts(QStringLiteral("yesno")), asked >= 0 ? QStringList{activateQuestion(asked)} : QStringList());
     QCOMPARE(r.leave, asked >= 0);
     QCOMPARE(rig.device->value(0x0118, 4), factorAfter);
     QCOMPARE(rig.device->value(0x0105, 4), maxAfter);
