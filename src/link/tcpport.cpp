@@ -245,6 +245,7 @@ QByteArray TcpPort::readAll()
 void TcpPort::discardInput()
 {
     m_rx.clear();
+    m_missing = 0;
     // Only what the socket holds already: its buffer is bounded. The telnet
     // commands in it are still read and answered.
     if (!m_open)
@@ -269,12 +270,6 @@ bool TcpPort::flush(int msecs)
 void TcpPort::setExpectedReplyBytes(int bytes)
 {
     m_missing = qMax(0, bytes);
-}
-
-void TcpPort::discardInput()
-{
-    readAll();
-    m_missing = 0;
 }
 
 void TcpPort::onReadyRead()

@@ -33,7 +33,6 @@ public:
     int handshaking() const override { return m_handshaking; }
     qint64 write(const QByteArray &bytes) override;
     QByteArray readAll() override;
-    void discardInput() override;
     bool flush(int msecs) override;
     QString errorString() const override { return m_error; }
     void setExpectedReplyBytes(int bytes) override;
