@@ -221,9 +221,9 @@ bool WriteJournal::appendLine(const QByteArray &text, QString *error) const
     // The journal holds the device's access code among the data written:
     // its folder and file are the owner's alone.
     if (!info.dir().exists()) {
-        QDir parent = info.dir();
-        parent.cdUp();
-        if (!QDir().mkpath(parent.absolutePath()) || !QDir().mkdir(info.absolutePath(), kOwnerOnly | QFileDevice::ExeOwner)) {
+        // On a new account even the folders above it may not be there yet.
+        const QString folder = info.absolutePath();
+        if (!QDir().mkpath(QFileInfo(folder).absolutePath()) || !QDir().mkdir(folder, kOwnerOnly | QFileDevice::ExeOwner)) {
             *error = info.absolutePath() + QStringLiteral(": the folder cannot be created");
             return false;
         }
