@@ -108,7 +108,8 @@ int main(int argc, char *argv[])
                                    QStringLiteral("none, noanswer, late:MS (replies that late), corrupt, split[:SEED], "
                                                   "hangup:N, greet (a greeting on connect), noise (text before "
                                                   "every reply), trickle:MS (one byte every MS), opensb (--listen: "
-                                                  "an unterminated telnet subnegotiation); several joined by commas."),
+                                                  "an unterminated telnet subnegotiation), flood (--listen: "
+                                                  "endless bytes without a \":\"); several joined by commas."),
                                    QStringLiteral("SPEC"), QStringLiteral("none"));
     const QCommandLineOption preset(QStringLiteral("preset"),
                                     QStringLiteral("Device preset: %1.").arg(SimDevice::presetNames().join(QLatin1String(", "))),

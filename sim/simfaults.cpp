@@ -42,6 +42,8 @@ bool SimFaults::parse(const QString &text, SimFaults *out, QString *error)
             f.greeting = true;
         } else if (name == QLatin1String("noise") && colon < 0) {
             f.noise = true;
+        } else if (name == QLatin1String("flood") && colon < 0) {
+            f.flood = true;
         } else if (name == QLatin1String("opensb") && colon < 0) {
             f.openSubneg = true;
         } else if (name == QLatin1String("trickle")) {
@@ -75,7 +77,7 @@ bool SimFaults::parse(const QString &text, SimFaults *out, QString *error)
             f.hangupAfterFrames = int(v);
         } else {
             why = QStringLiteral("unknown fault \"%1\"; use none, noanswer, late:MS, corrupt, split[:SEED], "
-                                 "hangup:N, greet, noise, trickle:MS, opensb (several joined by commas)")
+                                 "hangup:N, greet, noise, trickle:MS, opensb, flood (several joined by commas)")
                       .arg(raw.trimmed());
             break;
         }
@@ -111,5 +113,7 @@ QString SimFaults::toString() const
         items << QStringLiteral("trickle:%1").arg(trickleMs);
     if (openSubneg)
         items << QStringLiteral("opensb");
+    if (flood)
+        items << QStringLiteral("flood");
     return items.isEmpty() ? QStringLiteral("none") : items.join(QLatin1Char(','));
 }

@@ -19,15 +19,16 @@ struct SimFaults
     int trickleMs = 0;           // replies leave one byte at a time, this far apart
     bool openSubneg = false;     // on connect: agrees to the com-port option, then starts a
                                  // telnet subnegotiation it never ends
+    bool flood = false;          // --listen: on connect, bytes without a ":" as fast as they go
 
     bool any() const
     {
         return noAnswer || lateMs > 0 || corruptReadback || splitReplies || hangupAfterFrames > 0 || greeting || noise
-            || trickleMs > 0 || openSubneg;
+            || trickleMs > 0 || openSubneg || flood;
     }
 
     // Reads "none", "noanswer", "late:4000", "corrupt", "split" (or "split:SEED"),
-    // "hangup:5", "greet", "noise", "trickle:40", "opensb", several joined by commas. Case and blanks around the items do
+    // "hangup:5", "greet", "noise", "trickle:40", "opensb", "flood", several joined by commas. Case and blanks around the items do
     // not matter. On a bad text returns false, leaves *out alone and says why.
     static bool parse(const QString &text, SimFaults *out, QString *error);
     // The same text form; "none" when nothing is set.

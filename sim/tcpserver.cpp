@@ -56,6 +56,7 @@ void TcpSimServer::setPacing(bool on)
 void TcpSimServer::setFaults(const SimFaults &faults)
 {
     m_line->setFaults(faults);
+    m_flood = faults.flood;
 }
 
 void TcpSimServer::onNewConnection()
@@ -74,6 +75,15 @@ void TcpSimServer::onNewConnection()
                 m_line->receive(s->readAll());
         });
         connect(s, &QTcpSocket::disconnected, this, &TcpSimServer::onClientGone);
+        if (m_flood) {
+            // One block queued at a time: the client's reading sets the pace.
+            const QByteArray block(65536, 'A');
+            connect(s, &QTcpSocket::bytesWritten, this, [s, block] {
+                if (s->bytesToWrite() == 0)
+                    s->write(block);
+            });
+            s->write(block);
+        }
     }
 }
 

@@ -42,4 +42,5 @@ private:
     SimLine *m_line;
     QTcpServer *m_server;
     QTcpSocket *m_client = nullptr;
+    bool m_flood = false;
 };

@@ -20,6 +20,10 @@ const QString kSystemMonitor = QStringLiteral("System Monitor");
 // On the two-wire bus every reply starts with a four-character bus tag
 // before its ":"; the reply is whole when the tag and the data are in.
 const int kBusTagLength = 4;
+// Far more than any reply (255 data bytes are 510 characters): past this
+// much in one frame period the line is flooding; what comes after is left in
+// the port and dropped with the next frame.
+const qint64 kLineBudget = 8192;
 
 bool isHexDigit(QChar c)
 {
@@ -165,6 +169,7 @@ void DeviceLink::SendFrame(const QString &command)
         ExpectedByteCount = 0;
     }
     m_discardCounted = false;
+    m_lineBytes = 0;
     // Set before the write: a port can deliver the reply from inside it.
     AwaitingReply = !write;
     // The bytes leave in one write; on the wire they are the same characters
@@ -204,20 +209,35 @@ void DeviceLink::onSendEvent()
 
 void DeviceLink::onReceiveEvent()
 {
-    if (!m_port)
+    if (!m_port || m_lineBytes >= kLineBudget)
         return;
-    const QString text = QString::fromLatin1(m_port->readAll());
-    if (text.isEmpty())
+    const QByteArray bytes = m_port->readAll();
+    if (bytes.isEmpty())
         return;
-    health.bytesIn += text.size();
-    if (!SuppressTerminal && !AutoUpdateOn)
-        emit terminalText(text);
-    if (!AwaitingReply) {
-        // Nobody waits for it: a reply after its time-out, or its tail.
-        if (m_unsettled || text.contains(QLatin1Char(':')))
-            noteDiscard();
+    health.bytesIn += bytes.size();
+    m_lineBytes += bytes.size();
+    const bool echo = !SuppressTerminal && !AutoUpdateOn;
+    if (m_lineBytes >= kLineBudget) {
+        // A flood: no reply can be told from it. The wait ends as a time-out.
+        noteDiscard();
+        if (AwaitingReply)
+            QTimer::singleShot(0, this, [this] {
+                if (AwaitingReply && m_lineBytes >= kLineBudget)
+                    onTimer3();
+            });
         return;
     }
+    if (!AwaitingReply) {
+        // Nobody waits for it: a reply after its time-out, or its tail.
+        if (m_unsettled || bytes.contains(':'))
+            noteDiscard();
+        if (echo)
+            emit terminalText(QString::fromLatin1(bytes));
+        return;
+    }
+    const QString text = QString::fromLatin1(bytes);
+    if (echo)
+        emit terminalText(text);
     AssembleReply(text);
     if (ReplyComplete) {
         if (TimeoutSeen)
@@ -417,8 +437,14 @@ void DeviceLink::settleLine()
     limit.setSingleShot(true);
     connect(&quiet, &QTimer::timeout, &loop, &QEventLoop::quit);
     connect(&limit, &QTimer::timeout, &loop, &QEventLoop::quit);
-    connect(this, &DeviceLink::commEvent, &loop, [&quiet](int code) {
-        if (code == CommEvent::Receive)
+    // A flooding line is never quiet: once far more than any reply came,
+    // waiting longer tells nothing.
+    connect(this, &DeviceLink::commEvent, &loop, [this, &quiet, &loop](int code) {
+        if (code != CommEvent::Receive)
+            return;
+        if (m_lineBytes >= kLineBudget)
+            loop.quit();
+        else
             quiet.start();
     });
     connect(this, &DeviceLink::portStateChanged, &loop, [&loop](bool open) {
@@ -427,7 +453,8 @@ void DeviceLink::settleLine()
     });
     quiet.start(qMax(1, Timer3->interval() / 2));
     limit.start(2 * Timer3->interval());
-    loop.exec();
+    if (m_lineBytes < kLineBudget)
+        loop.exec();
     discardStale();
     m_unsettled = false;
     LineReady = true;
@@ -527,6 +554,7 @@ void DeviceLink::SendText(const QString &command)
         settleLine();
     if (PortOpen()) {
         const QByteArray bytes = command.toLatin1() + '\r';
+        m_lineBytes = 0;
         m_port->write(bytes);
         ++health.framesSent;
         ++health.noReply;

@@ -168,4 +168,5 @@ private:
     bool m_frameBroken = false;    // the frame being assembled is not a reply
     bool m_discardCounted = false; // this run of noise is counted already
     bool m_unsettled = false;      // a reply timed out and may still come in
+    qint64 m_lineBytes = 0;        // bytes read since the last frame went out
 };

@@ -10,11 +10,17 @@ namespace {
 const int kAgreeMs = 1000;
 const QString kTcp = QStringLiteral("tcp://");
 const QString kTelnet = QStringLiteral("rfc2217://");
+// A reply is a few hundred characters. What the program has not taken yet is
+// held to this much; past it the socket is not read, and a server that floods
+// is held back by the connection's own flow control, not by our memory.
+const qint64 kRxCap = 4096;
+const qint64 kSocketBuffer = 16384;
 }
 
 TcpPort::TcpPort(const QString &name, QObject *parent)
     : SerialPort(parent), m_socket(new QTcpSocket(this)), m_name(name)
 {
+    m_socket->setReadBufferSize(kSocketBuffer);
     connect(m_socket, &QTcpSocket::readyRead, this, &TcpPort::onReadyRead);
     connect(m_socket, &QTcpSocket::bytesWritten, this, &TcpPort::onBytesWritten);
     connect(m_socket, &QTcpSocket::disconnected, this, &TcpPort::onGone);
@@ -230,7 +236,27 @@ QByteArray TcpPort::readAll()
 {
     QByteArray b;
     b.swap(m_rx);
+    // Bytes held in the socket while the program did not read come next.
+    if (m_open && m_socket->bytesAvailable() > 0)
+        QTimer::singleShot(0, this, &TcpPort::onReadyRead);
     return b;
+}
+
+void TcpPort::discardInput()
+{
+    m_rx.clear();
+    m_missing = 0;
+    // Only what the socket holds already: its buffer is bounded. The telnet
+    // commands in it are still read and answered.
+    if (!m_open)
+        return;
+    if (!m_telnet) {
+        m_socket->skip(m_socket->bytesAvailable());
+        return;
+    }
+    while (m_socket->bytesAvailable() > 0)
+        m_codec.decode(m_socket->read(kRxCap));
+    send(m_codec.takeAnswers(), 0);
 }
 
 bool TcpPort::flush(int msecs)
@@ -246,17 +272,13 @@ void TcpPort::setExpectedReplyBytes(int bytes)
     m_missing = qMax(0, bytes);
 }
 
-void TcpPort::discardInput()
-{
-    readAll();
-    m_missing = 0;
-}
-
 void TcpPort::onReadyRead()
 {
-    if (!m_open)
+    if (!m_open || m_rx.size() >= kRxCap)
         return;
-    const QByteArray wire = m_socket->readAll();
+    const QByteArray wire = m_socket->read(kRxCap - m_rx.size());
+    if (wire.isEmpty())
+        return;
     if (!m_telnet) {
         if (speaksTelnet(wire)) {
             lose(QStringLiteral("The server at %1 speaks telnet (RFC 2217): use rfc2217://%1").arg(where()));

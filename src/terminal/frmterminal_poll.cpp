@@ -137,6 +137,10 @@ void frmTerminal::Timer4_Timer()
         Label12->clear();
     }
     showReadingAge();
+    // Points taken in another unit (another transmitter after a reconnect,
+    // or a unit written since) would read as this one's: the trend starts again.
+    if (r.flowOk && !fraTrend->unit().isEmpty() && !lblMDEU->text().isEmpty() && lblMDEU->text() != fraTrend->unit())
+        m_trend->clear();
     if (r.flowOk)
         m_trend->addFlowText(now, m_state->FlowText);
     else

@@ -24,27 +24,6 @@
 
 #include <csignal>
 
-class TestSweepCli : public QObject
-{
-    Q_OBJECT
-private slots:
-    void initTestCase();
-    void usageRefused_data();
-    void usageRefused();
-    void siteFileRowsChecked_data();
-    void siteFileRowsChecked();
-    void sweepStalledDroppingAndDifferingTransmitters();
-    void restoreWritesTheDifferingRowsOnly();
-    void devicesWindowSweepsAndOpensOne();
-
-private:
-    QTemporaryDir m_dir;
-    QString path(const QString &name) const { return m_dir.filePath(name); }
-    // A site of n simulated transmitters; the ports from the first line on.
-    QStringList startSite(SimProcess &sim, int n, const QStringList &faults);
-    QString writeSite(const QString &name, const QStringList &rows);
-};
-
 namespace {
 
 void write(const QString &path, const QByteArray &bytes)
@@ -82,63 +61,310 @@ QStringList restoreAddresses(const QJsonObject &o)
 
 } // namespace
 
-void TestSweepCli::initTestCase()
+class TestSweepCli : public QObject
 {
-    QVERIFY(m_dir.isValid());
-    QCOMPARE(runCli({"--sim", "export", path("standard.epr")}).code, 0);
-    QCOMPARE(runCli({"--sim", "--preset", "second", "export", path("second.epr")}).code, 0);
-    // Two rows off the standard preset: what a restore should put back.
-    ConfigTable tweaked;
-    QString error;
-    QVERIFY(tweaked.readFile(path("standard.epr"), &error));
-    tweaked.row(3).Data = "03E9";
-    tweaked.row(9).Data = "0A";
-    QVERIFY(tweaked.writeFile(path("tweaked.epr"), &error));
-    write(path("short.epr"), tweaked.fileBytes().split('\n').mid(0, 2).join('\n') + '\n');
-}
-
-void TestSweepCli::usageRefused_data()
-{
-    QTest::addColumn<bool>("sim");
-    QTest::addColumn<QStringList>("args");
-    QTest::addColumn<QString>("said");
-    const QStringList sweep{"sweep", "site.csv", "--out", "o"};
-    QTest::newRow("jobs 0") << false << sweep + QStringList{"--jobs", "0"} << "--jobs must be a whole number, 1 to 256";
-    QTest::newRow("jobs 257") << false << sweep + QStringList{"--jobs", "257"} << "--jobs must be a whole number, 1 to 256";
-    QTest::newRow("timeout 0") << false << sweep + QStringList{"--device-timeout", "0"}
-                               << "--device-timeout must be a whole number of seconds, 1 to 86400";
-    QTest::newRow("timeout 86401") << false << sweep + QStringList{"--device-timeout", "86401"}
-                                   << "--device-timeout must be a whole number of seconds, 1 to 86400";
-    QTest::newRow("yes alone") << false << sweep + QStringList{"--yes"} << "--yes goes with --restore";
-    QTest::newRow("no out") << false << QStringList{"sweep", "site.csv"} << "sweep needs --out DIR";
-    QTest::newRow("port") << false << sweep + QStringList{"--sim"} << "sweep takes its ports from the site file, not --port or --sim";
-    QTest::newRow("name leaves") << false << QStringList{"--sim", "sweep-one", "../x", "--out", "."}
-                                 << "NAME \"../x\": the name holds a path separator";
-    QTest::newRow("sim no listen") << true << QStringList{"--devices", "3"} << "--devices needs --listen PORT";
-    QTest::newRow("sim 0") << true << QStringList{"--listen", "0", "--devices", "0"} << "--devices needs a number 1 to 1000, not \"0\"";
-    QTest::newRow("sim 1001") << true << QStringList{"--listen", "0", "--devices", "1001"}
-                              << "--devices needs a number 1 to 1000, not \"1001\"";
-    QTest::newRow("sim room") << true << QStringList{"--listen", "65535", "--devices", "2"} << "--listen 65535 leaves no room for 2 ports";
-    for (const char *i : {"0", "4"})
-        QTest::newRow(i) << true << QStringList{"--listen", "0", "--devices", "3", "--device-fault", QString(i) + ":noanswer"}
-                         << QStringLiteral("--device-fault needs I:SPEC with I from 1 to 3, not \"%1:noanswer\"").arg(i);
-}
-
-void TestSweepCli::usageRefused()
-{
-    QFETCH(bool, sim);
-    QFETCH(QStringList, args);
-    QFETCH(QString, said);
-    if (sim) {
-        SimProcess p;
-        QVERIFY(!p.start(args));
-        QCOMPARE(p.errorString(), "quorin-sim ended (status 2): quorin-sim: " + said);
-        return;
+    Q_OBJECT
+private slots:
+    void initTestCase()
+    {
+        QVERIFY(m_dir.isValid());
+        QCOMPARE(runCli({"--sim", "export", path("standard.epr")}).code, 0);
+        QCOMPARE(runCli({"--sim", "--preset", "second", "export", path("second.epr")}).code, 0);
+        // Two rows off the standard preset: what a restore should put back.
+        ConfigTable tweaked;
+        QString error;
+        QVERIFY(tweaked.readFile(path("standard.epr"), &error));
+        tweaked.row(3).Data = "03E9";
+        tweaked.row(9).Data = "0A";
+        QVERIFY(tweaked.writeFile(path("tweaked.epr"), &error));
+        write(path("short.epr"), tweaked.fileBytes().split('\n').mid(0, 2).join('\n') + '\n');
     }
-    const CliRun r = runCli(args);
-    QCOMPARE(r.code, 2);
-    QCOMPARE(r.err, "quorin-cli: " + said + "\n");
-}
+
+    void usageRefused_data()
+    {
+        QTest::addColumn<bool>("sim");
+        QTest::addColumn<QStringList>("args");
+        QTest::addColumn<QString>("said");
+        const QStringList sweep{"sweep", "site.csv", "--out", "o"};
+        QTest::newRow("jobs 0") << false << sweep + QStringList{"--jobs", "0"} << "--jobs must be a whole number, 1 to 256";
+        QTest::newRow("jobs 257") << false << sweep + QStringList{"--jobs", "257"} << "--jobs must be a whole number, 1 to 256";
+        QTest::newRow("timeout 0") << false << sweep + QStringList{"--device-timeout", "0"}
+                                   << "--device-timeout must be a whole number of seconds, 1 to 86400";
+        QTest::newRow("timeout 86401") << false << sweep + QStringList{"--device-timeout", "86401"}
+                                       << "--device-timeout must be a whole number of seconds, 1 to 86400";
+        QTest::newRow("yes alone") << false << sweep + QStringList{"--yes"} << "--yes goes with --restore";
+        QTest::newRow("no out") << false << QStringList{"sweep", "site.csv"} << "sweep needs --out DIR";
+        QTest::newRow("port") << false << sweep + QStringList{"--sim"} << "sweep takes its ports from the site file, not --port or --sim";
+        QTest::newRow("name leaves") << false << QStringList{"--sim", "sweep-one", "../x", "--out", "."}
+                                     << "NAME \"../x\": the name holds a path separator";
+        QTest::newRow("sim no listen") << true << QStringList{"--devices", "3"} << "--devices needs --listen PORT";
+        QTest::newRow("sim 0") << true << QStringList{"--listen", "0", "--devices", "0"} << "--devices needs a number 1 to 1000, not \"0\"";
+        QTest::newRow("sim 1001") << true << QStringList{"--listen", "0", "--devices", "1001"}
+                                  << "--devices needs a number 1 to 1000, not \"1001\"";
+        QTest::newRow("sim room") << true << QStringList{"--listen", "65535", "--devices", "2"} << "--listen 65535 leaves no room for 2 ports";
+        for (const char *i : {"0", "4"})
+            QTest::newRow(i) << true << QStringList{"--listen", "0", "--devices", "3", "--device-fault", QString(i) + ":noanswer"}
+                             << QStringLiteral("--device-fault needs I:SPEC with I from 1 to 3, not \"%1:noanswer\"").arg(i);
+    }
+
+    void usageRefused()
+    {
+        QFETCH(bool, sim);
+        QFETCH(QStringList, args);
+        QFETCH(QString, said);
+        if (sim) {
+            SimProcess p;
+            QVERIFY(!p.start(args));
+            QCOMPARE(p.errorString(), "quorin-sim ended (status 2): quorin-sim: " + said);
+            return;
+        }
+        const CliRun r = runCli(args);
+        QCOMPARE(r.code, 2);
+        QCOMPARE(r.err, "quorin-cli: " + said + "\n");
+    }
+
+    void siteFileRowsChecked_data()
+    {
+        QTest::addColumn<QByteArray>("text");
+        QTest::addColumn<QStringList>("expected"); // each error's start, or the devices read "name|settings|rs485"
+        QTest::newRow("spreadsheet") << QByteArray("\xEF\xBB\xBFname,Port,settings,interface,golden\r\n# the boiler house\r\n"
+                                                   "\"a, \"\"b\"\"\",PORT,\"9600,e,7,1\",rs485,standard.epr\r\n\r\nc,tcp://127.0.0.1:2,,,\r\n"
+                                                   + QByteArray(64, 'x') + ",tcp://127.0.0.1:3,,RS232,\r\n")
+                                     << QStringList{"a, \"b\"|9600,e,7,1|1", "c||0", QString(64, 'x') + "||0"};
+        QTest::newRow("unknown column") << QByteArray("name,port,colour\n")
+                                        << QStringList{"site.csv:1: unknown column \"colour\"; the columns are name,port,settings,interface,golden"};
+        QTest::newRow("no header") << QByteArray("# nothing yet\n") << QStringList{"site.csv:1: no header line"};
+        QTest::newRow("every bad row") << QByteArray(
+            "name,port,settings,interface,golden\nok,PORT,,,\nOK,tcp://127.0.0.1:2,,,\n../up,tcp://127.0.0.1:3,,,\n"
+            "p,tcp://nohost,,,\ns,tcp://127.0.0.1:5,\"9600,x,8,1\",,\ni,tcp://127.0.0.1:6,,RS422,\n"
+            "g,tcp://127.0.0.1:7,,,missing.epr\nf,tcp://127.0.0.1:8,,\nq,\"tcp://127.0.0.1:9,,,\nd,PORT,,,\n"
+            "c\x01,tcp://127.0.0.1:12,,,\n.hidden,tcp://127.0.0.1:13,,,\nh,tcp://127.0.0.1:14,,,short.epr\n"
+            + QByteArray(65, 'x') + ",tcp://127.0.0.1:15,,,\n")
+            << QStringList{"site.csv:3: the name \"OK\" is given twice",
+                           "site.csv:4: the name holds a path separator",
+                           "site.csv:5: bad port \"tcp://nohost\": ",
+                           "site.csv:6: bad settings \"9600,x,8,1\": ",
+                           "site.csv:7: interface \"RS422\" is neither RS232 nor RS485",
+                           "site.csv:8: golden file missing.epr does not exist",
+                           "site.csv:9: 4 fields where the header has 5",
+                           "site.csv:10: a quote is not closed",
+                           "site.csv:11: the port \"PORT\" is given twice",
+                           "site.csv:12: the name holds a control character",
+                           "site.csv:13: the name starts with a dot or starts or ends with a blank",
+                           "site.csv:14: golden file short.epr holds 2 rows; a configuration table has 26",
+                           "site.csv:15: the name is longer than 64 characters"};
+    }
+
+    // Every bad row is named with its line; a refused file sends nothing, not
+    // even to the rows that are good.
+    void siteFileRowsChecked()
+    {
+        QFETCH(QByteArray, text);
+        QFETCH(QStringList, expected);
+        QTcpServer device;
+        QVERIFY(device.listen(QHostAddress::LocalHost));
+        const QString port = QStringLiteral("tcp://127.0.0.1:%1").arg(device.serverPort());
+        text.replace("PORT", port.toUtf8());
+        for (QString &e : expected)
+            e.replace(QLatin1String("PORT"), port);
+        write(path("site.csv"), text);
+
+        SiteFile site;
+        const bool good = site.read(path("site.csv"));
+        QStringList got = site.errors();
+        for (QString &e : got)
+            e.remove(0, m_dir.path().size() + 1);
+        if (expected.first().contains(QLatin1Char('|'))) {
+            QVERIFY2(good, qPrintable(got.join('\n')));
+            QStringList devices;
+            for (const SiteDevice &d : site.devices())
+                devices << d.name + '|' + d.settings + '|' + QString::number(d.rs485);
+            QCOMPARE(devices, expected);
+            QCOMPARE(site.devices().first().golden, path("standard.epr"));
+            QCOMPARE(site.devices().first().line, 3);
+            return;
+        }
+        QVERIFY(!good);
+        QCOMPARE(got.size(), expected.size());
+        for (int i = 0; i < got.size(); ++i)
+            QVERIFY2(got[i].startsWith(expected[i]), qPrintable(got[i] + " / " + expected[i]));
+
+        const CliRun r = runCli({"sweep", path("site.csv"), "--out", path("refused")});
+        QCOMPARE(r.code, 2);
+        QStringList err = r.err.split('\n', Qt::SkipEmptyParts);
+        QCOMPARE(err.takeLast(), "quorin-cli: " + path("site.csv") + " refused; no transmitter was touched");
+        QCOMPARE(err, site.errors());
+        QVERIFY(!device.waitForNewConnection(200));
+        QVERIFY(!QFileInfo::exists(path("refused")));
+    }
+
+    void sweepStalledDroppingAndDifferingTransmitters()
+    {
+        SimProcess sim;
+        const QStringList ports = startSite(sim, 5, {"2:late:2500", "3:hangup:6", "5:greet,noise"});
+        QVERIFY2(ports.size() == 5, qPrintable(sim.errorString()));
+        const QString site = writeSite("plant.csv", {"same," + ports[0] + ",,,standard.epr", "stalls," + ports[1] + ",,,standard.epr",
+                                                     "drops," + ports[2] + ",,RS232,standard.epr", "differs," + ports[3] + ",,,second.epr",
+                                                     "chatty," + ports[4] + ",,,standard.epr"});
+        const CliRun r = runCli({"sweep", site, "--out", path("out"), "--jobs", "5", "--device-timeout", "8", "--json", "--report"}, 60000);
+        QCOMPARE(r.code, 1);
+        QMap<QString, QJsonObject> by;
+        for (const QJsonObject &o : jsonLines(r))
+            by.insert(o.value("name").toString(), o);
+        QCOMPARE(by.size(), 6); // five and the summary
+        QCOMPARE(by["same"]["reached"].toBool(), true);
+        QCOMPARE(by["same"]["differences"].toInt(-1), 0);
+        QVERIFY(by["same"]["flow_value"].isDouble());
+        QCOMPARE(by["stalls"]["reached"].toBool(), false);
+        QCOMPARE(by["stalls"]["reason"].toString(), "no result within 8 s");
+        QCOMPARE(by["drops"]["reached"].toBool(), false);
+        QCOMPARE(by["drops"]["reason"].toString(), "Can not get device configuration data!");
+        QCOMPARE(by["differs"]["reached"].toBool(), true);
+        QVERIFY(by["differs"]["differences"].toInt() > 0);
+        QCOMPARE(by["differs"]["differences"].toInt(), by["differs"]["rows"].toArray().size());
+        QVERIFY(r.err.contains("sweep: 5 of 5 done\n"));
+        // A server that greets and chatters before every reply: the noise is
+        // counted and dropped, the values are read.
+        QCOMPARE(by["chatty"]["differences"].toInt(-1), 0);
+        QVERIFY(by["chatty"]["link"].toObject()["discarded"].toInt() > 0);
+
+        ConfigTable saved;
+        QString error;
+        QVERIFY2(saved.readFile(path("out/same.epr"), &error), qPrintable(error));
+        QCOMPARE(saved.recordsRead(), ConfigTable::RowCount);
+        QVERIFY(QFileInfo(path("out/differs.pdf")).size() > 0);
+        QVERIFY(!QFileInfo::exists(path("out/stalls.epr")));
+        QList<SweepResult> summary;
+        QVERIFY2(SiteSweep::readSummary(path("out/summary.csv"), &summary, &error), qPrintable(error));
+        QCOMPARE(summary.size(), 5);
+        QCOMPARE(summary[1].reason, "no result within 8 s");
+        QVERIFY2(QRegularExpression("^frames [1-9][0-9]*, replies [1-9][0-9]*, time-outs 0, discarded 0$").match(summary[0].link).hasMatch(),
+                 qPrintable(summary[0].link));
+        QCOMPARE(summary[2].link, "frames 6, replies 5, time-outs 0, discarded 0"); // the line dropped on the sixth
+        QCOMPARE(summary[3].differences, by["differs"]["differences"].toInt());
+
+        // Ctrl+C (or SIGTERM) while the stalled one runs: the finished result
+        // stays, the running and the waiting ones are marked.
+        for (int sig : {SIGINT, SIGTERM}) {
+            QProcess p;
+            p.start(QStringLiteral(QUORIN_CLI_EXE), {"sweep", site, "--out", path("out2"), "--jobs", "1"});
+            QByteArray err;
+            waitUntil([&] { err += p.readAllStandardError(); return err.contains("sweep: 1 of 5 done"); }, 30000);
+            ::kill(pid_t(p.processId()), sig);
+            QVERIFY(p.waitForFinished(10000));
+            QCOMPARE(p.exitCode(), 1);
+            QVERIFY((err + p.readAllStandardError()).contains("sweep: interrupted; stopping the transmitters still running\n"));
+            QStringList lines = QString::fromUtf8(p.readAllStandardOutput()).split('\n', Qt::SkipEmptyParts);
+            QVERIFY2(lines.size() == 6, qPrintable(lines.join('\n')));
+            QVERIFY2(QRegularExpression("^same  " + ports[0] + "  reached, 0 rows differ, flow [0-9.]+ LTR/Min, total [0-9]+ LTR, [0-9]+\\.[0-9] s$")
+                         .match(lines.takeFirst()).hasMatch(), "same");
+            QCOMPARE(lines, QStringList({"stalls  " + ports[1] + "  stopped: stopped before it finished",
+                                         "drops  " + ports[2] + "  stopped: stopped before it started",
+                                         "differs  " + ports[3] + "  stopped: stopped before it started",
+                                         "chatty  " + ports[4] + "  stopped: stopped before it started",
+                                         "5 transmitters: 1 reached, 0 not reached, 0 differ from their golden table, 4 stopped"}));
+            QVERIFY(SiteSweep::readSummary(path("out2/summary.csv"), &summary, &error));
+            QCOMPARE(summary[1].state, SweepResult::Stopped);
+            QCOMPARE(summary[0].state, SweepResult::Done);
+        }
+    }
+
+    void restoreWritesTheDifferingRowsOnly()
+    {
+        SimProcess sim;
+        const QStringList ports = startSite(sim, 2, {});
+        QVERIFY2(ports.size() == 2, qPrintable(sim.errorString()));
+        const QString site = writeSite("restore.csv", {"a," + ports[0] + ",,,tweaked.epr", "b," + ports[1] + ",,,standard.epr"});
+        // An output never lands on an input, here a golden table named like a transmitter's table.
+        const QString over = writeSite("over.csv", {"standard," + ports[0] + ",,,standard.epr"});
+        const CliRun refused = runCli({"sweep", over, "--out", m_dir.path()});
+        QCOMPARE(refused.code, 2);
+        QCOMPARE(refused.err.section('\n', 0, 0), over + ":2: the sweep would write " + path("standard.epr") + " over an input");
+
+        const QStringList args{"sweep", site, "--out", path("r"), "--json", "--restore"};
+        const CliRun dry = runCli(args, 60000);
+        QCOMPARE(dry.code, 1);
+        const QJsonObject a = jsonLines(dry).value(0).value("name") == "a" ? jsonLines(dry)[0] : jsonLines(dry)[1];
+        const QStringList differing = addresses(a["rows"].toArray());
+        QCOMPARE(differing, QStringList({"0134", "01E9"}));
+        QCOMPARE(restoreAddresses(a), differing);
+        QVERIFY(a["restore"]["lines"].toArray().last().toString().startsWith(
+            QStringLiteral("dry run: %1 rows would be written, nothing was sent").arg(differing.size())));
+
+        const CliRun yes = runCli(args + QStringList{"--yes"}, 120000);
+        QVERIFY2(yes.code == 0, qPrintable(yes.out + yes.err));
+        for (const QJsonObject &o : jsonLines(yes)) {
+            if (o["name"] == "a")
+                QCOMPARE(restoreAddresses(o), differing);
+            if (o["name"] == "b")
+                QCOMPARE(o["restore"]["lines"].toArray(), QJsonArray({"nothing to write"}));
+        }
+        const CliRun again = runCli({"sweep", site, "--out", path("r"), "--jobs", "256", "--device-timeout", "86400"}, 60000);
+        QCOMPARE(again.code, 0);
+        QCOMPARE(again.lines().last(), "2 transmitters: 2 reached, 0 not reached, 0 differ from their golden table");
+    }
+
+    void devicesWindowSweepsAndOpensOne()
+    {
+        // The seed varies the presets, the same way every time.
+        QList<QStringList> presets;
+        for (int run = 0; run < 2; ++run) {
+            SimProcess s;
+            QVERIFY(s.start({"--listen", "0", "--devices", "6", "--seed", "5"}));
+            presets << QStringList();
+            for (const QByteArray &line : s.errorOutput().split('\n'))
+                if (line.contains(" preset "))
+                    presets.last() << QString::fromUtf8(line).section(' ', 4, 4);
+        }
+        QCOMPARE(presets[0].size(), 6);
+        QCOMPARE(presets[0], presets[1]);
+        QVERIFY(presets[0].removeDuplicates() > 0 && presets[0].size() > 1);
+
+        SimProcess sim;
+        const QStringList ports = startSite(sim, 2, {});
+        QVERIFY2(ports.size() == 2, qPrintable(sim.errorString()));
+        const QString site = writeSite("window.csv", {"one," + ports[0] + ",,,standard.epr", "two," + ports[1] + ",,,second.epr"});
+        ScriptedPrompter prompter;
+        {
+            frmDevices window(prompter, QStringLiteral(QUORIN_CLI_EXE));
+            QVERIFY(window.openSite(site));
+            QSignalSpy progress(window.findChild<QProgressBar *>("ProgBar1"), &QProgressBar::valueChanged);
+            window.findChild<QPushButton *>("cmdSweep")->click();
+            QCOMPARE(progress.size(), 3);
+            QCOMPARE(progress.at(1).at(0).toInt(), 2);
+        }
+        // A window opened later shows the last sweep, read back from its summary.
+        frmDevices window(prompter, QStringLiteral(QUORIN_CLI_EXE));
+        QVERIFY(window.openSite(site));
+        auto *grid = window.findChild<QTableWidget *>("grdDevices");
+        QCOMPARE(grid->item(0, 2)->text(), "yes");
+        QCOMPARE(grid->item(0, 3)->text(), "0");
+        QVERIFY(grid->item(1, 3)->text().toInt() > 0);
+        QVERIFY(!grid->item(1, 6)->text().isEmpty());
+        QVERIFY(prompter.entries.isEmpty());
+
+        // Through the main window: a double click makes that transmitter its device.
+        qputenv("QUORIN_CLI", QUORIN_CLI_EXE);
+        WindowRig rig;
+        rig.prompter.fileNames << site;
+        rig.window->execDialog = [](QDialog &d) {
+            emit d.findChild<QTableWidget *>("grdDevices")->cellDoubleClicked(1, 0);
+            return int(QDialog::Accepted);
+        };
+        rig.window->setMenusLocked(true);
+        QVERIFY(!rig.enabled("mnuOpenSite"));
+        rig.window->setMenusLocked(false);
+        rig.window->menuItem("mnuOpenSite")->trigger();
+        QCOMPARE(rig.window->portName(), ports[1]);
+    }
+
+private:
+    QTemporaryDir m_dir;
+    QString path(const QString &name) const { return m_dir.filePath(name); }
+    // A site of n simulated transmitters; the ports from the first line on.
+    QStringList startSite(SimProcess &sim, int n, const QStringList &faults);
+    QString writeSite(const QString &name, const QStringList &rows);
+};
 
 QStringList TestSweepCli::startSite(SimProcess &sim, int n, const QStringList &faults)
 {
@@ -158,241 +384,6 @@ QString TestSweepCli::writeSite(const QString &name, const QStringList &rows)
 {
     write(path(name), ("name,port,settings,interface,golden\n" + rows.join(QLatin1Char('\n')) + "\n").toUtf8());
     return path(name);
-}
-
-void TestSweepCli::siteFileRowsChecked_data()
-{
-    QTest::addColumn<QByteArray>("text");
-    QTest::addColumn<QStringList>("expected"); // each error's start, or the devices read "name|settings|rs485"
-    QTest::newRow("spreadsheet") << QByteArray("\xEF\xBB\xBFname,Port,settings,interface,golden\r\n# the boiler house\r\n"
-                                               "\"a, \"\"b\"\"\",PORT,\"9600,e,7,1\",rs485,standard.epr\r\n\r\nc,tcp://127.0.0.1:2,,,\r\n"
-                                               + QByteArray(64, 'x') + ",tcp://127.0.0.1:3,,RS232,\r\n")
-                                 << QStringList{"a, \"b\"|9600,e,7,1|1", "c||0", QString(64, 'x') + "||0"};
-    QTest::newRow("unknown column") << QByteArray("name,port,colour\n")
-                                    << QStringList{"site.csv:1: unknown column \"colour\"; the columns are name,port,settings,interface,golden"};
-    QTest::newRow("no header") << QByteArray("# nothing yet\n") << QStringList{"site.csv:1: no header line"};
-    QTest::newRow("every bad row") << QByteArray(
-        "name,port,settings,interface,golden\nok,PORT,,,\nOK,tcp://127.0.0.1:2,,,\n../up,tcp://127.0.0.1:3,,,\n"
-        "p,tcp://nohost,,,\ns,tcp://127.0.0.1:5,\"9600,x,8,1\",,\ni,tcp://127.0.0.1:6,,RS422,\n"
-        "g,tcp://127.0.0.1:7,,,missing.epr\nf,tcp://127.0.0.1:8,,\nq,\"tcp://127.0.0.1:9,,,\nd,PORT,,,\n"
-        "c\x01,tcp://127.0.0.1:12,,,\n.hidden,tcp://127.0.0.1:13,,,\nh,tcp://127.0.0.1:14,,,short.epr\n"
-        + QByteArray(65, 'x') + ",tcp://127.0.0.1:15,,,\n")
-        << QStringList{"site.csv:3: the name \"OK\" is given twice",
-                       "site.csv:4: the name holds a path separator",
-                       "site.csv:5: bad port \"tcp://nohost\": ",
-                       "site.csv:6: bad settings \"9600,x,8,1\": ",
-                       "site.csv:7: interface \"RS422\" is neither RS232 nor RS485",
-                       "site.csv:8: golden file missing.epr does not exist",
-                       "site.csv:9: 4 fields where the header has 5",
-                       "site.csv:10: a quote is not closed",
-                       "site.csv:11: the port \"PORT\" is given twice",
-                       "site.csv:12: the name holds a control character",
-                       "site.csv:13: the name starts with a dot or starts or ends with a blank",
-                       "site.csv:14: golden file short.epr holds 2 rows; a configuration table has 26",
-                       "site.csv:15: the name is longer than 64 characters"};
-}
-
-// Every bad row is named with its line; a refused file sends nothing, not
-// even to the rows that are good.
-void TestSweepCli::siteFileRowsChecked()
-{
-    QFETCH(QByteArray, text);
-    QFETCH(QStringList, expected);
-    QTcpServer device;
-    QVERIFY(device.listen(QHostAddress::LocalHost));
-    const QString port = QStringLiteral("tcp://127.0.0.1:%1").arg(device.serverPort());
-    text.replace("PORT", port.toUtf8());
-    for (QString &e : expected)
-        e.replace(QLatin1String("PORT"), port);
-    write(path("site.csv"), text);
-
-    SiteFile site;
-    const bool good = site.read(path("site.csv"));
-    QStringList got = site.errors();
-    for (QString &e : got)
-        e.remove(0, m_dir.path().size() + 1);
-    if (expected.first().contains(QLatin1Char('|'))) {
-        QVERIFY2(good, qPrintable(got.join('\n')));
-        QStringList devices;
-        for (const SiteDevice &d : site.devices())
-            devices << d.name + '|' + d.settings + '|' + QString::number(d.rs485);
-        QCOMPARE(devices, expected);
-        QCOMPARE(site.devices().first().golden, path("standard.epr"));
-        QCOMPARE(site.devices().first().line, 3);
-        return;
-    }
-    QVERIFY(!good);
-    QCOMPARE(got.size(), expected.size());
-    for (int i = 0; i < got.size(); ++i)
-        QVERIFY2(got[i].startsWith(expected[i]), qPrintable(got[i] + " / " + expected[i]));
-
-    const CliRun r = runCli({"sweep", path("site.csv"), "--out", path("refused")});
-    QCOMPARE(r.code, 2);
-    QStringList err = r.err.split('\n', Qt::SkipEmptyParts);
-    QCOMPARE(err.takeLast(), "quorin-cli: " + path("site.csv") + " refused; no transmitter was touched");
-    QCOMPARE(err, site.errors());
-    QVERIFY(!device.waitForNewConnection(200));
-    QVERIFY(!QFileInfo::exists(path("refused")));
-}
-
-void TestSweepCli::sweepStalledDroppingAndDifferingTransmitters()
-{
-    SimProcess sim;
-    const QStringList ports = startSite(sim, 5, {"2:late:2500", "3:hangup:6", "5:greet,noise"});
-    QVERIFY2(ports.size() == 5, qPrintable(sim.errorString()));
-    const QString site = writeSite("plant.csv", {"same," + ports[0] + ",,,standard.epr", "stalls," + ports[1] + ",,,standard.epr",
-                                                 "drops," + ports[2] + ",,RS232,standard.epr", "differs," + ports[3] + ",,,second.epr",
-                                                 "chatty," + ports[4] + ",,,standard.epr"});
-    const CliRun r = runCli({"sweep", site, "--out", path("out"), "--jobs", "5", "--device-timeout", "8", "--json", "--report"}, 60000);
-    QCOMPARE(r.code, 1);
-    QMap<QString, QJsonObject> by;
-    for (const QJsonObject &o : jsonLines(r))
-        by.insert(o.value("name").toString(), o);
-    QCOMPARE(by.size(), 6); // five and the summary
-    QCOMPARE(by["same"]["reached"].toBool(), true);
-    QCOMPARE(by["same"]["differences"].toInt(-1), 0);
-    QVERIFY(by["same"]["flow_value"].isDouble());
-    QCOMPARE(by["stalls"]["reached"].toBool(), false);
-    QCOMPARE(by["stalls"]["reason"].toString(), "no result within 8 s");
-    QCOMPARE(by["drops"]["reached"].toBool(), false);
-    QCOMPARE(by["drops"]["reason"].toString(), "Can not get device configuration data!");
-    QCOMPARE(by["differs"]["reached"].toBool(), true);
-    QVERIFY(by["differs"]["differences"].toInt() > 0);
-    QCOMPARE(by["differs"]["differences"].toInt(), by["differs"]["rows"].toArray().size());
-    QVERIFY(r.err.contains("sweep: 5 of 5 done\n"));
-    // A server that greets and chatters before every reply: the noise is
-    // counted and dropped, the values are read.
-    QCOMPARE(by["chatty"]["differences"].toInt(-1), 0);
-    QVERIFY(by["chatty"]["link"].toObject()["discarded"].toInt() > 0);
-
-    ConfigTable saved;
-    QString error;
-    QVERIFY2(saved.readFile(path("out/same.epr"), &error), qPrintable(error));
-    QCOMPARE(saved.recordsRead(), ConfigTable::RowCount);
-    QVERIFY(QFileInfo(path("out/differs.pdf")).size() > 0);
-    QVERIFY(!QFileInfo::exists(path("out/stalls.epr")));
-    QList<SweepResult> summary;
-    QVERIFY2(SiteSweep::readSummary(path("out/summary.csv"), &summary, &error), qPrintable(error));
-    QCOMPARE(summary.size(), 5);
-    QCOMPARE(summary[1].reason, "no result within 8 s");
-    QVERIFY2(QRegularExpression("^frames [1-9][0-9]*, replies [1-9][0-9]*, time-outs 0, discarded 0$").match(summary[0].link).hasMatch(),
-             qPrintable(summary[0].link));
-    QCOMPARE(summary[2].link, "frames 6, replies 5, time-outs 0, discarded 0"); // the line dropped on the sixth
-    QCOMPARE(summary[3].differences, by["differs"]["differences"].toInt());
-
-    // Ctrl+C (or SIGTERM) while the stalled one runs: the finished result
-    // stays, the running and the waiting ones are marked.
-    for (int sig : {SIGINT, SIGTERM}) {
-        QProcess p;
-        p.start(QStringLiteral(QUORIN_CLI_EXE), {"sweep", site, "--out", path("out2"), "--jobs", "1"});
-        QByteArray err;
-        waitUntil([&] { err += p.readAllStandardError(); return err.contains("sweep: 1 of 5 done"); }, 30000);
-        ::kill(pid_t(p.processId()), sig);
-        QVERIFY(p.waitForFinished(10000));
-        QCOMPARE(p.exitCode(), 1);
-        QVERIFY((err + p.readAllStandardError()).contains("sweep: interrupted; stopping the transmitters still running\n"));
-        QStringList lines = QString::fromUtf8(p.readAllStandardOutput()).split('\n', Qt::SkipEmptyParts);
-        QVERIFY2(lines.size() == 6, qPrintable(lines.join('\n')));
-        QVERIFY2(QRegularExpression("^same  " + ports[0] + "  reached, 0 rows differ, flow [0-9.]+ LTR/Min, total [0-9]+ LTR, [0-9]+\\.[0-9] s$")
-                     .match(lines.takeFirst()).hasMatch(), "same");
-        QCOMPARE(lines, QStringList({"stalls  " + ports[1] + "  stopped: stopped before it finished",
-                                     "drops  " + ports[2] + "  stopped: stopped before it started",
-                                     "differs  " + ports[3] + "  stopped: stopped before it started",
-                                     "chatty  " + ports[4] + "  stopped: stopped before it started",
-                                     "5 transmitters: 1 reached, 0 not reached, 0 differ from their golden table, 4 stopped"}));
-        QVERIFY(SiteSweep::readSummary(path("out2/summary.csv"), &summary, &error));
-        QCOMPARE(summary[1].state, SweepResult::Stopped);
-        QCOMPARE(summary[0].state, SweepResult::Done);
-    }
-}
-
-void TestSweepCli::restoreWritesTheDifferingRowsOnly()
-{
-    SimProcess sim;
-    const QStringList ports = startSite(sim, 2, {});
-    QVERIFY2(ports.size() == 2, qPrintable(sim.errorString()));
-    const QString site = writeSite("restore.csv", {"a," + ports[0] + ",,,tweaked.epr", "b," + ports[1] + ",,,standard.epr"});
-    // An output never lands on an input, here a golden table named like a transmitter's table.
-    const QString over = writeSite("over.csv", {"standard," + ports[0] + ",,,standard.epr"});
-    const CliRun refused = runCli({"sweep", over, "--out", m_dir.path()});
-    QCOMPARE(refused.code, 2);
-    QCOMPARE(refused.err.section('\n', 0, 0), over + ":2: the sweep would write " + path("standard.epr") + " over an input");
-
-    const QStringList args{"sweep", site, "--out", path("r"), "--json", "--restore"};
-    const CliRun dry = runCli(args, 60000);
-    QCOMPARE(dry.code, 1);
-    const QJsonObject a = jsonLines(dry).value(0).value("name") == "a" ? jsonLines(dry)[0] : jsonLines(dry)[1];
-    const QStringList differing = addresses(a["rows"].toArray());
-    QCOMPARE(differing, QStringList({"0134", "01E9"}));
-    QCOMPARE(restoreAddresses(a), differing);
-    QVERIFY(a["restore"]["lines"].toArray().last().toString().startsWith(
-        QStringLiteral("dry run: %1 rows would be written, nothing was sent").arg(differing.size())));
-
-    const CliRun yes = runCli(args + QStringList{"--yes"}, 120000);
-    QVERIFY2(yes.code == 0, qPrintable(yes.out + yes.err));
-    for (const QJsonObject &o : jsonLines(yes)) {
-        if (o["name"] == "a")
-            QCOMPARE(restoreAddresses(o), differing);
-        if (o["name"] == "b")
-            QCOMPARE(o["restore"]["lines"].toArray(), QJsonArray({"nothing to write"}));
-    }
-    const CliRun again = runCli({"sweep", site, "--out", path("r"), "--jobs", "256", "--device-timeout", "86400"}, 60000);
-    QCOMPARE(again.code, 0);
-    QCOMPARE(again.lines().last(), "2 transmitters: 2 reached, 0 not reached, 0 differ from their golden table");
-}
-
-void TestSweepCli::devicesWindowSweepsAndOpensOne()
-{
-    // The seed varies the presets, the same way every time.
-    QList<QStringList> presets;
-    for (int run = 0; run < 2; ++run) {
-        SimProcess s;
-        QVERIFY(s.start({"--listen", "0", "--devices", "6", "--seed", "5"}));
-        presets << QStringList();
-        for (const QByteArray &line : s.errorOutput().split('\n'))
-            if (line.contains(" preset "))
-                presets.last() << QString::fromUtf8(line).section(' ', 4, 4);
-    }
-    QCOMPARE(presets[0].size(), 6);
-    QCOMPARE(presets[0], presets[1]);
-    QVERIFY(presets[0].removeDuplicates() > 0 && presets[0].size() > 1);
-
-    SimProcess sim;
-    const QStringList ports = startSite(sim, 2, {});
-    QVERIFY2(ports.size() == 2, qPrintable(sim.errorString()));
-    const QString site = writeSite("window.csv", {"one," + ports[0] + ",,,standard.epr", "two," + ports[1] + ",,,second.epr"});
-    ScriptedPrompter prompter;
-    {
-        frmDevices window(prompter, QStringLiteral(QUORIN_CLI_EXE));
-        QVERIFY(window.openSite(site));
-        QSignalSpy progress(window.findChild<QProgressBar *>("ProgBar1"), &QProgressBar::valueChanged);
-        window.findChild<QPushButton *>("cmdSweep")->click();
-        QCOMPARE(progress.size(), 3);
-        QCOMPARE(progress.at(1).at(0).toInt(), 2);
-    }
-    // A window opened later shows the last sweep, read back from its summary.
-    frmDevices window(prompter, QStringLiteral(QUORIN_CLI_EXE));
-    QVERIFY(window.openSite(site));
-    auto *grid = window.findChild<QTableWidget *>("grdDevices");
-    QCOMPARE(grid->item(0, 2)->text(), "yes");
-    QCOMPARE(grid->item(0, 3)->text(), "0");
-    QVERIFY(grid->item(1, 3)->text().toInt() > 0);
-    QVERIFY(!grid->item(1, 6)->text().isEmpty());
-    QVERIFY(prompter.entries.isEmpty());
-
-    // Through the main window: a double click makes that transmitter its device.
-    qputenv("QUORIN_CLI", QUORIN_CLI_EXE);
-    WindowRig rig;
-    rig.prompter.fileNames << site;
-    rig.window->execDialog = [](QDialog &d) {
-        emit d.findChild<QTableWidget *>("grdDevices")->cellDoubleClicked(1, 0);
-        return int(QDialog::Accepted);
-    };
-    rig.window->setMenusLocked(true);
-    QVERIFY(!rig.enabled("mnuOpenSite"));
-    rig.window->setMenusLocked(false);
-    rig.window->menuItem("mnuOpenSite")->trigger();
-    QCOMPARE(rig.window->portName(), ports[1]);
 }
 
 QTEST_MAIN(TestSweepCli)

@@ -84,223 +84,212 @@ class TestFrmDProp : public QObject
 {
     Q_OBJECT
 private slots:
-    void typingAndEnter_data();
-    void typingAndEnter();
-    void everyFieldTakesItsOwnKeys();
-    void pasteHeldToTheKeyRule_data();
-    void pasteHeldToTheKeyRule();
-    void coefficientASwitchesTenths();
-    void controlsShowWhatTheDeviceHolds();
-    void okCommitsEditsTypedWithoutEnter();
-    void okStaysOnARefusedEdit();
-    void totalizerReset();
-};
+    void typingAndEnter_data()
+    {
+        QTest::addColumn<QString>("preset");
+        QTest::addColumn<QString>("field");
+        QTest::addColumn<QString>("keys");
+        QTest::addColumn<QString>("shown");      // the field's text before Enter
+        QTest::addColumn<int>("beeps");
+        QTest::addColumn<QStringList>("messages");
+        QTest::addColumn<QStringList>("writes");
 
-void TestFrmDProp::typingAndEnter_data()
-{
-    QTest::addColumn<QString>("preset");
-    QTest::addColumn<QString>("field");
-    QTest::addColumn<QString>("keys");
-    QTest::addColumn<QString>("shown");      // the field's text before Enter
-    QTest::addColumn<int>("beeps");
-    QTest::addColumn<QStringList>("messages");
-    QTest::addColumn<QStringList>("writes");
-
-    QTest::newRow("letters swallowed") << "standard" << "txt1Percent" << "3a0" << "30" << 0 << QStringList() << QStringList{writeFrame("010C", "01", "1E")};
-    QTest::newRow("Backspace passes") << "standard" << "txt2Percent" << "45\b6" << "46" << 0 << QStringList() << QStringList{writeFrame("0111", "01", "2E")};
-    QTest::newRow("refused value stays as typed") << "standard" << "txt1Percent" << "101" << "101" << 0
-        << QStringList{"The value of the parameter is out of\r permissible range [0-100] Try again!"} << QStringList();
-    QTest::newRow("pointer beeps at other keys") << "standard" << "txtDataPointer" << "2a0G0" << "200" << 2
-                                                 << QStringList() << QStringList{writeFrame("01FE", "02", "0200")};
-    QTest::newRow("Delete edits a number") << "standard" << "txt2Percent" << "456\x7f" << "56" << 0 << QStringList() << QStringList{writeFrame("0111", "01", "38")};
-    QTest::newRow("Delete edits the pointer, no beep") << "standard" << "txtDataPointer" << "0400\x7f" << "400" << 0
-                                                       << QStringList() << QStringList{writeFrame("01FE", "02", "0400")};
-    QTest::newRow("whole units: point swallowed") << "standard" << "txtMaxFlow" << "12.5" << "125" << 0 << QStringList()
-                                                  << QStringList{writeFrame("0105", "04", "0000007D")};
-    QTest::newRow("tenths: point taken") << "tenths" << "txtMaxFlow" << "12.5" << "12.5" << 0 << QStringList() << QStringList{writeFrame("0105", "04", "0000007D")};
-    QTest::newRow("unit name takes any key") << "standard" << "txtUDEUString" << "m3" << "m3" << 0 << QStringList() << QStringList{writeFrame("01E5", "03", "6D3300")};
-}
-
-void TestFrmDProp::typingAndEnter()
-{
-    QFETCH(QString, preset);
-    QFETCH(QString, field);
-    QFETCH(QString, keys);
-    QFETCH(QString, shown);
-    QFETCH(int, beeps);
-    QFETCH(QStringList, messages);
-    QFETCH(QStringList, writes);
-
-    Rig rig(preset);
-    QVERIFY(rig.open());
-    rig.type(field, keys, false);
-    QCOMPARE(rig.child(field)->text(), shown);
-    QCOMPARE(rig.prompter.beeps, beeps);
-    QCOMPARE(rig.device->framesReceived(), 0);
-
-    QTest::keyClick(rig.child(field), Qt::Key_Return);
-    QCOMPARE(rig.prompter.texts(), messages);
-    QCOMPARE(rig.writeFrames(), writes);
-    QCOMPARE(rig.child(field)->text(), shown);
-    QVERIFY(rig.form->isVisible()); // Enter never closes the form
-}
-
-// Each field has its own key rule: digits, upper-case hex for the pointer,
-// any key for the unit name.
-void TestFrmDProp::everyFieldTakesItsOwnKeys()
-{
-    Rig rig;
-    QVERIFY(rig.open());
-    for (const QString &control : ParameterCommit::textFields()) {
-        rig.type(control, QStringLiteral("9a .F"), false);
-        QCOMPARE(rig.child(control)->text(), control == "txtDataPointer" ? "9F" : control == "txtUDEUString" ? "9a .F" : "9");
+        QTest::newRow("letters swallowed") << "standard" << "txt1Percent" << "3a0" << "30" << 0 << QStringList() << QStringList{writeFrame("010C", "01", "1E")};
+        QTest::newRow("Backspace passes") << "standard" << "txt2Percent" << "45\b6" << "46" << 0 << QStringList() << QStringList{writeFrame("0111", "01", "2E")};
+        QTest::newRow("refused value stays as typed") << "standard" << "txt1Percent" << "101" << "101" << 0
+            << QStringList{"The value of the parameter is out of\r permissible range [0-100] Try again!"} << QStringList();
+        QTest::newRow("pointer beeps at other keys") << "standard" << "txtDataPointer" << "2a0G0" << "200" << 2
+                                                     << QStringList() << QStringList{writeFrame("01FE", "02", "0200")};
+        QTest::newRow("Delete edits a number") << "standard" << "txt2Percent" << "456\x7f" << "56" << 0 << QStringList() << QStringList{writeFrame("0111", "01", "38")};
+        QTest::newRow("Delete edits the pointer, no beep") << "standard" << "txtDataPointer" << "0400\x7f" << "400" << 0
+                                                           << QStringList() << QStringList{writeFrame("01FE", "02", "0400")};
+        QTest::newRow("whole units: point swallowed") << "standard" << "txtMaxFlow" << "12.5" << "125" << 0 << QStringList()
+                                                      << QStringList{writeFrame("0105", "04", "0000007D")};
+        QTest::newRow("tenths: point taken") << "tenths" << "txtMaxFlow" << "12.5" << "12.5" << 0 << QStringList() << QStringList{writeFrame("0105", "04", "0000007D")};
+        QTest::newRow("unit name takes any key") << "standard" << "txtUDEUString" << "m3" << "m3" << 0 << QStringList() << QStringList{writeFrame("01E5", "03", "6D3300")};
     }
-}
 
-// Text that arrives by paste (keys, middle button) or by setText (a drop)
-// keeps only what the field's keys could type.
-void TestFrmDProp::pasteHeldToTheKeyRule_data()
-{
-    QTest::addColumn<QString>("preset");
-    QTest::addColumn<QString>("field");
-    QTest::addColumn<QString>("pasted");
-    QTest::addColumn<QString>("shown");
-    QTest::newRow("digits") << "standard" << "txt1Percent" << "1a-2\n" << "12";
-    QTest::newRow("pointer: upper-case hex") << "standard" << "txtDataPointer" << "2a0F" << "20F";
-    QTest::newRow("whole units: no point") << "standard" << "txtMaxFlow" << "12.5" << "125";
-    QTest::newRow("tenths: point") << "tenths" << "txtMaxFlow" << "12.5x" << "12.5";
-    QTest::newRow("unit name: anything") << "standard" << "txtUDEUString" << "m3/h" << "m3/h";
-}
+    void typingAndEnter()
+    {
+        QFETCH(QString, preset);
+        QFETCH(QString, field);
+        QFETCH(QString, keys);
+        QFETCH(QString, shown);
+        QFETCH(int, beeps);
+        QFETCH(QStringList, messages);
+        QFETCH(QStringList, writes);
 
-void TestFrmDProp::pasteHeldToTheKeyRule()
-{
-    QFETCH(QString, preset);
-    QFETCH(QString, field);
-    QFETCH(QString, pasted);
-    QFETCH(QString, shown);
+        Rig rig(preset);
+        QVERIFY(rig.open());
+        rig.type(field, keys, false);
+        QCOMPARE(rig.child(field)->text(), shown);
+        QCOMPARE(rig.prompter.beeps, beeps);
+        QCOMPARE(rig.device->framesReceived(), 0);
 
-    Rig rig(preset);
-    QVERIFY(rig.open());
-    QLineEdit *f = rig.child(field);
-    rig.type(field, QString(), false);
-    QGuiApplication::clipboard()->setText(pasted);
-    QTest::keySequence(f, QKeySequence::Paste);
-    QCOMPARE(f->text(), shown);
-    f->setText(pasted);
-    QCOMPARE(f->text(), shown);
-    QCOMPARE(rig.device->framesReceived(), 0);
-}
+        QTest::keyClick(rig.child(field), Qt::Key_Return);
+        QCOMPARE(rig.prompter.texts(), messages);
+        QCOMPARE(rig.writeFrames(), writes);
+        QCOMPARE(rig.child(field)->text(), shown);
+        QVERIFY(rig.form->isVisible()); // Enter never closes the form
+    }
 
-// Coefficient A at 202 puts the full-scale flow in tenths: the field shows
-// the stored number / 10 and takes a point from then on.
-void TestFrmDProp::coefficientASwitchesTenths()
-{
-    Rig rig;
-    QVERIFY(rig.open());
-    rig.type(QStringLiteral("txtAFCor"), QStringLiteral("202"), true);
-    QCOMPARE(rig.writeFrames(), QStringList{writeFrame("012D", "02", "00CA")});
-    QCOMPARE(rig.child("txtMaxFlow")->text(), QStringLiteral("500.0"));
+    // Each field has its own key rule: digits, upper-case hex for the pointer,
+    // any key for the unit name.
+    void everyFieldTakesItsOwnKeys()
+    {
+        Rig rig;
+        QVERIFY(rig.open());
+        for (const QString &control : ParameterCommit::textFields()) {
+            rig.type(control, QStringLiteral("9a .F"), false);
+            QCOMPARE(rig.child(control)->text(), control == "txtDataPointer" ? "9F" : control == "txtUDEUString" ? "9a .F" : "9");
+        }
+    }
 
-    rig.type(QStringLiteral("txtMaxFlow"), QStringLiteral("750.5"), true);
-    QCOMPARE(rig.writeFrames().last(), writeFrame("0105", "04", "00001D51"));
-    QCOMPARE(rig.device->value(0x0105, 4), 7505u);
+    // Text that arrives by paste (keys, middle button) or by setText (a drop)
+    // keeps only what the field's keys could type.
+    void pasteHeldToTheKeyRule_data()
+    {
+        QTest::addColumn<QString>("preset");
+        QTest::addColumn<QString>("field");
+        QTest::addColumn<QString>("pasted");
+        QTest::addColumn<QString>("shown");
+        QTest::newRow("digits") << "standard" << "txt1Percent" << "1a-2\n" << "12";
+        QTest::newRow("pointer: upper-case hex") << "standard" << "txtDataPointer" << "2a0F" << "20F";
+        QTest::newRow("whole units: no point") << "standard" << "txtMaxFlow" << "12.5" << "125";
+        QTest::newRow("tenths: point") << "tenths" << "txtMaxFlow" << "12.5x" << "12.5";
+        QTest::newRow("unit name: anything") << "standard" << "txtUDEUString" << "m3/h" << "m3/h";
+    }
 
-    rig.type(QStringLiteral("txtAFCor"), QStringLiteral("1000"), true);
-    QCOMPARE(rig.child("txtMaxFlow")->text(), QStringLiteral("7505"));
-}
+    void pasteHeldToTheKeyRule()
+    {
+        QFETCH(QString, preset);
+        QFETCH(QString, field);
+        QFETCH(QString, pasted);
+        QFETCH(QString, shown);
 
-// A choice the device took shows with its unit; after a corrupted read-back
-// every kind of control shows what the terminal knows the device holds.
-void TestFrmDProp::controlsShowWhatTheDeviceHolds()
-{
-    Rig rig;
-    QVERIFY(rig.open());
-    auto *unit = rig.child<QComboBox>("cboEUnit");
-    rig.showFrameOf(unit);
-    unit->setFocus();
-    QTest::keyClick(unit, Qt::Key_Down);
-    QCOMPARE(rig.writeFrames(), QStringList{writeFrame("01E4", "01", "06")});
-    QCOMPARE(rig.session.state().unitText(), QStringLiteral("CUM/Min"));
-    QCOMPARE(rig.child<QLabel>("lblTotalEU")->text(), QStringLiteral("CUM"));
+        Rig rig(preset);
+        QVERIFY(rig.open());
+        QLineEdit *f = rig.child(field);
+        rig.type(field, QString(), false);
+        QGuiApplication::clipboard()->setText(pasted);
+        QTest::keySequence(f, QKeySequence::Paste);
+        QCOMPARE(f->text(), shown);
+        f->setText(pasted);
+        QCOMPARE(f->text(), shown);
+        QCOMPARE(rig.device->framesReceived(), 0);
+    }
 
-    rig.corruptReadbacks();
-    rig.type(QStringLiteral("txt1Percent"), QStringLiteral("30"), true);
-    QCOMPARE(rig.child("txt1Percent")->text(), QStringLiteral("20"));
-    rig.type(QStringLiteral("txtDataPointer"), QStringLiteral("0400"), true);
-    QCOMPARE(rig.child("txtDataPointer")->text(), QStringLiteral("1970"));
-    rig.type(QStringLiteral("txtUDEUString"), QStringLiteral("AB"), true);
-    QCOMPARE(rig.child("txtUDEUString")->text(), QStringLiteral("UD"));
-    rig.showFrameOf(unit);
-    unit->setFocus();
-    QTest::keyClick(unit, Qt::Key_Down);
-    QCOMPARE(unit->currentIndex(), 6);
-    rig.click(QStringLiteral("optEnable_1"));
-    QVERIFY(rig.child<QRadioButton>("optEnable_0")->isChecked());
+    // Coefficient A at 202 puts the full-scale flow in tenths: the field shows
+    // the stored number / 10 and takes a point from then on.
+    void coefficientASwitchesTenths()
+    {
+        Rig rig;
+        QVERIFY(rig.open());
+        rig.type(QStringLiteral("txtAFCor"), QStringLiteral("202"), true);
+        QCOMPARE(rig.writeFrames(), QStringList{writeFrame("012D", "02", "00CA")});
+        QCOMPARE(rig.child("txtMaxFlow")->text(), QStringLiteral("500.0"));
 
-    QCOMPARE(rig.writeFrames().mid(1), (QStringList{writeFrame("010C", "01", "1E"), writeFrame("01FE", "02", "0400"),
-                                                    writeFrame("01E5", "03", "414200"), writeFrame("01E4", "01", "07"),
-                                                    writeFrame("01EA", "01", "00")}));
-    QCOMPARE(rig.prompter.texts().size(), 5);
-    for (const QString &t : rig.prompter.texts())
-        QVERIFY2(t.startsWith(QLatin1String("Verify data is failed!\r data recieved: ")), qPrintable(t));
-}
+        rig.type(QStringLiteral("txtMaxFlow"), QStringLiteral("750.5"), true);
+        QCOMPARE(rig.writeFrames().last(), writeFrame("0105", "04", "00001D51"));
+        QCOMPARE(rig.device->value(0x0105, 4), 7505u);
 
-// cmdOK commits what was typed without Enter, in the form's order (so the
-// new high cut-off is the low cut-off's limit), and closes.
-void TestFrmDProp::okCommitsEditsTypedWithoutEnter()
-{
-    Rig rig;
-    QVERIFY(rig.open());
-    rig.type(QStringLiteral("txt1Percent"), QStringLiteral("30"), false);
-    rig.type(QStringLiteral("txtLowFcut"), QStringLiteral("1200"), false);
-    rig.type(QStringLiteral("txtHighFcut"), QStringLiteral("1500"), false);
-    rig.type(QStringLiteral("txtTimeOut"), QStringLiteral("030"), false); // the stored value
-    QCOMPARE(rig.device->framesReceived(), 0);
+        rig.type(QStringLiteral("txtAFCor"), QStringLiteral("1000"), true);
+        QCOMPARE(rig.child("txtMaxFlow")->text(), QStringLiteral("7505"));
+    }
 
-    rig.click(QStringLiteral("cmdOK"));
-    QCOMPARE(rig.writeFrames(), (QStringList{writeFrame("0134", "02", "05DC"), writeFrame("014D", "02", "04B0"),
-                                             writeFrame("010C", "01", "1E")}));
-    QCOMPARE(rig.prompter.texts(), QStringList());
-    QVERIFY(!rig.form->isVisible());
-    QCOMPARE(rig.form->result(), int(QDialog::Accepted));
-}
+    // A choice the device took shows with its unit; after a corrupted read-back
+    // every kind of control shows what the terminal knows the device holds.
+    void controlsShowWhatTheDeviceHolds()
+    {
+        Rig rig;
+        QVERIFY(rig.open());
+        auto *unit = rig.child<QComboBox>("cboEUnit");
+        rig.showFrameOf(unit);
+        unit->setFocus();
+        QTest::keyClick(unit, Qt::Key_Down);
+        QCOMPARE(rig.writeFrames(), QStringList{writeFrame("01E4", "01", "06")});
+        QCOMPARE(rig.session.state().unitText(), QStringLiteral("CUM/Min"));
+        QCOMPARE(rig.child<QLabel>("lblTotalEU")->text(), QStringLiteral("CUM"));
 
-// A refused edit gets its message and keeps the form open on its field; the
-// other pending edits are written.
-void TestFrmDProp::okStaysOnARefusedEdit()
-{
-    Rig rig;
-    QVERIFY(rig.open());
-    rig.type(QStringLiteral("txt1Percent"), QStringLiteral("101"), false);
-    rig.type(QStringLiteral("txtTurbWindow"), QStringLiteral("40"), false);
-    rig.child<QTabBar>("tabSettings")->setCurrentIndex(0);
+        rig.corruptReadbacks();
+        rig.type(QStringLiteral("txt1Percent"), QStringLiteral("30"), true);
+        QCOMPARE(rig.child("txt1Percent")->text(), QStringLiteral("20"));
+        rig.type(QStringLiteral("txtDataPointer"), QStringLiteral("0400"), true);
+        QCOMPARE(rig.child("txtDataPointer")->text(), QStringLiteral("1970"));
+        rig.type(QStringLiteral("txtUDEUString"), QStringLiteral("AB"), true);
+        QCOMPARE(rig.child("txtUDEUString")->text(), QStringLiteral("UD"));
+        rig.showFrameOf(unit);
+        unit->setFocus();
+        QTest::keyClick(unit, Qt::Key_Down);
+        QCOMPARE(unit->currentIndex(), 6);
+        rig.click(QStringLiteral("optEnable_1"));
+        QVERIFY(rig.child<QRadioButton>("optEnable_0")->isChecked());
 
-    rig.click(QStringLiteral("cmdOK"));
-    QCOMPARE(rig.writeFrames(), QStringList{writeFrame("014C", "01", "28")});
-    QCOMPARE(rig.prompter.texts(),
-             QStringList{"The value of the parameter is out of\r permissible range [0-100] Try again!"});
-    QVERIFY(rig.form->isVisible());
-    auto *frames = rig.form->findChild<QStackedWidget *>("fraSettings");
-    QVERIFY(frames->currentWidget()->isAncestorOf(rig.child("txt1Percent")));
-    QCOMPARE(rig.child<QTabBar>("tabSettings")->currentIndex(), frames->currentIndex());
-    QCOMPARE(rig.child("txt1Percent")->text(), QStringLiteral("101"));
-}
+        QCOMPARE(rig.writeFrames().mid(1), (QStringList{writeFrame("010C", "01", "1E"), writeFrame("01FE", "02", "0400"),
+                                                        writeFrame("01E5", "03", "414200"), writeFrame("01E4", "01", "07"),
+                                                        writeFrame("01EA", "01", "00")}));
+        QCOMPARE(rig.prompter.texts().size(), 5);
+        for (const QString &t : rig.prompter.texts())
+            QVERIFY2(t.startsWith(QLatin1String("Verify data is failed!\r data recieved: ")), qPrintable(t));
+    }
 
-// The labels follow the reset as it goes.
-void TestFrmDProp::totalizerReset()
-{
-    Rig rig;
-    QVERIFY(rig.session.synchronize());
-    rig.session.state().TotalMultiplier = 1;
-    rig.session.state().FlowText = QStringLiteral("0.00");
-    QVERIFY(rig.open(false));
-    QCOMPARE(rig.child<QLabel>("lblTotalEU")->text(), QStringLiteral(" K  LTR"));
-    rig.prompter.answers = {true};
-    rig.click(QStringLiteral("cmdTSetZero"));
-    QCOMPARE(rig.writeFrames().size(), 2);
-    QCOMPARE(rig.child<QLabel>("lblTotal")->text(), QStringLiteral("00000000"));
-    QCOMPARE(rig.child<QLabel>("lblTotalEU")->text(), QStringLiteral("LTR"));
-}
+    // cmdOK commits what was typed without Enter, in the form's order (so the
+    // new high cut-off is the low cut-off's limit), and closes.
+    void okCommitsEditsTypedWithoutEnter()
+    {
+        Rig rig;
+        QVERIFY(rig.open());
+        rig.type(QStringLiteral("txt1Percent"), QStringLiteral("30"), false);
+        rig.type(QStringLiteral("txtLowFcut"), QStringLiteral("1200"), false);
+        rig.type(QStringLiteral("txtHighFcut"), QStringLiteral("1500"), false);
+        rig.type(QStringLiteral("txtTimeOut"), QStringLiteral("030"), false); // the stored value
+        QCOMPARE(rig.device->framesReceived(), 0);
+
+        rig.click(QStringLiteral("cmdOK"));
+        QCOMPARE(rig.writeFrames(), (QStringList{writeFrame("0134", "02", "05DC"), writeFrame("014D", "02", "04B0"),
+                                                 writeFrame("010C", "01", "1E")}));
+        QCOMPARE(rig.prompter.texts(), QStringList());
+        QVERIFY(!rig.form->isVisible());
+        QCOMPARE(rig.form->result(), int(QDialog::Accepted));
+    }
+
+    // A refused edit gets its message and keeps the form open on its field; the
+    // other pending edits are written.
+    void okStaysOnARefusedEdit()
+    {
+        Rig rig;
+        QVERIFY(rig.open());
+        rig.type(QStringLiteral("txt1Percent"), QStringLiteral("101"), false);
+        rig.type(QStringLiteral("txtTurbWindow"), QStringLiteral("40"), false);
+        rig.child<QTabBar>("tabSettings")->setCurrentIndex(0);
+
+        rig.click(QStringLiteral("cmdOK"));
+        QCOMPARE(rig.writeFrames(), QStringList{writeFrame("014C", "01", "28")});
+        QCOMPARE(rig.prompter.texts(),
+                 QStringList{"The value of the parameter is out of\r permissible range [0-100] Try again!"});
+        QVERIFY(rig.form->isVisible());
+        auto *frames = rig.form->findChild<QStackedWidget *>("fraSettings");
+        QVERIFY(frames->currentWidget()->isAncestorOf(rig.child("txt1Percent")));
+        QCOMPARE(rig.child<QTabBar>("tabSettings")->currentIndex(), frames->currentIndex());
+        QCOMPARE(rig.child("txt1Percent")->text(), QStringLiteral("101"));
+    }
+
+    // The labels follow the reset as it goes.
+    void totalizerReset()
+    {
+        Rig rig;
+        QVERIFY(rig.session.synchronize());
+        rig.session.state().TotalMultiplier = 1;
+        rig.session.state().FlowText = QStringLiteral("0.00");
+        QVERIFY(rig.open(false));
+        QCOMPARE(rig.child<QLabel>("lblTotalEU")->text(), QStringLiteral(" K  LTR"));
+        rig.prompter.answers = {true};
+        rig.click(QStringLiteral("cmdTSetZero"));
+        QCOMPARE(rig.writeFrames().size(), 2);
+        QCOMPARE(rig.child<QLabel>("lblTotal")->text(), QStringLiteral("00000000"));
+        QCOMPARE(rig.child<QLabel>("lblTotalEU")->text(), QStringLiteral("LTR"));
+    }
+};
 
 QTEST_MAIN(TestFrmDProp)
 #include "tst_frmdprop.moc"

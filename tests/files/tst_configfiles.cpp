@@ -73,182 +73,175 @@ class TestConfigFiles : public QObject
 {
     Q_OBJECT
 private slots:
-    void exportedBytesAndReadBack();
-    void unitNameReadsBack();
-    void readerRefusals_data();
-    void readerRefusals();
-    void exportWindowSaveDialog();
-    void importStops();
-};
+    void exportedBytesAndReadBack()
+    {
+        const ConfigTable table = ConfigTable::fromTerminal(fixedState());
+        QTemporaryDir dir;
+        const QString path = dir.filePath(QStringLiteral("t.epr"));
+        QString error;
+        QVERIFY2(table.writeFile(path, &error), qPrintable(error));
+        QCOMPARE(readAll(path), QByteArray(kFixedFile));
+        ConfigTable back;
+        QVERIFY2(back.readFile(path, &error), qPrintable(error));
+        QCOMPARE(back.recordsRead(), 26);
+        // A file that ends without its last line end, or with LF alone, reads the same.
+        QByteArray loose = QByteArray(kFixedFile).replace("\r\n", "\n");
+        loose.chop(1);
+        QVERIFY(back.read(loose, &error));
+        QCOMPARE(back.row(25), table.row(25));
 
-void TestConfigFiles::exportedBytesAndReadBack()
-{
-    const ConfigTable table = ConfigTable::fromTerminal(fixedState());
-    QTemporaryDir dir;
-    const QString path = dir.filePath(QStringLiteral("t.epr"));
-    QString error;
-    QVERIFY2(table.writeFile(path, &error), qPrintable(error));
-    QCOMPARE(readAll(path), QByteArray(kFixedFile));
-    ConfigTable back;
-    QVERIFY2(back.readFile(path, &error), qPrintable(error));
-    QCOMPARE(back.recordsRead(), 26);
-    // A file that ends without its last line end, or with LF alone, reads the same.
-    QByteArray loose = QByteArray(kFixedFile).replace("\r\n", "\n");
-    loose.chop(1);
-    QVERIFY(back.read(loose, &error));
-    QCOMPARE(back.row(25), table.row(25));
+        TerminalState s = fixedState();
+        s.DataPointerHex = QStringLiteral("00FF");  // one "0" in front, once only
+        s.MemoryImage01E5 = QStringLiteral("4142430A1EA5");
+        s.fillCellsFromImages();
+        const ConfigTable low = ConfigTable::fromTerminal(s);
+        QCOMPARE(QStringList({low.row(18).Data, low.row(18).Value, low.row(19).Data, low.row(19).Value}),
+                 QStringList({"0FF", "0FF", "A5", "A5"}));
+    }
 
-    TerminalState s = fixedState();
-    s.DataPointerHex = QStringLiteral("00FF");  // one "0" in front, once only
-    s.MemoryImage01E5 = QStringLiteral("4142430A1EA5");
-    s.fillCellsFromImages();
-    const ConfigTable low = ConfigTable::fromTerminal(s);
-    QCOMPARE(QStringList({low.row(18).Data, low.row(18).Value, low.row(19).Data, low.row(19).Value}),
-             QStringList({"0FF", "0FF", "A5", "A5"}));
-}
-
-// Every byte in either character of the device's unit name gives a file
-// that reads back as the same 26 rows.
-void TestConfigFiles::unitNameReadsBack()
-{
-    TerminalState s = fixedState();
-    for (int at = 0; at < 4; ++at) {  // beside a letter, then beside a zero byte
-        for (int b = 0; b < 256; ++b) {
-            QByteArray name(3, at < 2 ? 'A' : char(0));
-            name[at % 2] = char(b);
-            s.MemoryImage01E5 = QString::fromLatin1(name.toHex().toUpper()) + QStringLiteral("0A1E05");
-            s.fillCellsFromImages();
-            const ConfigTable table = ConfigTable::fromTerminal(s);
-            ConfigTable back;
-            QString error;
-            QVERIFY2(back.read(table.fileBytes(), &error), qPrintable(QStringLiteral("byte %1: ").arg(b) + error));
-            QCOMPARE(back.recordsRead(), 26);
-            for (int r = 0; r < ConfigTable::RowCount; ++r)
-                QCOMPARE(back.row(r), table.row(r));
-            if (name[0] == 0)  // never set
-                QCOMPARE(table.row(15).Value, QString());
+    // Every byte in either character of the device's unit name gives a file
+    // that reads back as the same 26 rows.
+    void unitNameReadsBack()
+    {
+        TerminalState s = fixedState();
+        for (int at = 0; at < 4; ++at) {  // beside a letter, then beside a zero byte
+            for (int b = 0; b < 256; ++b) {
+                QByteArray name(3, at < 2 ? 'A' : char(0));
+                name[at % 2] = char(b);
+                s.MemoryImage01E5 = QString::fromLatin1(name.toHex().toUpper()) + QStringLiteral("0A1E05");
+                s.fillCellsFromImages();
+                const ConfigTable table = ConfigTable::fromTerminal(s);
+                ConfigTable back;
+                QString error;
+                QVERIFY2(back.read(table.fileBytes(), &error), qPrintable(QStringLiteral("byte %1: ").arg(b) + error));
+                QCOMPARE(back.recordsRead(), 26);
+                for (int r = 0; r < ConfigTable::RowCount; ++r)
+                    QCOMPARE(back.row(r), table.row(r));
+                if (name[0] == 0)  // never set
+                    QCOMPARE(table.row(15).Value, QString());
+            }
         }
     }
-}
 
-void TestConfigFiles::readerRefusals_data()
-{
-    QTest::addColumn<QByteArray>("bytes");
-    QTest::addColumn<QString>("error");
-    QByteArray many;
-    for (int i = 0; i < 100; ++i)
-        many += "\"0   \",\"" + QByteArray::number(0x100 + i, 16) + "\",\"01\",\"05\",\"5\"\r\n";
-    QTest::newRow("100 records") << many << "t.epr, line 100: more than 99 records; a configuration table has 26";
-    QTest::newRow("four fields") << QByteArray(kFixedFile).replace(",\"12337\"", "")
-                                 << "t.epr, line 26: the record has 4 fields, 5 expected";
-    QTest::newRow("binary") << QByteArray("\x7f" "ELF\x02\x01\x01\x00\x00", 9)
-                            << "t.epr, line 1: the file holds binary data, not a configuration table";
-    QTest::newRow("open quote") << QByteArray("\"0   \",\"0100\",\"01\",\"05\",\"5\r\n")
-                                << "t.epr, line 1: a quoted field is not closed";
-}
-
-void TestConfigFiles::readerRefusals()
-{
-    QFETCH(QByteArray, bytes);
-    QTemporaryDir dir;
-    const QString path = dir.filePath(QStringLiteral("t.epr"));
-    QString error;
-    QVERIFY(mlgfile::write(path, bytes, &error));
-    ConfigTable table = ConfigTable::fromTerminal(fixedState());
-    const ConfigTable before = table;
-    QVERIFY(!table.readFile(path, &error));
-    QTEST(error, "error");
-    for (int r = 0; r < ConfigTable::RowCount; ++r)
-        QCOMPARE(table.row(r), before.row(r));
-    QVERIFY(!table.readFile(dir.filePath(QStringLiteral("missing.epr")), &error));
-    QVERIFY2(error.startsWith(QStringLiteral("missing.epr: ")), qPrintable(error));
-}
-
-void TestConfigFiles::exportWindowSaveDialog()
-{
-    SimRig rig;
-    QVERIFY(rig.readOut());
-    QTemporaryDir dir;
-    rig.session.folder = dir.path();
-    frmExportE window(rig.session);
-    QVERIFY(window.text().startsWith(QStringLiteral("0       0100    01    32    50\n")));
-    // Cancelled dialog: nothing written, nothing said.
-    window.cmdSave_Click();
-    QCOMPARE(rig.prompter.entries.size(), 1);
-
-    const QString path = dir.filePath(QStringLiteral("qrn000001.epr"));
-    QString error;
-    QVERIFY(mlgfile::write(path, "keep me", &error));
-    // Declining the replace question goes back to the dialog; cancelling it keeps the old file.
-    rig.prompter.clear();
-    rig.prompter.fileNames = {path};
-    rig.prompter.answers = {false};
-    window.cmdSave_Click();
-    QCOMPARE(rig.prompter.texts(QStringLiteral("okcancel")), QStringList{"Replace existing file - " + path + "?"});
-    QCOMPARE(rig.prompter.texts(QStringLiteral("save")).size(), 2);
-    QCOMPARE(readAll(path), QByteArray("keep me"));
-
-    // A disk that fills up: the reason is shown, not "Saved", and the old file stays.
-    rig.prompter.fileNames = {path, path};
-    rig.prompter.answers = {true, true};
+    void readerRefusals_data()
     {
-        FullDisk full(200);
-        window.cmdSave_Click();
+        QTest::addColumn<QByteArray>("bytes");
+        QTest::addColumn<QString>("error");
+        QByteArray many;
+        for (int i = 0; i < 100; ++i)
+            many += "\"0   \",\"" + QByteArray::number(0x100 + i, 16) + "\",\"01\",\"05\",\"5\"\r\n";
+        QTest::newRow("100 records") << many << "t.epr, line 100: more than 99 records; a configuration table has 26";
+        QTest::newRow("four fields") << QByteArray(kFixedFile).replace(",\"12337\"", "")
+                                     << "t.epr, line 26: the record has 4 fields, 5 expected";
+        QTest::newRow("binary") << QByteArray("\x7f" "ELF\x02\x01\x01\x00\x00", 9)
+                                << "t.epr, line 1: the file holds binary data, not a configuration table";
+        QTest::newRow("open quote") << QByteArray("\"0   \",\"0100\",\"01\",\"05\",\"5\r\n")
+                                    << "t.epr, line 1: a quoted field is not closed";
     }
-    QCOMPARE(rig.prompter.entries.last().icon, Prompter::Exclamation);
-    QCOMPARE(readAll(path), QByteArray("keep me"));
-    window.cmdSave_Click();
-    QCOMPARE(rig.prompter.texts().last(), QStringLiteral("Configuration Table has been Saved. Click OK."));
-    QCOMPARE(readAll(path), window.table().fileBytes());
-}
 
-void TestConfigFiles::importStops()
-{
-    SimRig source;
-    QVERIFY(source.readOut());
-    const ConfigTable table = ConfigTable::fromTerminal(source.session.state());
+    void readerRefusals()
+    {
+        QFETCH(QByteArray, bytes);
+        QTemporaryDir dir;
+        const QString path = dir.filePath(QStringLiteral("t.epr"));
+        QString error;
+        QVERIFY(mlgfile::write(path, bytes, &error));
+        ConfigTable table = ConfigTable::fromTerminal(fixedState());
+        const ConfigTable before = table;
+        QVERIFY(!table.readFile(path, &error));
+        QTEST(error, "error");
+        for (int r = 0; r < ConfigTable::RowCount; ++r)
+            QCOMPARE(table.row(r), before.row(r));
+        QVERIFY(!table.readFile(dir.filePath(QStringLiteral("missing.epr")), &error));
+        QVERIFY2(error.startsWith(QStringLiteral("missing.epr: ")), qPrintable(error));
+    }
 
-    SimRig tenths(QStringLiteral("tenths"));
-    QVERIFY(tenths.readOut());
-    const QByteArray coefficient = tenths.device->memory().mid(0x12D, 2);
-    ConfigImport import(tenths.session);
-    import.setRowPause(0);
-    QList<int> counts;
-    connect(&import, &ConfigImport::progress, this, [&](int n) { counts << n; });
-    QVERIFY(import.upload(table));
-    QCOMPARE(counts.size(), 26);  // reset, 24 rows, reset
-    QCOMPARE(counts[24], 24);
-    QCOMPARE(tenths.device->memory().mid(0x12D, 2), coefficient);
+    void exportWindowSaveDialog()
+    {
+        SimRig rig;
+        QVERIFY(rig.readOut());
+        QTemporaryDir dir;
+        rig.session.folder = dir.path();
+        frmExportE window(rig.session);
+        QVERIFY(window.text().startsWith(QStringLiteral("0       0100    01    32    50\n")));
+        // Cancelled dialog: nothing written, nothing said.
+        window.cmdSave_Click();
+        QCOMPARE(rig.prompter.entries.size(), 1);
 
-    // An empty table (no file opened) stops at the first row.
-    tenths.prompter.clear();
-    QVERIFY(!import.upload(ConfigTable()));
-    QCOMPARE(tenths.prompter.texts(), (QStringList{"No connection!", "Communication ERROR. Can not verify\r data in RAM",
-                                                   "Communication Error! EEPROM Table Writing is terminated!\r"
-                                                   "Check connection and try again!   []"}));
-    QCOMPARE(counts.mid(26), (QList<int>{0, 0}));
+        const QString path = dir.filePath(QStringLiteral("qrn000001.epr"));
+        QString error;
+        QVERIFY(mlgfile::write(path, "keep me", &error));
+        // Declining the replace question goes back to the dialog; cancelling it keeps the old file.
+        rig.prompter.clear();
+        rig.prompter.fileNames = {path};
+        rig.prompter.answers = {false};
+        window.cmdSave_Click();
+        QCOMPARE(rig.prompter.texts(QStringLiteral("okcancel")), QStringList{"Replace existing file - " + path + "?"});
+        QCOMPARE(rig.prompter.texts(QStringLiteral("save")).size(), 2);
+        QCOMPARE(readAll(path), QByteArray("keep me"));
 
-    // Lower-case data is written but does not match the device's upper-case echo.
-    ConfigTable bad = table;
-    bad.row(3).Data = QStringLiteral("a4a5");
-    SimRig target(QStringLiteral("second"));
-    QVERIFY(target.readOut());
-    ConfigImport second(target.session);
-    second.setRowPause(0);
-    int reentered = -1;
-    connect(&second, &ConfigImport::rowDone, this, [&](int entry) {
-        if (entry == 0)
-            reentered = second.upload(table);  // a second click while the first runs
-    });
-    QVERIFY(!second.upload(bad));
-    QCOMPARE(reentered, 0);
-    QCOMPARE(target.prompter.texts(), (QStringList{"Verify data is failed!\r data recieved: A4A5",
-                                                   "Communication Error! EEPROM Table Writing is terminated!\r"
-                                                   "Check connection and try again!   [A4A5]"}));
-    // Rows 0 to 2 stay written; row 3 on is as it was.
-    QCOMPARE(target.device->memory().mid(0x105, 4).toHex().toUpper(), table.row(1).Data.toLatin1());
-    QCOMPARE(target.device->framesReceived(), 8);
-}
+        // A disk that fills up: the reason is shown, not "Saved", and the old file stays.
+        rig.prompter.fileNames = {path, path};
+        rig.prompter.answers = {true, true};
+        {
+            FullDisk full(200);
+            window.cmdSave_Click();
+        }
+        QCOMPARE(rig.prompter.entries.last().icon, Prompter::Exclamation);
+        QCOMPARE(readAll(path), QByteArray("keep me"));
+        window.cmdSave_Click();
+        QCOMPARE(rig.prompter.texts().last(), QStringLiteral("Configuration Table has been Saved. Click OK."));
+        QCOMPARE(readAll(path), window.table().fileBytes());
+    }
+
+    void importStops()
+    {
+        SimRig source;
+        QVERIFY(source.readOut());
+        const ConfigTable table = ConfigTable::fromTerminal(source.session.state());
+
+        SimRig tenths(QStringLiteral("tenths"));
+        QVERIFY(tenths.readOut());
+        const QByteArray coefficient = tenths.device->memory().mid(0x12D, 2);
+        ConfigImport import(tenths.session);
+        import.setRowPause(0);
+        QList<int> counts;
+        connect(&import, &ConfigImport::progress, this, [&](int n) { counts << n; });
+        QVERIFY(import.upload(table));
+        QCOMPARE(counts.size(), 26);  // reset, 24 rows, reset
+        QCOMPARE(counts[24], 24);
+        QCOMPARE(tenths.device->memory().mid(0x12D, 2), coefficient);
+
+        // An empty table (no file opened) stops at the first row.
+        tenths.prompter.clear();
+        QVERIFY(!import.upload(ConfigTable()));
+        QCOMPARE(tenths.prompter.texts(), (QStringList{"No connection!", "Communication ERROR. Can not verify\r data in RAM",
+                                                       "Communication Error! EEPROM Table Writing is terminated!\r"
+                                                       "Check connection and try again!   []"}));
+        QCOMPARE(counts.mid(26), (QList<int>{0, 0}));
+
+        // Lower-case data is written but does not match the device's upper-case echo.
+        ConfigTable bad = table;
+        bad.row(3).Data = QStringLiteral("a4a5");
+        SimRig target(QStringLiteral("second"));
+        QVERIFY(target.readOut());
+        ConfigImport second(target.session);
+        second.setRowPause(0);
+        int reentered = -1;
+        connect(&second, &ConfigImport::rowDone, this, [&](int entry) {
+            if (entry == 0)
+                reentered = second.upload(table);  // a second click while the first runs
+        });
+        QVERIFY(!second.upload(bad));
+        QCOMPARE(reentered, 0);
+        QCOMPARE(target.prompter.texts(), (QStringList{"Verify data is failed!\r data recieved: A4A5",
+                                                       "Communication Error! EEPROM Table Writing is terminated!\r"
+                                                       "Check connection and try again!   [A4A5]"}));
+        // Rows 0 to 2 stay written; row 3 on is as it was.
+        QCOMPARE(target.device->memory().mid(0x105, 4).toHex().toUpper(), table.row(1).Data.toLatin1());
+        QCOMPARE(target.device->framesReceived(), 8);
+    }
+};
 
 QTEST_MAIN(TestConfigFiles)
 #include "tst_configfiles.moc"

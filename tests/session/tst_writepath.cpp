@@ -17,16 +17,6 @@
 #include <QTemporaryDir>
 #include <QtTest>
 
-class TestWritePath : public QObject
-{
-    Q_OBJECT
-private slots:
-    void typedFramesAndInterruptedWritesAreRecorded();
-    void journalReadFromTheEndAcrossRotatedParts();
-    void randomWritesKeepCopyJournalAndUndo_data();
-    void randomWritesKeepCopyJournalAndUndo();
-};
-
 namespace {
 
 JournalRecord record(const QString &port, const QString &written)
@@ -43,159 +33,164 @@ JournalRecord record(const QString &port, const QString &written)
 
 } // namespace
 
-void TestWritePath::typedFramesAndInterruptedWritesAreRecorded()
+class TestWritePath : public QObject
 {
-    WindowRig rig;
-    QVERIFY(rig.window->synchronize());
-    const WriteJournal journal;
-    auto *term = rig.child<QPlainTextEdit>(QStringLiteral("txtTerm"));
-    rig.window->menuItem(QStringLiteral("mnuStart"))->trigger();
-    term->setFocus();
-    const QString before = ParameterMap::padHex(rig.device->value(0x134, 2), 2);
-    QTest::keyClicks(term, QStringLiteral("R5200:020134000FA0"));
-    QTest::keyClick(term, Qt::Key_Return);
-    QCOMPARE(rig.device->value(0x134, 2), 4000u);
-    QString error;
-    QList<JournalRecord> last = journal.newest(1, &error);
-    QCOMPARE(last.size(), 1);
-    QCOMPARE(QStringList({last[0].source, last[0].address, last[0].before, last[0].written, last[0].outcomeText()}),
-             QStringList({"terminal", "0134", before, "0FA0", "not verified"}));
-    // What a typed frame left is not known, so the next write does not claim a "before".
-    QCOMPARE(rig.window->link().WriteRamData("02", "0134", "0BB8"), QStringLiteral("0BB8"));
-    last = journal.newest(1, &error);
-    QCOMPARE(last[0].beforeKnown(), false);
-
-    // An intent whose outcome never came reads as interrupted, whichever way it is read.
-    JournalRecord cut = record("COM3", "06");
-    QTemporaryDir dir;
-    // On a new account the folders above the journal's are missing too.
-    WriteJournal j(dir.filePath(QStringLiteral("share/data/j.jsonl")));
-    QVERIFY2(j.appendIntent(cut, &error), qPrintable(error));
-    QCOMPARE(j.records(&error).value(0).outcomeText(), QStringLiteral("interrupted, outcome unknown"));
-    QCOMPARE(j.newest(5, &error).value(0).outcomeText(), QStringLiteral("interrupted, outcome unknown"));
-    cut.verified = true;
-    cut.readBack = "06";
-    QVERIFY(j.appendOutcome(cut, &error));
-    QCOMPARE(j.records(&error).value(0).outcomeText(), QStringLiteral("verified"));
-    QCOMPARE(j.newest(5, &error).value(0).outcomeText(), QStringLiteral("verified"));
-    // Owner only: the journal holds the access code among the bytes written.
-    QCOMPARE(QFile::permissions(j.path()) & 0x0077, QFileDevice::Permissions());
-    QCOMPARE(QFile::permissions(dir.filePath("share/data")) & 0x0077, QFileDevice::Permissions());
-}
-
-void TestWritePath::journalReadFromTheEndAcrossRotatedParts()
-{
-    QTemporaryDir dir;
-    WriteJournal j(dir.filePath(QStringLiteral("journal.jsonl")));
-    j.setRotateBytes(600);
-    QString error;
-    for (int i = 0; i < 12; ++i) {
-        JournalRecord r = record(i % 2 ? "COM1" : "COM2", QStringLiteral("%1").arg(i, 2, 16, QLatin1Char('0')).toUpper());
-        QVERIFY(j.appendIntent(r, &error));
-        r.verified = true;
-        QVERIFY(j.appendOutcome(r, &error));
-    }
-    QVERIFY(j.files().size() > 2);
-    const QList<JournalRecord> all = j.records(&error);
-    QCOMPARE(all.size(), 12);
-    QStringList newest;
-    for (const JournalRecord &r : j.newest(4, &error, [](const JournalRecord &r) { return r.port == "COM1"; }))
-        newest << r.written + r.outcomeText();
-    QCOMPARE(newest, QStringList({"05verified", "07verified", "09verified", "0Bverified"}));
-    QCOMPARE(j.newest(100, &error).size(), 12);
-    QCOMPARE(j.newest(1, &error).value(0).written, all.last().written);
-}
-
-void TestWritePath::randomWritesKeepCopyJournalAndUndo_data()
-{
-    QTest::addColumn<quint32>("seed");
-    for (quint32 seed : {1u, 7u, 42u})
-        QTest::newRow(qPrintable(QString::number(seed))) << seed;
-}
-
-// Random editor commits, calibrations, back-door and import writes and undos,
-// each write journaled before its frame leaves:
-// after each step the session's copy equals the device; undoing every write
-// since the readout brings the device back to it.
-void TestWritePath::randomWritesKeepCopyJournalAndUndo()
-{
-    QFETCH(quint32, seed);
-    SimRig rig;
-    QTemporaryDir dir;
-    rig.session.journal().setPath(dir.filePath(QStringLiteral("j.jsonl")));
-    QVERIFY(rig.readOut());
-    const ConfigTable found = ConfigTable::fromTerminal(rig.session.state());
-    QRandomGenerator random(seed);
-    QStringList steps;
-    const auto held = [&](const QString &address) {
-        const int w = ParameterMap::find(address)->width;
-        return ParameterMap::padHex(rig.device->value(address.toInt(nullptr, 16), w), w);
-    };
-    const QStringList rows = {"0134", "014D", "0170", "01E4", "0118", "0103"};
-    // Each write frame leaves with its intent, and nothing more, in the journal.
-    connect(&rig.session.link(), &DeviceLink::frameSent, this, [&](const QString &frame) {
+    Q_OBJECT
+private slots:
+    void typedFramesAndInterruptedWritesAreRecorded()
+    {
+        WindowRig rig;
+        QVERIFY(rig.window->synchronize());
+        const WriteJournal journal;
+        auto *term = rig.child<QPlainTextEdit>(QStringLiteral("txtTerm"));
+        rig.window->menuItem(QStringLiteral("mnuStart"))->trigger();
+        term->setFocus();
+        const QString before = ParameterMap::padHex(rig.device->value(0x134, 2), 2);
+        QTest::keyClicks(term, QStringLiteral("R5200:020134000FA0"));
+        QTest::keyClick(term, Qt::Key_Return);
+        QCOMPARE(rig.device->value(0x134, 2), 4000u);
         QString error;
-        const JournalRecord last = rig.session.journal().newest(1, &error).value(0);
-        if (frame.startsWith(QLatin1String("R5200:")) && (!last.interrupted() || !frame.endsWith(last.written)))
-            steps << "NOT JOURNALED AHEAD";
-    });
-    for (int step = 0; step < 200; ++step) {
-        const QString address = rows[random.bounded(int(rows.size()))];
-        const Parameter &p = *ParameterMap::find(address);
-        const QString data = ParameterMap::padHex(address == "01E4" ? random.bounded(9) : 20 + random.bounded(900), p.width);
-        switch (random.bounded(5)) {
-        case 4: // the editor; a value out of its range is refused and nothing is written
-            steps << "edit " + p.control + " " + data;
-            if (p.encoding == Parameter::ListIndex)
-                ParameterCommit(rig.session).commitIndex(p.control, int(data.toUInt(nullptr, 16)));
-            else
-                ParameterCommit(rig.session).commit(p.control, QString::number(data.toUInt(nullptr, 16)), [](const QString &) { return QString(); });
-            break;
-        case 0:
-            steps << "poke " + address + " " + data;
-            MemWrite(rig.session).write(p.widthText(), address, data);
-            break;
-        case 1: {
-            steps << "import " + address + " " + data;
-            ConfigTable t = ConfigTable::fromTerminal(rig.session.state());
-            t.row(ParameterMap::tableAddresses().indexOf(address)).Data = data;
-            ConfigImport import(rig.session);
-            import.setRowPause(0);
-            import.upload(t, {int(ParameterMap::tableAddresses().indexOf(address))});
-            break;
-        }
-        case 2:
-            steps << "calibrate " + QString::number(100000 + random.bounded(800000));
-            Calibration(rig.session).enter(steps.last().mid(10));
-            break;
-        default:
-            steps << "undo 1";
-            rig.prompter.answers << true;
-            WriteUndo(rig.session, rig.session.journal()).undoLast(1);
-        }
-        for (const QString &a : rows)
-            QVERIFY2(rig.session.state().knownBytes(a.toInt(nullptr, 16), ParameterMap::find(a)->width) == held(a),
-                     qPrintable(a + " after: " + steps.join(", ")));
+        QList<JournalRecord> last = journal.newest(1, &error);
+        QCOMPARE(last.size(), 1);
+        QCOMPARE(QStringList({last[0].source, last[0].address, last[0].before, last[0].written, last[0].outcomeText()}),
+                 QStringList({"terminal", "0134", before, "0FA0", "not verified"}));
+        // What a typed frame left is not known, so the next write does not claim a "before".
+        QCOMPARE(rig.window->link().WriteRamData("02", "0134", "0BB8"), QStringLiteral("0BB8"));
+        last = journal.newest(1, &error);
+        QCOMPARE(last[0].beforeKnown(), false);
+
+        // An intent whose outcome never came reads as interrupted, whichever way it is read.
+        JournalRecord cut = record("COM3", "06");
+        QTemporaryDir dir;
+        // On a new account the folders above the journal's are missing too.
+        WriteJournal j(dir.filePath(QStringLiteral("share/data/j.jsonl")));
+        QVERIFY2(j.appendIntent(cut, &error), qPrintable(error));
+        QCOMPARE(j.records(&error).value(0).outcomeText(), QStringLiteral("interrupted, outcome unknown"));
+        QCOMPARE(j.newest(5, &error).value(0).outcomeText(), QStringLiteral("interrupted, outcome unknown"));
+        cut.verified = true;
+        cut.readBack = "06";
+        QVERIFY(j.appendOutcome(cut, &error));
+        QCOMPARE(j.records(&error).value(0).outcomeText(), QStringLiteral("verified"));
+        QCOMPARE(j.newest(5, &error).value(0).outcomeText(), QStringLiteral("verified"));
+        // Owner only: the journal holds the access code among the bytes written.
+        QCOMPARE(QFile::permissions(j.path()) & 0x0077, QFileDevice::Permissions());
+        QCOMPARE(QFile::permissions(dir.filePath("share/data")) & 0x0077, QFileDevice::Permissions());
     }
-    QString error;
-    rig.prompter.answers << true;
-    // Every write since the readout, the undos' own included, newest first.
-    QList<JournalRecord> all = rig.session.journal().records(&error);
-    // The journal's chain: each write's "before" is what the one before it left.
-    QMap<QString, QString> left;
-    for (const JournalRecord &r : std::as_const(all)) {
-        if (rows.contains(r.address) && left.contains(r.address))
-            QVERIFY2(r.before == left[r.address], qPrintable(r.address + " after: " + steps.join(", ")));
-        left[r.address] = r.written;
+
+    void journalReadFromTheEndAcrossRotatedParts()
+    {
+        QTemporaryDir dir;
+        WriteJournal j(dir.filePath(QStringLiteral("journal.jsonl")));
+        j.setRotateBytes(600);
+        QString error;
+        for (int i = 0; i < 12; ++i) {
+            JournalRecord r = record(i % 2 ? "COM1" : "COM2", QStringLiteral("%1").arg(i, 2, 16, QLatin1Char('0')).toUpper());
+            QVERIFY(j.appendIntent(r, &error));
+            r.verified = true;
+            QVERIFY(j.appendOutcome(r, &error));
+        }
+        QVERIFY(j.files().size() > 2);
+        const QList<JournalRecord> all = j.records(&error);
+        QCOMPARE(all.size(), 12);
+        QStringList newest;
+        for (const JournalRecord &r : j.newest(4, &error, [](const JournalRecord &r) { return r.port == "COM1"; }))
+            newest << r.written + r.outcomeText();
+        QCOMPARE(newest, QStringList({"05verified", "07verified", "09verified", "0Bverified"}));
+        QCOMPARE(j.newest(100, &error).size(), 12);
+        QCOMPARE(j.newest(1, &error).value(0).written, all.last().written);
     }
-    QVERIFY(all.size() > 100 && !steps.contains("NOT JOURNALED AHEAD"));
-    std::reverse(all.begin(), all.end());
-    WriteUndo undo(rig.session, rig.session.journal());
-    QVERIFY2(undo.undo(all) == WriteUndo::Done, qPrintable(undo.refusal() + " after: " + steps.join(", ")));
-    for (int r = 0; r < ConfigTable::RowCount; ++r)
-        if (rows.contains(found.row(r).Address))
-            QVERIFY2(held(found.row(r).Address) == found.row(r).Data, qPrintable(found.row(r).Address + " after: " + steps.join(", ")));
-}
+
+    void randomWritesKeepCopyJournalAndUndo_data()
+    {
+        QTest::addColumn<quint32>("seed");
+        for (quint32 seed : {1u, 7u, 42u})
+            QTest::newRow(qPrintable(QString::number(seed))) << seed;
+    }
+
+    // Random editor commits, calibrations, back-door and import writes and undos,
+    // each write journaled before its frame leaves:
+    // after each step the session's copy equals the device; undoing every write
+    // since the readout brings the device back to it.
+    void randomWritesKeepCopyJournalAndUndo()
+    {
+        QFETCH(quint32, seed);
+        SimRig rig;
+        QTemporaryDir dir;
+        rig.session.journal().setPath(dir.filePath(QStringLiteral("j.jsonl")));
+        QVERIFY(rig.readOut());
+        const ConfigTable found = ConfigTable::fromTerminal(rig.session.state());
+        QRandomGenerator random(seed);
+        QStringList steps;
+        const auto held = [&](const QString &address) {
+            const int w = ParameterMap::find(address)->width;
+            return ParameterMap::padHex(rig.device->value(address.toInt(nullptr, 16), w), w);
+        };
+        const QStringList rows = {"0134", "014D", "0170", "01E4", "0118", "0103"};
+        // Each write frame leaves with its intent, and nothing more, in the journal.
+        connect(&rig.session.link(), &DeviceLink::frameSent, this, [&](const QString &frame) {
+            QString error;
+            const JournalRecord last = rig.session.journal().newest(1, &error).value(0);
+            if (frame.startsWith(QLatin1String("R5200:")) && (!last.interrupted() || !frame.endsWith(last.written)))
+                steps << "NOT JOURNALED AHEAD";
+        });
+        for (int step = 0; step < 200; ++step) {
+            const QString address = rows[random.bounded(int(rows.size()))];
+            const Parameter &p = *ParameterMap::find(address);
+            const QString data = ParameterMap::padHex(address == "01E4" ? random.bounded(9) : 20 + random.bounded(900), p.width);
+            switch (random.bounded(5)) {
+            case 4: // the editor; a value out of its range is refused and nothing is written
+                steps << "edit " + p.control + " " + data;
+                if (p.encoding == Parameter::ListIndex)
+                    ParameterCommit(rig.session).commitIndex(p.control, int(data.toUInt(nullptr, 16)));
+                else
+                    ParameterCommit(rig.session).commit(p.control, QString::number(data.toUInt(nullptr, 16)), [](const QString &) { return QString(); });
+                break;
+            case 0:
+                steps << "poke " + address + " " + data;
+                MemWrite(rig.session).write(p.widthText(), address, data);
+                break;
+            case 1: {
+                steps << "import " + address + " " + data;
+                ConfigTable t = ConfigTable::fromTerminal(rig.session.state());
+                t.row(ParameterMap::tableAddresses().indexOf(address)).Data = data;
+                ConfigImport import(rig.session);
+                import.setRowPause(0);
+                import.upload(t, {int(ParameterMap::tableAddresses().indexOf(address))});
+                break;
+            }
+            case 2:
+                steps << "calibrate " + QString::number(100000 + random.bounded(800000));
+                Calibration(rig.session).enter(steps.last().mid(10));
+                break;
+            default:
+                steps << "undo 1";
+                rig.prompter.answers << true;
+                WriteUndo(rig.session, rig.session.journal()).undoLast(1);
+            }
+            for (const QString &a : rows)
+                QVERIFY2(rig.session.state().knownBytes(a.toInt(nullptr, 16), ParameterMap::find(a)->width) == held(a),
+                         qPrintable(a + " after: " + steps.join(", ")));
+        }
+        QString error;
+        rig.prompter.answers << true;
+        // Every write since the readout, the undos' own included, newest first.
+        QList<JournalRecord> all = rig.session.journal().records(&error);
+        // The journal's chain: each write's "before" is what the one before it left.
+        QMap<QString, QString> left;
+        for (const JournalRecord &r : std::as_const(all)) {
+            if (rows.contains(r.address) && left.contains(r.address))
+                QVERIFY2(r.before == left[r.address], qPrintable(r.address + " after: " + steps.join(", ")));
+            left[r.address] = r.written;
+        }
+        QVERIFY(all.size() > 100 && !steps.contains("NOT JOURNALED AHEAD"));
+        std::reverse(all.begin(), all.end());
+        WriteUndo undo(rig.session, rig.session.journal());
+        QVERIFY2(undo.undo(all) == WriteUndo::Done, qPrintable(undo.refusal() + " after: " + steps.join(", ")));
+        for (int r = 0; r < ConfigTable::RowCount; ++r)
+            if (rows.contains(found.row(r).Address))
+                QVERIFY2(held(found.row(r).Address) == found.row(r).Data, qPrintable(found.row(r).Address + " after: " + steps.join(", ")));
+    }
+};
 
 QTEST_MAIN(TestWritePath)
 #include "tst_writepath.moc"

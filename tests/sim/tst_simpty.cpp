@@ -34,58 +34,54 @@ class TestSimPty : public QObject
 {
     Q_OBJECT
 private slots:
-    void waitsWithoutSpinningAndEndsOnSignal();
-    void faultTexts_data();
-    void faultTexts();
+    void waitsWithoutSpinningAndEndsOnSignal()
+    {
+        SimProcess sim;
+        QVERIFY2(sim.start({QStringLiteral("--no-pacing")}), qPrintable(sim.errorString()));
+        // No client yet: the simulator must neither be gone nor spin on a master
+        // that reports hang-up.
+        const qint64 before = cpuTicks(sim.process()->processId());
+        QVERIFY(before >= 0);
+        QSignalSpy ended(sim.process(), &QProcess::finished);
+        QVERIFY(!ended.wait(1000));
+        const qint64 used = cpuTicks(sim.process()->processId()) - before;
+        QVERIFY2(used * 1000 / sysconf(_SC_CLK_TCK) < 100, qPrintable(QStringLiteral("%1 ticks in 1 s").arg(used)));
+        QElapsedTimer t;
+        t.start();
+        QVERIFY(sim.stop(3000)); // SIGTERM: a normal exit with status 0
+        QVERIFY(t.elapsed() < 2000);
+    }
+
+    // The faults as quorin-sim --fault reads them ("" in toString: refused), and
+    // listed by --help.
+    void faultTexts_data()
+    {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<QString>("toString");
+        QTest::newRow("line faults") << " Greet, noise ,trickle:1,opensb" << "greet,noise,trickle:1,opensb";
+        QTest::newRow("slowest trickle") << "trickle:10000" << "trickle:10000";
+        QTest::newRow("trickle too slow") << "trickle:10001" << "";
+        QTest::newRow("trickle without gap") << "trickle" << "";
+        QTest::newRow("greet takes no value") << "greet:1" << "";
+    }
+
+    void faultTexts()
+    {
+        QFETCH(QString, text);
+        QFETCH(QString, toString);
+        SimFaults f;
+        QString error;
+        QCOMPARE(SimFaults::parse(text, &f, &error), !toString.isEmpty());
+        QCOMPARE(toString.isEmpty() ? error.section(QLatin1Char('"'), 1, 1) : f.toString(), toString.isEmpty() ? text : toString);
+        QVERIFY(toString.isEmpty() == !error.isEmpty() && f.any() == !toString.isEmpty());
+        QProcess help;
+        help.start(QStringLiteral(QUORIN_SIM_EXE), {QStringLiteral("--help")});
+        QVERIFY(help.waitForFinished(5000));
+        const QString listed = QString::fromLocal8Bit(help.readAllStandardOutput()).simplified();
+        for (const char *kind : {"greet", "noise", "trickle:MS", "opensb", "late:MS"})
+            QVERIFY2(listed.contains(QLatin1String(kind)), kind);
+    }
 };
-
-void TestSimPty::waitsWithoutSpinningAndEndsOnSignal()
-{
-    SimProcess sim;
-    QVERIFY2(sim.start({QStringLiteral("--no-pacing")}), qPrintable(sim.errorString()));
-    // No client yet: the simulator must neither be gone nor spin on a master
-    // that reports hang-up.
-    const qint64 before = cpuTicks(sim.process()->processId());
-    QVERIFY(before >= 0);
-    QSignalSpy ended(sim.process(), &QProcess::finished);
-    QVERIFY(!ended.wait(1000));
-    const qint64 used = cpuTicks(sim.process()->processId()) - before;
-    QVERIFY2(used * 1000 / sysconf(_SC_CLK_TCK) < 100, qPrintable(QStringLiteral("%1 ticks in 1 s").arg(used)));
-    QElapsedTimer t;
-    t.start();
-    QVERIFY(sim.stop(3000)); // SIGTERM: a normal exit with status 0
-    QVERIFY(t.elapsed() < 2000);
-}
-
-// The faults as quorin-sim --fault reads them ("" in toString: refused), and
-// listed by --help.
-void TestSimPty::faultTexts_data()
-{
-    QTest::addColumn<QString>("text");
-    QTest::addColumn<QString>("toString");
-    QTest::newRow("line faults") << " Greet, noise ,trickle:1,opensb" << "greet,noise,trickle:1,opensb";
-    QTest::newRow("slowest trickle") << "trickle:10000" << "trickle:10000";
-    QTest::newRow("trickle too slow") << "trickle:10001" << "";
-    QTest::newRow("trickle without gap") << "trickle" << "";
-    QTest::newRow("greet takes no value") << "greet:1" << "";
-}
-
-void TestSimPty::faultTexts()
-{
-    QFETCH(QString, text);
-    QFETCH(QString, toString);
-    SimFaults f;
-    QString error;
-    QCOMPARE(SimFaults::parse(text, &f, &error), !toString.isEmpty());
-    QCOMPARE(toString.isEmpty() ? error.section(QLatin1Char('"'), 1, 1) : f.toString(), toString.isEmpty() ? text : toString);
-    QVERIFY(toString.isEmpty() == !error.isEmpty() && f.any() == !toString.isEmpty());
-    QProcess help;
-    help.start(QStringLiteral(QUORIN_SIM_EXE), {QStringLiteral("--help")});
-    QVERIFY(help.waitForFinished(5000));
-    const QString listed = QString::fromLocal8Bit(help.readAllStandardOutput()).simplified();
-    for (const char *kind : {"greet", "noise", "trickle:MS", "opensb", "late:MS"})
-        QVERIFY2(listed.contains(QLatin1String(kind)), kind);
-}
 
 QTEST_GUILESS_MAIN(TestSimPty)
 #include "tst_simpty.moc"

@@ -2,7 +2,9 @@
 
 #include "waituntil.h"
 
+#include <QFile>
 #include <QProcess>
+#include <QRegularExpression>
 #include <QTimer>
 
 static CliRun run(const QStringList &args, int timeoutMs, int afterMs, const std::function<void(QProcess &)> &meanwhile,
@@ -14,8 +16,15 @@ static CliRun run(const QStringList &args, int timeoutMs, int afterMs, const std
     p.start();
     if (meanwhile)
         QTimer::singleShot(afterMs, &p, [&p, &meanwhile] { meanwhile(p); });
-    waitUntil([&p] { return p.state() == QProcess::NotRunning; }, timeoutMs);
     CliRun r;
+    waitUntil([&p, &r] {
+        QFile status(QStringLiteral("/proc/%1/status").arg(p.processId()));
+        if (status.open(QIODevice::ReadOnly)) {
+            const auto m = QRegularExpression(QStringLiteral("VmHWM:\\s+(\\d+)")).match(QString::fromLatin1(status.readAll()));
+            r.peakKb = qMax(r.peakKb, m.captured(1).toLongLong());
+        }
+        return p.state() == QProcess::NotRunning;
+    }, timeoutMs);
     if (p.state() != QProcess::NotRunning) {
         p.kill();
         p.waitForFinished(1000);

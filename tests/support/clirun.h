@@ -12,6 +12,7 @@ struct CliRun {
     int code = -1;   // exit code; -1 did not finish, -2 crashed
     QString out;
     QString err;
+    qint64 peakKb = 0; // the most memory it held (VmHWM), as last seen while it ran
     // The lines of out, blank ones left out.
     QStringList lines() const { return out.split(QLatin1Char('\n'), Qt::SkipEmptyParts); }
 };

@@ -39,108 +39,103 @@ private slots:
         QStandardPaths::setTestModeEnabled(true);
         SimSerialPort::registerPort();
     }
-    void init();
-    void portListHoldsTheOneInUse();
-    void okMovesToTheChosenPortAppliesAndStores();
-    void okStopsAtTheFirstRefusalAndCancelKeepsTheChoices_data();
-    void okStopsAtTheFirstRefusalAndCancelKeepsTheChoices();
+
+    void init()
+    {
+        CommSettings::store()->clear();
+        rig = std::make_unique<WindowRig>();
+    }
+
+    void portListHoldsTheOneInUse()
+    {
+        // What the dialog shows on a stored port is in tst_windowtexts.
+        const QStringList ports = frmProperties::portList(QStringLiteral("/dev/pts/7"));
+        QCOMPARE(ports.mid(0, 16), CommSettings::comPorts());
+        QVERIFY(ports.contains(QStringLiteral("/dev/pts/7")));
+        QCOMPARE(ports.count(QStringLiteral("Simulated transmitter")), 1);
+    }
+
+    void okMovesToTheChosenPortAppliesAndStores()
+    {
+        rig->window->setPortByName(QStringLiteral("Com1")); // closed
+        const auto dialog = rig->window->propertiesDialog();
+        frmProperties &d = *dialog;
+        choose(d, "cboPort", SimSerialPort::Name);
+        choose(d, "cboSpeed", QStringLiteral("4800"));
+        choose(d, "cboParity", QStringLiteral("Odd"));
+        choose(d, "cboStopBits", QStringLiteral("2"));
+        choose(d, "cboInterface", QStringLiteral("RS485"));
+        d.findChild<QRadioButton *>(QStringLiteral("optFlow1"))->click();
+        d.findChild<QRadioButton *>(QStringLiteral("optEcho1"))->click();
+        d.cmdOK_Click();
+        QCOMPARE(d.result(), int(QDialog::Accepted));
+        QVERIFY(rig->prompter.entries.isEmpty());
+        QVERIFY(qobject_cast<SimSerialPort *>(rig->window->port()));
+        QCOMPARE(rig->window->port()->settings(), QStringLiteral("4800,O,8,2"));
+        QCOMPARE(rig->window->port()->handshaking(), 1);
+        QVERIFY(rig->window->echoOn());
+        QCOMPARE(rig->panel(QStringLiteral("Interface")), QStringLiteral("Interface: RS485"));
+        QCOMPARE(rig->panel(QStringLiteral("Comport")), QStringLiteral("COM Port: Simulated transmitter"));
+        QStringList stored;
+        for (const char *key : {"Settings", "CommPort", "Handshaking", "Echo", "Interface", "Time_ss", "Time_sr"})
+            stored << CommSettings::value(QLatin1String(key));
+        QCOMPARE(stored, QStringList({"4800,O,8,2", "Simulated transmitter", "1", "True", "False", "1", "4"}));
+    }
+
+    void okStopsAtTheFirstRefusalAndCancelKeepsTheChoices_data()
+    {
+        QTest::addColumn<QString>("port");
+        QTest::addColumn<QString>("speed");
+        QTest::addColumn<QString>("message");
+        QTest::newRow("port gone") << "/dev/quorin-unplugged" << "9600"
+                                   << "Invalid port number (/dev/quorin-unplugged does not exist)";
+        QTest::newRow("speed refused") << "" << "fast" << "Invalid property value";
+        // The same reason as quorin-cli gives, the blank not cut away.
+        QTest::newRow("address with a blank") << "tcp://127.0.0.1:47100 " << "9600"
+                                              << "Invalid port address tcp://127.0.0.1:47100 : the address holds a blank";
+    }
+
+    void okStopsAtTheFirstRefusalAndCancelKeepsTheChoices()
+    {
+        QFETCH(QString, port);
+        QFETCH(QString, speed);
+        QFETCH(QString, message);
+        QVERIFY(rig->window->mnuOpen_Click());
+        const auto dialog = rig->window->propertiesDialog();
+        frmProperties &d = *dialog;
+        if (!port.isEmpty()) {
+            // A USB adapter pulled out after the list was filled.
+            combo(d, "cboPort")->addItem(port);
+            choose(d, "cboPort", port);
+        }
+        combo(d, "cboSpeed")->setEditText(speed);
+        // The interface and the rates act at once.
+        choose(d, "cboInterface", QStringLiteral("RS485"));
+        QVERIFY(rig->port->device()->rs485()); // the built-in transmitter follows the bus
+        choose(d, "cboTSs", QStringLiteral("5000"));
+        QCOMPARE(rig->panel(QStringLiteral("UpdateRate")), QStringLiteral("Update Rate: 5000 ms"));
+        choose(d, "cboTSr", QStringLiteral("15000"));
+        d.cmdOK_Click();
+        QCOMPARE(rig->prompter.texts(), QStringList{message});
+        QCOMPARE(rig->prompter.entries.first().icon, Prompter::Exclamation);
+        QVERIFY(d.result() != QDialog::Accepted);
+        // The old port stays, open as it was, with its settings.
+        QCOMPARE(rig->window->port(), static_cast<SerialPort *>(rig->port));
+        QVERIFY(rig->port->isOpen());
+        QCOMPARE(rig->port->settings(), QStringLiteral("9600,n,8,1"));
+        // Cancel keeps what acted at once; only OK sets the panel and stores.
+        d.findChild<QPushButton *>(QStringLiteral("cmdCancel"))->click();
+        QCOMPARE(d.result(), int(QDialog::Rejected));
+        QVERIFY(!rig->window->link().Rs232Mode);
+        QCOMPARE(rig->window->Timer4->interval(), 5000);
+        QCOMPARE(rig->window->Timer5->interval(), 15000);
+        QCOMPARE(rig->panel(QStringLiteral("Interface")), QStringLiteral("Interface: RS232"));
+        QVERIFY(CommSettings::store()->allKeys().isEmpty());
+    }
 
 private:
     std::unique_ptr<WindowRig> rig;
 };
-
-void TestFrmProperties::init()
-{
-    CommSettings::store()->clear();
-    rig = std::make_unique<WindowRig>();
-}
-
-void TestFrmProperties::portListHoldsTheOneInUse()
-{
-    // What the dialog shows on a stored port is in tst_windowtexts.
-    const QStringList ports = frmProperties::portList(QStringLiteral("/dev/pts/7"));
-    QCOMPARE(ports.mid(0, 16), CommSettings::comPorts());
-    QVERIFY(ports.contains(QStringLiteral("/dev/pts/7")));
-    QCOMPARE(ports.count(QStringLiteral("Simulated transmitter")), 1);
-}
-
-void TestFrmProperties::okMovesToTheChosenPortAppliesAndStores()
-{
-    rig->window->setPortByName(QStringLiteral("Com1")); // closed
-    const auto dialog = rig->window->propertiesDialog();
-    frmProperties &d = *dialog;
-    choose(d, "cboPort", SimSerialPort::Name);
-    choose(d, "cboSpeed", QStringLiteral("4800"));
-    choose(d, "cboParity", QStringLiteral("Odd"));
-    choose(d, "cboStopBits", QStringLiteral("2"));
-    choose(d, "cboInterface", QStringLiteral("RS485"));
-    d.findChild<QRadioButton *>(QStringLiteral("optFlow1"))->click();
-    d.findChild<QRadioButton *>(QStringLiteral("optEcho1"))->click();
-    d.cmdOK_Click();
-    QCOMPARE(d.result(), int(QDialog::Accepted));
-    QVERIFY(rig->prompter.entries.isEmpty());
-    QVERIFY(qobject_cast<SimSerialPort *>(rig->window->port()));
-    QCOMPARE(rig->window->port()->settings(), QStringLiteral("4800,O,8,2"));
-    QCOMPARE(rig->window->port()->handshaking(), 1);
-    QVERIFY(rig->window->echoOn());
-    QCOMPARE(rig->panel(QStringLiteral("Interface")), QStringLiteral("Interface: RS485"));
-    QCOMPARE(rig->panel(QStringLiteral("Comport")), QStringLiteral("COM Port: Simulated transmitter"));
-    QStringList stored;
-    for (const char *key : {"Settings", "CommPort", "Handshaking", "Echo", "Interface", "Time_ss", "Time_sr"})
-        stored << CommSettings::value(QLatin1String(key));
-    QCOMPARE(stored, QStringList({"4800,O,8,2", "Simulated transmitter", "1", "True", "False", "1", "4"}));
-}
-
-void TestFrmProperties::okStopsAtTheFirstRefusalAndCancelKeepsTheChoices_data()
-{
-    QTest::addColumn<QString>("port");
-    QTest::addColumn<QString>("speed");
-    QTest::addColumn<QString>("message");
-    QTest::newRow("port gone") << "/dev/quorin-unplugged" << "9600"
-                               << "Invalid port number (/dev/quorin-unplugged does not exist)";
-    QTest::newRow("speed refused") << "" << "fast" << "Invalid property value";
-    // The same reason as quorin-cli gives, the blank not cut away.
-    QTest::newRow("address with a blank") << "tcp://127.0.0.1:47100 " << "9600"
-                                          << "Invalid port address tcp://127.0.0.1:47100 : the address holds a blank";
-}
-
-void TestFrmProperties::okStopsAtTheFirstRefusalAndCancelKeepsTheChoices()
-{
-    QFETCH(QString, port);
-    QFETCH(QString, speed);
-    QFETCH(QString, message);
-    QVERIFY(rig->window->mnuOpen_Click());
-    const auto dialog = rig->window->propertiesDialog();
-    frmProperties &d = *dialog;
-    if (!port.isEmpty()) {
-        // A USB adapter pulled out after the list was filled.
-        combo(d, "cboPort")->addItem(port);
-        choose(d, "cboPort", port);
-    }
-    combo(d, "cboSpeed")->setEditText(speed);
-    // The interface and the rates act at once.
-    choose(d, "cboInterface", QStringLiteral("RS485"));
-    QVERIFY(rig->port->device()->rs485()); // the built-in transmitter follows the bus
-    choose(d, "cboTSs", QStringLiteral("5000"));
-    QCOMPARE(rig->panel(QStringLiteral("UpdateRate")), QStringLiteral("Update Rate: 5000 ms"));
-    choose(d, "cboTSr", QStringLiteral("15000"));
-    d.cmdOK_Click();
-    QCOMPARE(rig->prompter.texts(), QStringList{message});
-    QCOMPARE(rig->prompter.entries.first().icon, Prompter::Exclamation);
-    QVERIFY(d.result() != QDialog::Accepted);
-    // The old port stays, open as it was, with its settings.
-    QCOMPARE(rig->window->port(), static_cast<SerialPort *>(rig->port));
-    QVERIFY(rig->port->isOpen());
-    QCOMPARE(rig->port->settings(), QStringLiteral("9600,n,8,1"));
-    // Cancel keeps what acted at once; only OK sets the panel and stores.
-    d.findChild<QPushButton *>(QStringLiteral("cmdCancel"))->click();
-    QCOMPARE(d.result(), int(QDialog::Rejected));
-    QVERIFY(!rig->window->link().Rs232Mode);
-    QCOMPARE(rig->window->Timer4->interval(), 5000);
-    QCOMPARE(rig->window->Timer5->interval(), 15000);
-    QCOMPARE(rig->panel(QStringLiteral("Interface")), QStringLiteral("Interface: RS232"));
-    QVERIFY(CommSettings::store()->allKeys().isEmpty());
-}
 
 QTEST_MAIN(TestFrmProperties)
 #include "tst_frmproperties.moc"

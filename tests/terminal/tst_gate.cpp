@@ -45,130 +45,125 @@ class TestGate : public QObject
     Q_OBJECT
 private slots:
     void initTestCase() { QStandardPaths::setTestModeEnabled(true); }
-    void secondActionDuringRescaleIsRefused_data();
-    void secondActionDuringRescaleIsRefused();
-    void backDoorFrameStaysWhileItsWriteRuns();
-    void calibrationCanBeLeftWithoutWriting();
-    void logClosingUnderTheLockKeepsTheLock();
-};
 
-void TestGate::secondActionDuringRescaleIsRefused_data()
-{
-    QTest::addColumn<QString>("action");
-    for (const char *a : {"rescale again", "cancel", "close window", "back door", "device properties", "close port"})
-        QTest::newRow(a) << QString::fromLatin1(a);
-}
-
-void TestGate::secondActionDuringRescaleIsRefused()
-{
-    QFETCH(QString, action);
-    Window w;
-    QVERIFY(w.window.synchronize());
-    auto *frame = w.child<RescaleFrame>("fraRescale");
-    frame->runAccessPrompt = [&w] { Rescale::accept(w.window.state(), QStringLiteral("123")); };
-    w.prompter.answers = {true, true}; // enter the rescale, activate the factor
-    w.window.mnuOptionRescale_Click();
-    QVERIFY(frame->isVisible() && w.window.menusLocked());
-    QTest::keyClicks(w.child("txtMaxFlowNew"), QStringLiteral("6000"));
-    w.device->clearReceivedFrames();
-    w.prompter.clear();
-
-    bool enabledDuring = true;
-    Window::interfere([&] { frame->cmdRescale_Click(); }, [&] {
-        enabledDuring = w.child<QPushButton>("cmdRescale")->isEnabled()
-                        || w.child<QPushButton>("cmdCancelRescale")->isEnabled()
-                        || w.window.menuItem(QStringLiteral("mnuDProperties"))->isEnabled();
-        if (action == QLatin1String("rescale again")) {
-            w.child<QLineEdit>("txtMaxFlowNew")->setText(QStringLiteral("7000"));
-            frame->cmdRescale_Click();
-        } else if (action == QLatin1String("cancel")) {
-            frame->cmdCancelRescale_Click();
-            QVERIFY(frame->isVisible() && w.window.menusLocked());
-        } else if (action == QLatin1String("close window")) {
-            w.window.close();
-        } else if (action == QLatin1String("back door")) {
-            w.window.mnuOptionsBackDoor_Click();
-        } else if (action == QLatin1String("device properties")) {
-            w.window.mnuDProperties_Click();
-        } else {
-            w.window.mnuOpen_Click();
-        }
-    });
-
-    QVERIFY2(!enabledDuring, "controls that start an operation stay enabled during the write");
-    QCOMPARE(w.writes(), (QStringList{"R5200:04011800" "000927C0", "R5200:04010500" "00001770"}));
-    QCOMPARE(w.prompter.texts(), QStringList{"New Scaling Factor was Successfully Updated!"});
-    QVERIFY(w.dialogs.isEmpty());
-    QVERIFY(w.window.isVisible() && w.window.link().PortOpen());
-    QVERIFY(!frame->isVisible() && !w.window.menusLocked());
-    QVERIFY(w.window.menuItem(QStringLiteral("mnuDProperties"))->isEnabled());
-    QVERIFY(!w.child("FraMemWrite")->isVisible());
-}
-
-void TestGate::backDoorFrameStaysWhileItsWriteRuns()
-{
-    Window w;
-    auto *frame = w.child<MemWriteFrame>("FraMemWrite");
-    frame->runAccessPrompt = [&w] { MemWrite::accept(w.window.state(), QStringLiteral("47318")); };
-    w.window.mnuOptionsBackDoor_Click();
-    QVERIFY(frame->isVisible());
-    w.child<QLineEdit>("txtNumByte")->setText(QStringLiteral("01"));
-    w.child<QLineEdit>("txtSAddress")->setText(QStringLiteral("0030"));
-    w.child<QLineEdit>("txtWData")->setText(QStringLiteral("7B"));
-    int prompts = 0;
-    frame->runAccessPrompt = [&prompts] { ++prompts; };
-    Window::interfere([&] { frame->cmdMWrite_Click(); }, [&] {
-        QVERIFY(!w.child<QPushButton>("cmdMWCancel")->isEnabled());
-        w.window.mnuOptionsBackDoor_Click(); // Ctrl+B
-        frame->cmdMWCancel_Click();
-        frame->cmdMWrite_Click();
-    });
-    QCOMPARE(w.writes(), QStringList{"R5200:01003000" "7B"});
-    QCOMPARE(prompts, 0);
-    QVERIFY(frame->isVisible());
-    QCOMPARE(w.child<QLineEdit>("txtWData")->text(), QString()); // written: the boxes are cleared
-}
-
-void TestGate::calibrationCanBeLeftWithoutWriting()
-{
-    Window w;
-    QVERIFY(w.window.synchronize());
-    auto *frame = w.child<CalibrateFrame>("fraCalibrate");
-    auto *box = w.child<QLineEdit>("txtScaleFactor");
-    for (bool byEscape : {true, false}) {
-        w.prompter.answers = {true};
-        w.window.mnuOptionsCalibrate_Click();
-        QVERIFY(frame->isVisible() && w.window.autoUpdateOn());
-        box->setText(QStringLiteral("654321"));
-        if (byEscape)
-            QTest::keyClick(box, Qt::Key_Escape);
-        else
-            QTest::mouseClick(w.child<QPushButton>("cmdWCancel"), Qt::LeftButton);
-        QVERIFY(!frame->isVisible());
-        QVERIFY(!w.window.autoUpdateOn());
+    void secondActionDuringRescaleIsRefused_data()
+    {
+        QTest::addColumn<QString>("action");
+        for (const char *a : {"rescale again", "cancel", "close window", "back door", "device properties", "close port"})
+            QTest::newRow(a) << QString::fromLatin1(a);
     }
-    QVERIFY(w.writes().isEmpty());
-    QCOMPARE(w.device->value(0x0118, 4), 500000u);
-}
 
-void TestGate::logClosingUnderTheLockKeepsTheLock()
-{
-    // A communication log that closes itself (a full disk) while the rescale
-    // frame holds the lock: the lock stays, and unlocking shows the log's new state.
-    Window w;
-    w.prompter.fileNames = {w.dir.filePath(QStringLiteral("a.tlg"))};
-    w.window.mnuOpenLog_Click();
-    w.window.setMenusLocked(true);
-    w.window.mnuCloseLog_Click();
-    for (const char *item : {"mnuOpenLog", "mnuCloseLog", "mnuOptionRescale"})
-        QVERIFY2(!w.window.menuItem(QLatin1String(item))->isEnabled(), item);
-    QVERIFY(!w.window.button(QStringLiteral("OpenLogFile"))->isEnabled());
-    w.window.setMenusLocked(false);
-    QVERIFY(w.window.menuItem(QStringLiteral("mnuOpenLog"))->isEnabled());
-    QVERIFY(w.window.button(QStringLiteral("OpenLogFile"))->isEnabled());
-    QVERIFY(!w.window.menuItem(QStringLiteral("mnuCloseLog"))->isEnabled());
-    QVERIFY(!w.window.button(QStringLiteral("CloseLogFile"))->isEnabled());
-}
+    void secondActionDuringRescaleIsRefused()
+    {
+        QFETCH(QString, action);
+        Window w;
+        QVERIFY(w.window.synchronize());
+        auto *frame = w.child<RescaleFrame>("fraRescale");
+        frame->runAccessPrompt = [&w] { Rescale::accept(w.window.state(), QStringLiteral("123")); };
+        w.prompter.answers = {true, true}; // enter the rescale, activate the factor
+        w.window.mnuOptionRescale_Click();
+        QVERIFY(frame->isVisible() && w.window.menusLocked());
+        QTest::keyClicks(w.child("txtMaxFlowNew"), QStringLiteral("6000"));
+        w.device->clearReceivedFrames();
+        w.prompter.clear();
+
+        bool enabledDuring = true;
+        Window::interfere([&] { frame->cmdRescale_Click(); }, [&] {
+            enabledDuring = w.child<QPushButton>("cmdRescale")->isEnabled()
+                            || w.child<QPushButton>("cmdCancelRescale")->isEnabled()
+                            || w.window.menuItem(QStringLiteral("mnuDProperties"))->isEnabled();
+            if (action == QLatin1String("rescale again")) {
+                w.child<QLineEdit>("txtMaxFlowNew")->setText(QStringLiteral("7000"));
+                frame->cmdRescale_Click();
+            } else if (action == QLatin1String("cancel")) {
+                frame->cmdCancelRescale_Click();
+                QVERIFY(frame->isVisible() && w.window.menusLocked());
+            } else if (action == QLatin1String("close window")) {
+                w.window.close();
+            } else if (action == QLatin1String("back door")) {
+                w.window.mnuOptionsBackDoor_Click();
+            } else if (action == QLatin1String("device properties")) {
+                w.window.mnuDProperties_Click();
+            } else {
+                w.window.mnuOpen_Click();
+            }
+        });
+
+        QVERIFY2(!enabledDuring, "controls that start an operation stay enabled during the write");
+        QCOMPARE(w.writes(), (QStringList{"R5200:04011800" "000927C0", "R5200:04010500" "00001770"}));
+        QCOMPARE(w.prompter.texts(), QStringList{"New Scaling Factor was Successfully Updated!"});
+        QVERIFY(w.dialogs.isEmpty());
+        QVERIFY(w.window.isVisible() && w.window.link().PortOpen());
+        QVERIFY(!frame->isVisible() && !w.window.menusLocked());
+        QVERIFY(w.window.menuItem(QStringLiteral("mnuDProperties"))->isEnabled());
+        QVERIFY(!w.child("FraMemWrite")->isVisible());
+    }
+
+    void backDoorFrameStaysWhileItsWriteRuns()
+    {
+        Window w;
+        auto *frame = w.child<MemWriteFrame>("FraMemWrite");
+        frame->runAccessPrompt = [&w] { MemWrite::accept(w.window.state(), QStringLiteral("47318")); };
+        w.window.mnuOptionsBackDoor_Click();
+        QVERIFY(frame->isVisible());
+        w.child<QLineEdit>("txtNumByte")->setText(QStringLiteral("01"));
+        w.child<QLineEdit>("txtSAddress")->setText(QStringLiteral("0030"));
+        w.child<QLineEdit>("txtWData")->setText(QStringLiteral("7B"));
+        int prompts = 0;
+        frame->runAccessPrompt = [&prompts] { ++prompts; };
+        Window::interfere([&] { frame->cmdMWrite_Click(); }, [&] {
+            QVERIFY(!w.child<QPushButton>("cmdMWCancel")->isEnabled());
+            w.window.mnuOptionsBackDoor_Click(); // Ctrl+B
+            frame->cmdMWCancel_Click();
+            frame->cmdMWrite_Click();
+        });
+        QCOMPARE(w.writes(), QStringList{"R5200:01003000" "7B"});
+        QCOMPARE(prompts, 0);
+        QVERIFY(frame->isVisible());
+        QCOMPARE(w.child<QLineEdit>("txtWData")->text(), QString()); // written: the boxes are cleared
+    }
+
+    void calibrationCanBeLeftWithoutWriting()
+    {
+        Window w;
+        QVERIFY(w.window.synchronize());
+        auto *frame = w.child<CalibrateFrame>("fraCalibrate");
+        auto *box = w.child<QLineEdit>("txtScaleFactor");
+        for (bool byEscape : {true, false}) {
+            w.prompter.answers = {true};
+            w.window.mnuOptionsCalibrate_Click();
+            QVERIFY(frame->isVisible() && w.window.autoUpdateOn());
+            box->setText(QStringLiteral("654321"));
+            if (byEscape)
+                QTest::keyClick(box, Qt::Key_Escape);
+            else
+                QTest::mouseClick(w.child<QPushButton>("cmdWCancel"), Qt::LeftButton);
+            QVERIFY(!frame->isVisible());
+            QVERIFY(!w.window.autoUpdateOn());
+        }
+        QVERIFY(w.writes().isEmpty());
+        QCOMPARE(w.device->value(0x0118, 4), 500000u);
+    }
+
+    void logClosingUnderTheLockKeepsTheLock()
+    {
+        // A communication log that closes itself (a full disk) while the rescale
+        // frame holds the lock: the lock stays, and unlocking shows the log's new state.
+        Window w;
+        w.prompter.fileNames = {w.dir.filePath(QStringLiteral("a.tlg"))};
+        w.window.mnuOpenLog_Click();
+        w.window.setMenusLocked(true);
+        w.window.mnuCloseLog_Click();
+        for (const char *item : {"mnuOpenLog", "mnuCloseLog", "mnuOptionRescale"})
+            QVERIFY2(!w.window.menuItem(QLatin1String(item))->isEnabled(), item);
+        QVERIFY(!w.window.button(QStringLiteral("OpenLogFile"))->isEnabled());
+        w.window.setMenusLocked(false);
+        QVERIFY(w.window.menuItem(QStringLiteral("mnuOpenLog"))->isEnabled());
+        QVERIFY(w.window.button(QStringLiteral("OpenLogFile"))->isEnabled());
+        QVERIFY(!w.window.menuItem(QStringLiteral("mnuCloseLog"))->isEnabled());
+        QVERIFY(!w.window.button(QStringLiteral("CloseLogFile"))->isEnabled());
+    }
+};
 
 QTEST_MAIN(TestGate)
 #include "tst_gate.moc"

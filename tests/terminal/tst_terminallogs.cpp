@@ -24,67 +24,63 @@ class TestTerminalLogs : public QObject
 {
     Q_OBJECT
 private slots:
-    void logLinesStayOneLineAndQuoteTexts();
-    void dataLogReplacesOrExtends();
-    void openDialogOffersReplacement();
-};
-
-void TestTerminalLogs::logLinesStayOneLineAndQuoteTexts()
-{
-    QCOMPARE(CommLog::line(kWhen, QStringLiteral("RX"), QStringLiteral("03\r\x7F")),
-             QStringLiteral("2024-05-01 14:03:07.125  RX  03<0D><7F>"));
-    // Numbers bare; the blanks of a failed read and a padded unit trimmed.
-    const QString when = QStringLiteral("\"2024-05-01 14:03:07\",");
-    QCOMPARE(DataLog::line(kWhen, QStringLiteral("1.2345"), QStringLiteral("LTR/Min")), when + "1.2345,\"LTR/Min\"");
-    QCOMPARE(DataLog::line(kWhen, QString(12, QLatin1Char(' ')), QStringLiteral("GAL    ")), when + "\"\",\"GAL\"");
-    QCOMPARE(DataLog::line(kWhen, QStringLiteral("100"), QStringLiteral("U\"D")), when + "100,\"U\"\"D\"");
-}
-
-void TestTerminalLogs::dataLogReplacesOrExtends()
-{
-    QTemporaryDir dir;
-    const QString path = dir.filePath(QStringLiteral("My_ALog1.log"));
-    const QByteArray header = "\"Date Time\",\"Flow\",\"Unit\"\r\n";
-    const QByteArray old = header + "\"2024-04-30 10:00:00\",1,\"LTR\"";
+    void logLinesStayOneLineAndQuoteTexts()
     {
-        QFile f(path);
-        QVERIFY(f.open(QIODevice::WriteOnly) && f.write(old) == old.size());
+        QCOMPARE(CommLog::line(kWhen, QStringLiteral("RX"), QStringLiteral("03\r\x7F")),
+                 QStringLiteral("2024-05-01 14:03:07.125  RX  03<0D><7F>"));
+        // Numbers bare; the blanks of a failed read and a padded unit trimmed.
+        const QString when = QStringLiteral("\"2024-05-01 14:03:07\",");
+        QCOMPARE(DataLog::line(kWhen, QStringLiteral("1.2345"), QStringLiteral("LTR/Min")), when + "1.2345,\"LTR/Min\"");
+        QCOMPARE(DataLog::line(kWhen, QString(12, QLatin1Char(' ')), QStringLiteral("GAL    ")), when + "\"\",\"GAL\"");
+        QCOMPARE(DataLog::line(kWhen, QStringLiteral("100"), QStringLiteral("U\"D")), when + "100,\"U\"\"D\"");
     }
-    const QByteArray record = "\"2024-05-01 14:03:07\",2.5,\"LTR/Sec\"\r\n";
-    for (const bool append : {true, false}) {
-        DataLog log;
-        QString error;
-        QVERIFY(log.open(path, append, &error));
-        QVERIFY(log.record(kWhen, QStringLiteral("2.5"), QStringLiteral("LTR/Sec")));
-        QCOMPARE(log.linesWritten(), 1);
-        QVERIFY(log.close(&error));
-        QVERIFY(!log.record(kWhen, QStringLiteral("2.5"), QStringLiteral("LTR/Sec"))); // closed
-        // Extended: the old lines stay, the last gets its line end, no second header.
-        QCOMPARE(contents(path), (append ? old + "\r\n" : header) + record);
-    }
-}
 
-void TestTerminalLogs::openDialogOffersReplacement()
-{
-    QTemporaryDir dir;
-    const QString existing = dir.filePath(QStringLiteral("old.tlg"));
-    QVERIFY(QFile(existing).open(QIODevice::WriteOnly));
-    const QString title = QStringLiteral("Open Communications Log File"), filter = QStringLiteral("*.tlg");
-    QString path;
-    bool append = true;
-    ScriptedPrompter p;
-    QVERIFY(!chooseLogFile(p, title, filter, QStringLiteral("/x"), &path, &append)); // cancelled
-    p.fileNames = {dir.filePath(QStringLiteral("new.tlg")), existing, existing};
-    p.answers = {true, false};
-    // A new file: no question; Yes replaces; No keeps and extends.
-    for (const bool expected : {false, false, true}) {
-        QVERIFY(chooseLogFile(p, title, filter, QStringLiteral("/x"), &path, &append));
-        QCOMPARE(append, expected);
+    void dataLogReplacesOrExtends()
+    {
+        QTemporaryDir dir;
+        const QString path = dir.filePath(QStringLiteral("My_ALog1.log"));
+        const QByteArray header = "\"Date Time\",\"Flow\",\"Unit\"\r\n";
+        const QByteArray old = header + "\"2024-04-30 10:00:00\",1,\"LTR\"";
+        {
+            QFile f(path);
+            QVERIFY(f.open(QIODevice::WriteOnly) && f.write(old) == old.size());
+        }
+        const QByteArray record = "\"2024-05-01 14:03:07\",2.5,\"LTR/Sec\"\r\n";
+        for (const bool append : {true, false}) {
+            DataLog log;
+            QString error;
+            QVERIFY(log.open(path, append, &error));
+            QVERIFY(log.record(kWhen, QStringLiteral("2.5"), QStringLiteral("LTR/Sec")));
+            QCOMPARE(log.linesWritten(), 1);
+            QVERIFY(log.close(&error));
+            QVERIFY(!log.record(kWhen, QStringLiteral("2.5"), QStringLiteral("LTR/Sec"))); // closed
+            // Extended: the old lines stay, the last gets its line end, no second header.
+            QCOMPARE(contents(path), (append ? old + "\r\n" : header) + record);
+        }
     }
-    QCOMPARE(path, existing);
-    const QString question = "Replace existing file - " + existing + "?";
-    QCOMPARE(p.texts(QStringLiteral("yesno")), QStringList({question, question}));
-}
+
+    void openDialogOffersReplacement()
+    {
+        QTemporaryDir dir;
+        const QString existing = dir.filePath(QStringLiteral("old.tlg"));
+        QVERIFY(QFile(existing).open(QIODevice::WriteOnly));
+        const QString title = QStringLiteral("Open Communications Log File"), filter = QStringLiteral("*.tlg");
+        QString path;
+        bool append = true;
+        ScriptedPrompter p;
+        QVERIFY(!chooseLogFile(p, title, filter, QStringLiteral("/x"), &path, &append)); // cancelled
+        p.fileNames = {dir.filePath(QStringLiteral("new.tlg")), existing, existing};
+        p.answers = {true, false};
+        // A new file: no question; Yes replaces; No keeps and extends.
+        for (const bool expected : {false, false, true}) {
+            QVERIFY(chooseLogFile(p, title, filter, QStringLiteral("/x"), &path, &append));
+            QCOMPARE(append, expected);
+        }
+        QCOMPARE(path, existing);
+        const QString question = "Replace existing file - " + existing + "?";
+        QCOMPARE(p.texts(QStringLiteral("yesno")), QStringList({question, question}));
+    }
+};
 
 QTEST_GUILESS_MAIN(TestTerminalLogs)
 #include "tst_terminallogs.moc"

@@ -71,53 +71,51 @@ private slots:
         QStandardPaths::setTestModeEnabled(true);
         SimSerialPort::registerPort();
     }
-    void windows_data();
-    void windows();
+
+    // A row is a window, or a window and the preset or settings it opens on.
+    void windows_data()
+    {
+        QTest::addColumn<QString>("name");
+        for (const char *name : {"frmTerminal", "frmTerminal-stored", "frmProperties-stored", "frmDProp", "frmDProp-tenths",
+                                 "frmDProp-second", "frmAutoTune", "frmExportE", "frmImportE", "frmHistory", "frmMemLog",
+                                 "frmAbout", "frmEthernet", "frmRescale"})
+            QTest::newRow(name) << QString::fromLatin1(name);
+    }
+
+    void windows()
+    {
+        QFETCH(QString, name);
+        const QString variant = name.section(QLatin1Char('-'), 1);
+        SimRig rig(variant == "tenths" || variant == "second" ? variant : QStringLiteral("standard"));
+        QVERIFY(rig.readOut());
+        TerminalHost &h = rig.session;
+        h.state().TotalMultiplier = variant == "tenths" ? 1 : variant == "second" ? 2 : 0; // thousands, millions
+        // The main window as it starts with nothing stored, or with a full store.
+        CommSettings::store()->clear();
+        if (variant == "stored")
+            WindowRig::storeSettings({{"Settings", "19200,e,7,1.5"}, {"CommPort", "Simulated transmitter"}, {"Handshaking", "2"},
+                                      {"Echo", "True"}, {"Tot_unit", "3"}, {"Time_ss", "3"}, {"Time_sr", "14"},
+                                      {"Interface", "False"}, {"Com_monitor", "1"}, {"Dev_info", "1"}});
+        WindowRig main(false);
+        const QMap<QString, std::function<QWidget *()>> make{
+            {"frmDProp", [&] { return new frmDProp(h); }}, {"frmAutoTune", [&] { return new frmAutoTune(h); }},
+            {"frmExportE", [&] { return new frmExportE(h); }}, {"frmImportE", [&] { return new frmImportE(h); }},
+            {"frmHistory", [&] { return new frmHistory(h); }}, {"frmMemLog", [&] { return new frmMemLog(h); }},
+            {"frmAbout", [] { return new frmAbout; }}, {"frmEthernet", [&] { return new frmEthernet(h); }},
+            {"frmRescale", [&] { return new frmRescale(h); }},
+            {"frmProperties", [&] { return main.window->propertiesDialog().release(); }}};
+        const std::unique_ptr<QWidget> dialog(make.value(name.section(QLatin1Char('-'), 0, 0), [] { return nullptr; })());
+        // Opening a window reads nothing: it shows what the readout left.
+        QCOMPARE(rig.device->framesReceived(), 0);
+        const QStringList lines = describe(dialog ? dialog.get() : main.window.get()).split(QLatin1Char('\n'));
+        QFile file(QFINDTESTDATA("texts") + QLatin1Char('/') + name + QStringLiteral(".txt"));
+        if (qEnvironmentVariableIsSet("QUORIN_UPDATE_TEXTS"))
+            QVERIFY(file.open(QIODevice::WriteOnly) && file.write((lines.join(QLatin1Char('\n')) + QLatin1Char('\n')).toUtf8()) > 0);
+        file.close();
+        QVERIFY2(file.open(QIODevice::ReadOnly), qPrintable(file.fileName()));
+        QCOMPARE(lines, QString::fromUtf8(file.readAll()).split(QLatin1Char('\n'), Qt::SkipEmptyParts));
+    }
 };
-
-// A row is a window, or a window and the preset or settings it opens on.
-void TestWindowTexts::windows_data()
-{
-    QTest::addColumn<QString>("name");
-    for (const char *name : {"frmTerminal", "frmTerminal-stored", "frmProperties-stored", "frmDProp", "frmDProp-tenths",
-                             "frmDProp-second", "frmAutoTune", "frmExportE", "frmImportE", "frmHistory", "frmMemLog",
-                             "frmAbout", "frmEthernet", "frmRescale"})
-        QTest::newRow(name) << QString::fromLatin1(name);
-}
-
-void TestWindowTexts::windows()
-{
-    QFETCH(QString, name);
-    const QString variant = name.section(QLatin1Char('-'), 1);
-    SimRig rig(variant == "tenths" || variant == "second" ? variant : QStringLiteral("standard"));
-    QVERIFY(rig.readOut());
-    TerminalHost &h = rig.session;
-    h.state().TotalMultiplier = variant == "tenths" ? 1 : variant == "second" ? 2 : 0; // thousands, millions
-    // The main window as it starts with nothing stored, or with a full store.
-    CommSettings::store()->clear();
-    if (variant == "stored")
-        WindowRig::storeSettings({{"Settings", "19200,e,7,1.5"}, {"CommPort", "Simulated transmitter"}, {"Handshaking", "2"},
-                                  {"Echo", "True"}, {"Tot_unit", "3"}, {"Time_ss", "3"}, {"Time_sr", "14"},
-                                  {"Interface", "False"}, {"Com_monitor", "1"}, {"Dev_info", "1"}});
-    WindowRig main(false);
-    const QMap<QString, std::function<QWidget *()>> make{
-        {"frmDProp", [&] { return new frmDProp(h); }}, {"frmAutoTune", [&] { return new frmAutoTune(h); }},
-        {"frmExportE", [&] { return new frmExportE(h); }}, {"frmImportE", [&] { return new frmImportE(h); }},
-        {"frmHistory", [&] { return new frmHistory(h); }}, {"frmMemLog", [&] { return new frmMemLog(h); }},
-        {"frmAbout", [] { return new frmAbout; }}, {"frmEthernet", [&] { return new frmEthernet(h); }},
-        {"frmRescale", [&] { return new frmRescale(h); }},
-        {"frmProperties", [&] { return main.window->propertiesDialog().release(); }}};
-    const std::unique_ptr<QWidget> dialog(make.value(name.section(QLatin1Char('-'), 0, 0), [] { return nullptr; })());
-    // Opening a window reads nothing: it shows what the readout left.
-    QCOMPARE(rig.device->framesReceived(), 0);
-    const QStringList lines = describe(dialog ? dialog.get() : main.window.get()).split(QLatin1Char('\n'));
-    QFile file(QFINDTESTDATA("texts") + QLatin1Char('/') + name + QStringLiteral(".txt"));
-    if (qEnvironmentVariableIsSet("QUORIN_UPDATE_TEXTS"))
-        QVERIFY(file.open(QIODevice::WriteOnly) && file.write((lines.join(QLatin1Char('\n')) + QLatin1Char('\n')).toUtf8()) > 0);
-    file.close();
-    QVERIFY2(file.open(QIODevice::ReadOnly), qPrintable(file.fileName()));
-    QCOMPARE(lines, QString::fromUtf8(file.readAll()).split(QLatin1Char('\n'), Qt::SkipEmptyParts));
-}
 
 QTEST_MAIN(TestWindowTexts)
 #include "tst_windowtexts.moc"
