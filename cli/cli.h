@@ -5,6 +5,7 @@
 // Exit status: 0 success; 1 the device did not answer, refused or the
 // verification failed; 2 bad usage or bad input.
 #include "common/prompter.h"
+#include "terminal/mqttpublisher.h"
 
 #include <QJsonObject>
 #include <QJsonValue>
@@ -90,3 +91,7 @@ QJsonValue jsonDecimal(const QString &text);
 
 // True when text is exactly n hexadecimal digits (upper or lower case).
 bool isHexText(const QString &text, int n = -1);
+
+// --mqtt and its companions (monitor and sweep): the broker, its files and the
+// queue's bound. An empty host: no broker. False when something is wrong (said, exit 2).
+bool readMqtt(const CliContext &c, MqttPublisher::Address *broker, int *queue);

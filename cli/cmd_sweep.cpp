@@ -19,9 +19,11 @@
 #include <QDir>
 #include <QFileInfo>
 #include <QJsonArray>
+#include <QJsonDocument>
 #include <QSocketNotifier>
 
 #include <csignal>
+#include <memory>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -170,7 +172,8 @@ static CliCommand sweepCommand("sweep",
     "                       one line per transmitter, DIR/summary.csv; a transmitter not done in S\n"
     "                       seconds (default 300) is given up; exit 0 all reached and none differs\n"
     "         [--restore]   list the rows that differ from the golden table (nothing is written)\n"
-    "         [--restore --yes]  write those rows, each verified, then compare again",
+    "         [--restore --yes]  write those rows, each verified, then compare again\n"
+    "         [--mqtt URL]  each result also retained on the broker under TOPIC/NAME",
     [](CliContext &c) -> int {
         if (c.args.size() != 1)
             return c.usage(QStringLiteral("sweep needs SITE.csv"));
@@ -187,10 +190,20 @@ static CliCommand sweepCommand("sweep",
             return c.usage(QStringLiteral("--yes goes with --restore"));
         if (c.options.contains(QStringLiteral("port")) || c.flag(QStringLiteral("sim")))
             return c.usage(QStringLiteral("sweep takes its ports from the site file, not --port or --sim"));
+        MqttPublisher::Address broker;
+        int mqttQueue = 0;
+        if (!readMqtt(c, &broker, &mqttQueue))
+            return ExitUsage;
 
         SiteFile site;
         const bool read = site.read(c.args[0]);
         QStringList errors = site.errors();
+        for (const SiteDevice &d : site.devices()) {
+            QString why;
+            if (!broker.host.isEmpty() && !MqttPublisher::isTopicLevel(d.name, &why))
+                errors << QStringLiteral("%1:%2: the name \"%3\" cannot be published under --mqtt: %4")
+                              .arg(c.args[0]).arg(d.line).arg(d.name, why);
+        }
         if (read)
             errors << SiteSweep::checkOutputs(c.args[0], site.devices(), dir, c.flag(QStringLiteral("report")));
         if (!read || !errors.isEmpty()) {
@@ -212,8 +225,21 @@ static CliCommand sweepCommand("sweep",
         options.yes = c.flag(QStringLiteral("yes"));
         SiteSweep sweep(site.devices(), options);
         const int total = site.devices().size();
+        // Each result, retained under TOPIC/NAME as it comes in: the plant sees
+        // the site's last sweep. The broker never changes the exit status.
+        std::unique_ptr<MqttPublisher> mqtt;
+        if (!broker.host.isEmpty()) {
+            mqtt = std::make_unique<MqttPublisher>(c.prompter);
+            mqtt->setQueueLimit(mqttQueue);
+            mqtt->start(broker, c.args[0]);
+        }
+        const auto publish = [&mqtt](const QString &name, const QJsonObject &o) {
+            if (mqtt)
+                mqtt->publishRetained(name, QJsonDocument(o).toJson(QJsonDocument::Compact));
+        };
         QObject::connect(&sweep, &SiteSweep::deviceFinished, [&](int i) {
             const SweepResult &r = sweep.results()[i];
+            publish(r.device.name, r.json);
             if (c.json()) {
                 c.printJson(r.json);
             } else {
@@ -262,10 +288,12 @@ static CliCommand sweepCommand("sweep",
         // Transmitters that never started are listed too.
         for (const SweepResult &r : sweep.results())
             if (r.state == SweepResult::Stopped && r.json.isEmpty()) {
+                const QJsonObject o{{QStringLiteral("name"), r.device.name}, {QStringLiteral("port"), r.device.port},
+                                    {QStringLiteral("state"), QStringLiteral("stopped")}, {QStringLiteral("reached"), false},
+                                    {QStringLiteral("reason"), r.reason}};
+                publish(r.device.name, o);
                 if (c.json())
-                    c.printJson({{QStringLiteral("name"), r.device.name}, {QStringLiteral("port"), r.device.port},
-                                 {QStringLiteral("state"), QStringLiteral("stopped")}, {QStringLiteral("reached"), false},
-                                 {QStringLiteral("reason"), r.reason}});
+                    c.printJson(o);
                 else
                     *c.out << SiteSweep::resultLine(r) << "\n";
             }
@@ -291,5 +319,8 @@ static CliCommand sweepCommand("sweep",
         } else {
             *c.out << summary << "\n";
         }
+        c.out->flush();
+        if (mqtt)
+            mqtt->stop(); // what the broker did not take is said
         return saved ? sweep.exitCode() : ExitDevice;
     });

@@ -32,31 +32,6 @@ bool readCount(const CliContext &c, const QString &name, int def, int min, int *
     return ok && *out >= min;
 }
 
-// --mqtt and its companions: the broker, its files and the queue's bound.
-// An empty host: no broker. False when something is wrong (said, exit 2).
-bool readMqtt(const CliContext &c, MqttPublisher::Address *broker, int *queue)
-{
-    QString error;
-    const QString ca = c.option(QStringLiteral("mqtt-cafile")), cert = c.option(QStringLiteral("mqtt-cert")),
-                  key = c.option(QStringLiteral("mqtt-key"));
-    if (!readCount(c, QStringLiteral("mqtt-queue"), 10000, 1, queue)) {
-        c.usage(QStringLiteral("--mqtt-queue must be a whole number of readings, 1 or more"));
-        return false;
-    }
-    if (!c.options.contains(QStringLiteral("mqtt"))) {
-        if (c.options.keys().filter(QStringLiteral("mqtt-")).isEmpty())
-            return true;
-        c.usage(QStringLiteral("--mqtt-cafile, --mqtt-cert, --mqtt-key and --mqtt-queue go with --mqtt"));
-        return false;
-    }
-    if (!MqttPublisher::parseUrl(c.option(QStringLiteral("mqtt")), broker, &error)
-        || !MqttPublisher::setTlsFiles(broker, ca, cert, key, &error)) {
-        c.usage(QStringLiteral("--mqtt: ") + error);
-        return false;
-    }
-    return true;
-}
-
 // The totalizer as shown, and as a number.
 void addTotal(QJsonObject &o, const TerminalState &s)
 {
@@ -126,6 +101,31 @@ void printStats(const CliContext &c, const LinkHealth &h)
 }
 
 } // namespace
+
+// --mqtt and its companions: the broker, its files and the queue's bound.
+// An empty host: no broker. False when something is wrong (said, exit 2).
+bool readMqtt(const CliContext &c, MqttPublisher::Address *broker, int *queue)
+{
+    QString error;
+    const QString ca = c.option(QStringLiteral("mqtt-cafile")), cert = c.option(QStringLiteral("mqtt-cert")),
+                  key = c.option(QStringLiteral("mqtt-key"));
+    if (!readCount(c, QStringLiteral("mqtt-queue"), 10000, 1, queue)) {
+        c.usage(QStringLiteral("--mqtt-queue must be a whole number of readings, 1 or more"));
+        return false;
+    }
+    if (!c.options.contains(QStringLiteral("mqtt"))) {
+        if (c.options.keys().filter(QStringLiteral("mqtt-")).isEmpty())
+            return true;
+        c.usage(QStringLiteral("--mqtt-cafile, --mqtt-cert, --mqtt-key and --mqtt-queue go with --mqtt"));
+        return false;
+    }
+    if (!MqttPublisher::parseUrl(c.option(QStringLiteral("mqtt")), broker, &error)
+        || !MqttPublisher::setTlsFiles(broker, ca, cert, key, &error)) {
+        c.usage(QStringLiteral("--mqtt: ") + error);
+        return false;
+    }
+    return true;
+}
 
 static CliCommand infoCommand("info", "info                   read the configuration and show every parameter: address, name, value",
     [](CliContext &c) -> int {

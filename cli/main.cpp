@@ -52,7 +52,8 @@ void printHelp(QTextStream &out)
            "  --version prints the program's version\n"
            "  --reconnect: monitor opens a lost port again every 2 s and goes on\n"
            "  --json: info, get, params, compare print one JSON object; monitor, journal and sweep one per line\n"
-           "  --mqtt mqtt[s]://[USER[:PASSWORD]@]HOST[:PORT]/TOPIC: monitor also publishes every reading there\n"
+           "  --mqtt mqtt[s]://[USER[:PASSWORD]@]HOST[:PORT]/TOPIC: monitor also publishes every reading there,\n"
+           "    sweep each transmitter's result (retained, under TOPIC/NAME)\n"
            "    (JSON, retained, QoS 1; the password may come from QUORIN_MQTT_PASSWORD instead)\n"
            "    --mqtt-cafile FILE: the CA of an mqtts:// broker; --mqtt-cert FILE --mqtt-key FILE: a client certificate\n"
            "    --mqtt-queue N: readings held while the broker is away (10000)\n"
@@ -241,8 +242,8 @@ int main(int argc, char **argv)
     if (!cmd)
         return ctx.usage(QStringLiteral("unknown command \"%1\" (try --help)").arg(command));
     for (const QString &name : ctx.options.keys())
-        if (name.startsWith(QLatin1String("mqtt")) && command != QLatin1String("monitor"))
-            return ctx.usage(QStringLiteral("--%1 works with monitor only").arg(name));
+        if (name.startsWith(QLatin1String("mqtt")) && command != QLatin1String("monitor") && command != QLatin1String("sweep"))
+            return ctx.usage(QStringLiteral("--%1 works with monitor and sweep only").arg(name));
     if (ctx.json() && !kJsonCommands.contains(command))
         return ctx.usage(QStringLiteral("--json works with %1 only").arg(kJsonCommands.join(QLatin1String(", "))));
 

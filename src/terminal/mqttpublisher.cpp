@@ -151,7 +151,11 @@ struct MqttPublisher::Link {
     std::mutex mutex;
     std::condition_variable wake;
     MqttPublisher *owner = nullptr; // null once the publisher has let go
-    std::deque<QByteArray> queue;   // not yet acknowledged, oldest first
+    struct Message {
+        QByteArray level;   // under the topic; empty: the topic itself
+        QByteArray payload;
+    };
+    std::deque<Message> queue;      // not yet acknowledged, oldest first
     std::deque<int> inFlight;       // message ids of the first queue entries, on this connection
     bool stopping = false;
     bool finished = false;
@@ -250,7 +254,7 @@ void MqttPublisher::Link::run(const Address &a, const QByteArray &will)
         bool wasConnected = false;
         bool clean = false;
         while (rc == MOSQ_ERR_SUCCESS) {
-            std::vector<std::pair<size_t, QByteArray>> send;
+            std::vector<Message> send;
             {
                 std::lock_guard<std::mutex> lock(mutex);
                 if (connected && !wasConnected) {
@@ -259,7 +263,7 @@ void MqttPublisher::Link::run(const Address &a, const QByteArray &will)
                 }
                 // Twenty at a time in flight, in order.
                 for (size_t i = inFlight.size(); connected && i < queue.size() && i < 20; ++i)
-                    send.emplace_back(i, queue[i]);
+                    send.push_back(queue[i]);
                 if (stopping && (queue.empty() || Clock::now() >= drainUntil)) {
                     clean = connected && queue.empty();
                     break;
@@ -269,7 +273,8 @@ void MqttPublisher::Link::run(const Address &a, const QByteArray &will)
             }
             for (const auto &s : send) {
                 int mid = 0;
-                if (mosquitto_publish(m, &mid, topic.constData(), s.second.size(), s.second.constData(), 1, true)
+                const QByteArray to = s.level.isEmpty() ? topic : topic + '/' + s.level;
+                if (mosquitto_publish(m, &mid, to.constData(), s.payload.size(), s.payload.constData(), 1, true)
                     != MOSQ_ERR_SUCCESS)
                     break;
                 std::lock_guard<std::mutex> lock(mutex);
@@ -338,7 +343,7 @@ void MqttPublisher::start(const Address &address, const QString &port)
         for (const QByteArray &line : spool.readAll().split('\n')) {
             const QByteArray text = line.trimmed();
             if (QJsonDocument::fromJson(text).isObject()) {
-                m_link->queue.push_back(text);
+                m_link->queue.push_back({QByteArray(), text});
                 ++m_held;
             }
         }
@@ -358,7 +363,7 @@ void MqttPublisher::stop(int drainMs)
     // A name lookup can hold the thread; it ends on its own and finds nobody to tell.
     link->wake.wait_for(lock, std::chrono::milliseconds(drainMs + 3000), [&] { return link->finished; });
     link->owner = nullptr;
-    const std::deque<QByteArray> rest = link->queue;
+    const std::deque<Link::Message> rest = link->queue;
     const int left = int(rest.size());
     lock.unlock();
     m_connected = false;
@@ -366,8 +371,9 @@ void MqttPublisher::stop(int drainMs)
         // Only what the broker has not acknowledged waits for the next start.
         QSaveFile spool(m_spoolPath);
         if (spool.open(QIODevice::WriteOnly)) {
-            for (const QByteArray &payload : rest)
-                spool.write(payload + '\n');
+            for (const Link::Message &m : rest)
+                if (m.level.isEmpty())
+                    spool.write(m.payload + '\n');
             spool.commit();
         }
     } else if (left > 0 && m_prompter) {
@@ -395,7 +401,22 @@ void MqttPublisher::publishOffline()
     enqueue(offlineJson(m_port), false);
 }
 
-void MqttPublisher::enqueue(const QByteArray &payload, bool reading)
+void MqttPublisher::publishRetained(const QString &level, const QByteArray &payload)
+{
+    enqueue(payload, false, level.toUtf8());
+}
+
+bool MqttPublisher::isTopicLevel(const QString &level, QString *why)
+{
+    QString t;
+    if (level.contains(QLatin1Char('/')) || level.contains(QLatin1Char('+')) || level.contains(QLatin1Char('#')))
+        t = QStringLiteral("it holds /, + or #, which MQTT topics reserve");
+    if (why)
+        *why = t;
+    return t.isEmpty();
+}
+
+void MqttPublisher::enqueue(const QByteArray &payload, bool reading, const QByteArray &level)
 {
     if (!m_link)
         return;
@@ -406,11 +427,11 @@ void MqttPublisher::enqueue(const QByteArray &payload, bool reading)
             ++m_dropped;
             return;
         }
-        m_link->queue.push_back(payload);
+        m_link->queue.push_back({level, payload});
         if (!m_connected && reading)
             ++m_held;
     }
-    if (!m_spoolPath.isEmpty()) {
+    if (!m_spoolPath.isEmpty() && level.isEmpty()) {
         QDir().mkpath(QFileInfo(m_spoolPath).absolutePath());
         QFile spool(m_spoolPath);
         if (spool.open(QIODevice::Append))

@@ -77,6 +77,11 @@ public:
     void publish(const Reading &r);
     // The readings stopped (device or port lost): the will's payload, retained.
     void publishOffline();
+    // A payload of its own, retained under TOPIC/LEVEL, through the same queue
+    // (never turned away by its bound, never kept in the spool file).
+    void publishRetained(const QString &level, const QByteArray &payload);
+    // A name that can be one level of a topic: no /, + or # (false, *why the reason).
+    static bool isTopicLevel(const QString &level, QString *why);
 
     struct Link;
 
@@ -84,7 +89,7 @@ signals:
     void connectedChanged(bool connected);
 
 private:
-    void enqueue(const QByteArray &payload, bool reading);
+    void enqueue(const QByteArray &payload, bool reading, const QByteArray &level = QByteArray());
     void onConnected();
     void onDown(const QString &reason);
     void onAcked();

@@ -59,8 +59,6 @@ private slots:
         row("--interval 49", {"--sim", "monitor", "--interval", "49"}, 2, "",
             "quorin-cli: --interval must be a whole number of milliseconds, 50 or more");
         row("--interval 50", {"--sim", "monitor", "--interval", "50", "--count", "2", "--stats"}, 0, "link: frames 11,", "");
-        row("--mqtt", {"--sim", "monitor", "--mqtt", "bad"}, 2, "",
-            "quorin-cli: --mqtt: the broker must be given as mqtt://HOST[:PORT]/TOPIC or mqtts://HOST[:PORT]/TOPIC");
         row("--json elsewhere", {"--sim", "--json", "read", "0105", "04"}, 2, "",
             "quorin-cli: --json works with info, get, params, monitor, compare, journal, sweep, sweep-one only");
         row("import without --yes", {"--sim", "import", "%d/none.epr"}, 2, "",

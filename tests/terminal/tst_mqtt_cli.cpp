@@ -3,6 +3,7 @@
 // here with openssl), and a persistent broker that goes away under a running
 // monitor. Every printed reading must reach a subscriber, in order.
 #include "support/clirun.h"
+#include "support/simprocess.h"
 #include "support/windowrig.h"
 #include "terminal/mqttpublisher.h"
 
@@ -145,7 +146,6 @@ private slots:
         const QString e = QStringLiteral("quorin-cli: --mqtt: ");
         const QString form = e + "the broker must be given as mqtt://HOST[:PORT]/TOPIC or mqtts://HOST[:PORT]/TOPIC";
         QTest::newRow("wildcard #") << QStringList{"--mqtt", "mqtt://h/a/#"} << e + "the topic must not contain the wildcards + or #";
-        QTest::newRow("wildcard +") << QStringList{"--mqtt", "mqtt://h/a/%2B/b"} << e + "the topic must not contain the wildcards + or #";
         QTest::newRow("query") << QStringList{"--mqtt", "mqtt://h/a?x=1"} << e + "the topic must not contain ? (a query)";
         QTest::newRow("NUL") << QStringList{"--mqtt", "mqtt://h/a%00"} << e + "the topic must not contain a NUL or another control character";
         QTest::newRow("control") << QStringList{"--mqtt", "mqtt://h/a%1F"} << e + "the topic must not contain a NUL or another control character";
@@ -171,14 +171,16 @@ private slots:
         QTest::newRow("queue 1") << QStringList{"--mqtt", url + "q", "--mqtt-queue", "1"} << QString();
         QTest::newRow("CA alone") << QStringList{"--mqtt-cafile", file("ca.crt")}
                                   << "quorin-cli: --mqtt-cafile, --mqtt-cert, --mqtt-key and --mqtt-queue go with --mqtt";
-        QTest::newRow("info") << QStringList{"info", "--mqtt", url + "t"} << "quorin-cli: --mqtt works with monitor only";
+        QTest::newRow("info") << QStringList{"info", "--mqtt", url + "t"} << "quorin-cli: --mqtt works with monitor and sweep only";
+        QTest::newRow("sweep, wildcard +") << QStringList{"sweep", "s.csv", "--out", "o", "--mqtt", "mqtt://h/a/%2B/b"}
+                                         << e + "the topic must not contain the wildcards + or #";
     }
     void refusals()
     {
         QFETCH(QStringList, args);
         QFETCH(QString, error);
-        const QStringList command = args.first() == "info" ? QStringList() : QStringList{"monitor", "--count", "1"};
-        const CliRun r = runCli(QStringList{"--sim"} + command + args, 15000);
+        const QStringList command = args.first() == "sweep" ? QStringList() : QStringList{"--sim", "monitor", "--count", "1"};
+        const CliRun r = runCli((args.first() == "info" ? QStringList{"--sim"} : command) + args, 15000);
         QCOMPARE(r.err.trimmed(), error);
         QCOMPARE(r.code, error.isEmpty() ? 0 : 2);
     }
@@ -317,6 +319,34 @@ private slots:
             QCOMPARE(retained, m_offline);
         else
             QVERIFY2(r.lines().last().simplified().endsWith(printed(retained)), qPrintable(retained));
+    }
+
+    // A sweep leaves each transmitter's result line retained under TOPIC/NAME;
+    // a name no topic level can hold is refused with its line, nothing sent.
+    void sweepResults()
+    {
+        SimProcess sim;
+        QVERIFY2(sim.start({"--listen", "0", "--devices", "2", "--no-pacing"}), qPrintable(sim.errorString()));
+        const int at = sim.path().section(':', -1).toInt();
+        const QString url = QStringLiteral("mqtt://127.0.0.1:%1/").arg(m_main.port) + topic(), site = file("site.csv");
+        const auto sweep = [&](const QString &name) {
+            QFile f(site);
+            (void)(f.open(QIODevice::WriteOnly) && f.write(QString("name,port,settings,interface,golden\n%1,tcp://127.0.0.1:%2,,,\n"
+                                                                   "right,tcp://127.0.0.1:%3,,,\n").arg(name).arg(at).arg(at + 1).toUtf8()));
+            f.close();
+            return runCli({"sweep", site, "--out", file("out"), "--json", "--mqtt", url}, 60000);
+        };
+        const CliRun bad = sweep("a#b"), r = sweep("left");
+        QVERIFY2(bad.code == 2 && bad.err.startsWith(site + ":2: the name \"a#b\" cannot be published under --mqtt: it holds /, + "
+                                                     "or #, which MQTT topics reserve\n"), qPrintable(bad.err));
+        QVERIFY2(r.code == 0 && !r.err.contains("MQTT"), qPrintable(r.err));
+        QProcess late;
+        subscribe(late, m_main.port, topic() + "/#", {"-v", "--retained-only", "-C", "2", "-W", "5"});
+        QVERIFY(ended(late));
+        QStringList got = QString::fromUtf8(late.readAllStandardOutput()).split('\n', Qt::SkipEmptyParts), printed;
+        for (const QString &line : r.lines().mid(0, 2))
+            printed << topic() + "/" + QJsonDocument::fromJson(line.toUtf8())["name"].toString() + " " + line;
+        QCOMPARE(QSet<QString>(got.begin(), got.end()), QSet<QString>(printed.begin(), printed.end()));
     }
 
     // The window asks an mqtts:// broker for its CA and a client certificate
