@@ -1,6 +1,7 @@
 // quorin-cli --json against the built-in simulated transmitter: what each
 // command prints parses as JSON, with the keys a script reads, numbers as
 // numbers, and the exit status of the text output.
+#include "support/columns.h"
 #include "support/clirun.h"
 
 #include <QJsonArray>
@@ -8,6 +9,12 @@
 #include <QJsonObject>
 #include <QTemporaryDir>
 #include <QtTest>
+
+namespace {
+
+const Columns<QStringList, int, int, QStringList> kCommandsPrintJson{"args", "code", "lines", "checks"};
+
+} // namespace
 
 class TestJsonCli : public QObject
 {
@@ -24,10 +31,7 @@ private slots:
     {
         // Exit status, lines printed, and on every line "path == JSON" (the value) or
         // "path is TYPE"; a path is object keys and array indexes: "parameters/4/value".
-        QTest::addColumn<QStringList>("args");
-        QTest::addColumn<int>("code");
-        QTest::addColumn<int>("lines");
-        QTest::addColumn<QStringList>("checks");
+        kCommandsPrintJson.add();
         QTest::newRow("info") << QStringList{"--sim", "info"} << 0 << 1 << QStringList{"unit == \"LTR/Min\"",
             "parameters/4/name == \"txtMaxFlow\"", "parameters/4/value == 5000",
             "parameters/4/text == \"5000\"", "parameters/10/value == 500000", "total_value is number"};
@@ -48,10 +52,7 @@ private slots:
 
     void commandsPrintJson()
     {
-        QFETCH(QStringList, args);
-        QFETCH(int, code);
-        QFETCH(int, lines);
-        QFETCH(QStringList, checks);
+        const auto [args, code, lines, checks] = kCommandsPrintJson.fetch();
         const CliRun r = runCli(args + QStringList{"--json"});
         QCOMPARE(r.code, code);
         QVERIFY2(code != 0 || r.err.isEmpty(), qPrintable(r.err));

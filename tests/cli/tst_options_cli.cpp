@@ -1,10 +1,17 @@
 // Every option of quorin-cli, each with something it visibly changes, and
 // the limits of the values they take at both ends; --version of all three
 // programs. "%d" in an argument is this test's own folder.
+#include "support/columns.h"
 #include "support/clirun.h"
 
 #include <QTemporaryDir>
 #include <QtTest>
+
+namespace {
+
+const Columns<QString, QStringList, int, QString, QString> kOptions{"program", "args", "code", "out", "err"};
+
+} // namespace
 
 class TestOptionsCli : public QObject
 {
@@ -13,11 +20,7 @@ private slots:
     void options_data()
     {
         // out: a piece of stdout; err: stderr whole (for 0, nothing), or a piece of it after "...".
-        QTest::addColumn<QString>("program");
-        QTest::addColumn<QStringList>("args");
-        QTest::addColumn<int>("code");
-        QTest::addColumn<QString>("out");
-        QTest::addColumn<QString>("err");
+        kOptions.add();
         const QString range = "The value of the parameter is out of\n permissible range [200h-7FFFh] Try again!";
         const auto row = [&](const char *name, const QStringList &args, int code, const QString &out, const QString &err,
                              const QString &program = QStringLiteral(QUORIN_CLI_EXE)) {
@@ -105,11 +108,7 @@ private slots:
 
     void options()
     {
-        QFETCH(QString, program);
-        QFETCH(QStringList, args);
-        QFETCH(int, code);
-        QFETCH(QString, out);
-        QFETCH(QString, err);
+        auto [program, args, code, out, err] = kOptions.fetch();
         args.replaceInStrings(QStringLiteral("%d"), m_dir.path());
         const CliRun r = runProgram(program, args);
         QCOMPARE(r.code, code);

@@ -5,6 +5,7 @@
 // texts shown.
 #include "config/frmdprop.h"
 #include "config/parametercommit.h"
+#include "support/columns.h"
 #include "support/simrig.h"
 
 #include <QClipboard>
@@ -78,6 +79,11 @@ struct Rig : SimRig {
 
 const auto writeFrame = &SimRig::writeFrame;
 
+// shown: the field's text before Enter
+const Columns<QString, QString, QString, QString, int, QStringList, QStringList> kTypingAndEnter{
+    "preset", "field", "keys", "shown", "beeps", "messages", "writes"};
+const Columns<QString, QString, QString, QString> kPasteHeldToTheKeyRule{"preset", "field", "pasted", "shown"};
+
 } // namespace
 
 class TestFrmDProp : public QObject
@@ -86,13 +92,7 @@ class TestFrmDProp : public QObject
 private slots:
     void typingAndEnter_data()
     {
-        QTest::addColumn<QString>("preset");
-        QTest::addColumn<QString>("field");
-        QTest::addColumn<QString>("keys");
-        QTest::addColumn<QString>("shown");      // the field's text before Enter
-        QTest::addColumn<int>("beeps");
-        QTest::addColumn<QStringList>("messages");
-        QTest::addColumn<QStringList>("writes");
+        kTypingAndEnter.add();
 
         QTest::newRow("letters swallowed") << "standard" << "txt1Percent" << "3a0" << "30" << 0 << QStringList() << QStringList{writeFrame("010C", "01", "1E")};
         QTest::newRow("Backspace passes") << "standard" << "txt2Percent" << "45\b6" << "46" << 0 << QStringList() << QStringList{writeFrame("0111", "01", "2E")};
@@ -111,13 +111,7 @@ private slots:
 
     void typingAndEnter()
     {
-        QFETCH(QString, preset);
-        QFETCH(QString, field);
-        QFETCH(QString, keys);
-        QFETCH(QString, shown);
-        QFETCH(int, beeps);
-        QFETCH(QStringList, messages);
-        QFETCH(QStringList, writes);
+        const auto [preset, field, keys, shown, beeps, messages, writes] = kTypingAndEnter.fetch();
 
         Rig rig(preset);
         QVERIFY(rig.open());
@@ -149,10 +143,7 @@ private slots:
     // keeps only what the field's keys could type.
     void pasteHeldToTheKeyRule_data()
     {
-        QTest::addColumn<QString>("preset");
-        QTest::addColumn<QString>("field");
-        QTest::addColumn<QString>("pasted");
-        QTest::addColumn<QString>("shown");
+        kPasteHeldToTheKeyRule.add();
         QTest::newRow("digits") << "standard" << "txt1Percent" << "1a-2\n" << "12";
         QTest::newRow("pointer: upper-case hex") << "standard" << "txtDataPointer" << "2a0F" << "20F";
         QTest::newRow("whole units: no point") << "standard" << "txtMaxFlow" << "12.5" << "125";
@@ -162,10 +153,7 @@ private slots:
 
     void pasteHeldToTheKeyRule()
     {
-        QFETCH(QString, preset);
-        QFETCH(QString, field);
-        QFETCH(QString, pasted);
-        QFETCH(QString, shown);
+        const auto [preset, field, pasted, shown] = kPasteHeldToTheKeyRule.fetch();
 
         Rig rig(preset);
         QVERIFY(rig.open());

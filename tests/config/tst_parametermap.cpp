@@ -5,6 +5,7 @@
 #include "config/parametercommit.h"
 #include "common/numtext.h"
 #include "session/parametermap.h"
+#include "support/columns.h"
 #include "support/simrig.h"
 #include "terminal/livedisplay.h"
 
@@ -31,6 +32,15 @@ QString range(const QString &text)
 
 const auto writeFrame = &SimRig::writeFrame;
 
+const Columns<QString, QString, QString, QString, int, QString, QStringList> kCommit{
+    "preset", "control", "typed", "other", "outcome", "message", "writes"};
+// data: empty: nothing sent
+const Columns<int, QString, int, QString> kOptionsByte{"stored", "control", "element", "data"};
+// held: the name as the device keeps it
+const Columns<QString, QString, QString> kUnitName{"typed", "data", "held"};
+const Columns<bool, QString, bool, int, int, QStringList> kTotalizerReset{
+    "yes", "flow", "corrupt", "outcome", "messages", "writes"};
+
 } // namespace
 
 class TestParameterMap : public QObject
@@ -44,13 +54,7 @@ private slots:
     // field shows, committed or not ("" as loaded).
     void commit_data()
     {
-        QTest::addColumn<QString>("preset");
-        QTest::addColumn<QString>("control");
-        QTest::addColumn<QString>("typed");
-        QTest::addColumn<QString>("other");
-        QTest::addColumn<int>("outcome");
-        QTest::addColumn<QString>("message");
-        QTest::addColumn<QStringList>("writes");
+        kCommit.add();
 
         const QString std = QStringLiteral("standard");
         const QString none;
@@ -174,13 +178,7 @@ private slots:
 
     void commit()
     {
-        QFETCH(QString, preset);
-        QFETCH(QString, control);
-        QFETCH(QString, typed);
-        QFETCH(QString, other);
-        QFETCH(int, outcome);
-        QFETCH(QString, message);
-        QFETCH(QStringList, writes);
+        const auto [preset, control, typed, other, outcome, message, writes] = kCommit.fetch();
 
         Rig rig(preset);
         QVERIFY(rig.readOut());
@@ -189,7 +187,7 @@ private slots:
         // cmdOK commits exactly what Enter would send or refuse.
         QCOMPARE(rig.commit.isPending(control, typed), outcome != CommitResult::Unchanged);
         QStringList asked;
-        const CommitResult r = rig.commit.commit(control, typed, [&](const QString &c) {
+        const CommitResult r = rig.commit.commit(control, typed, [&, &other = other](const QString &c) {
             asked << c;
             return c == p->crossField && !other.isEmpty() ? other : rig.commit.displayText(c);
         });
@@ -225,10 +223,7 @@ private slots:
     // their bits. A change is mirrored to RAM at 0026h.
     void optionsByte_data()
     {
-        QTest::addColumn<int>("stored");
-        QTest::addColumn<QString>("control");
-        QTest::addColumn<int>("element");
-        QTest::addColumn<QString>("data");   // empty: nothing sent
+        kOptionsByte.add();
 
         QTest::newRow("enable on") << 0xF0 << "optEnable" << 0 << "F2";
         QTest::newRow("enable off") << 0xFF << "optEnable" << 1 << "FD";
@@ -242,10 +237,7 @@ private slots:
 
     void optionsByte()
     {
-        QFETCH(int, stored);
-        QFETCH(QString, control);
-        QFETCH(int, element);
-        QFETCH(QString, data);
+        const auto [stored, control, element, data] = kOptionsByte.fetch();
 
         Rig rig;
         rig.device->setValue(0x01EA, 1, quint32(stored));
@@ -269,9 +261,7 @@ private slots:
 
     void unitName_data()
     {
-        QTest::addColumn<QString>("typed");
-        QTest::addColumn<QString>("data");
-        QTest::addColumn<QString>("held"); // the name as the device keeps it
+        kUnitName.add();
 
         QTest::newRow("two letters") << "AB" << "414200" << "AB";
         QTest::newRow("characters after the second are not sent") << "GPH" << "475000" << "GP";
@@ -281,9 +271,7 @@ private slots:
 
     void unitName()
     {
-        QFETCH(QString, typed);
-        QFETCH(QString, data);
-        QFETCH(QString, held);
+        const auto [typed, data, held] = kUnitName.fetch();
         QCOMPARE(ParameterCommit::unitNameData(typed), data);
         if (data.size() != 6)
             return;
@@ -308,12 +296,7 @@ private slots:
     // command line, read from the device's own display ("<stopped>", "<flowing>").
     void totalizerReset_data()
     {
-        QTest::addColumn<bool>("yes");
-        QTest::addColumn<QString>("flow");
-        QTest::addColumn<bool>("corrupt");
-        QTest::addColumn<int>("outcome");
-        QTest::addColumn<int>("messages");
-        QTest::addColumn<QStringList>("writes");
+        kTotalizerReset.add();
 
         const QStringList both = {writeFrame("015C", "04", "00000000"), writeFrame("0109", "02", "0000")};
         const QStringList none;
@@ -330,12 +313,7 @@ private slots:
 
     void totalizerReset()
     {
-        QFETCH(bool, yes);
-        QFETCH(QString, flow);
-        QFETCH(bool, corrupt);
-        QFETCH(int, outcome);
-        QFETCH(int, messages);
-        QFETCH(QStringList, writes);
+        const auto [yes, flow, corrupt, outcome, messages, writes] = kTotalizerReset.fetch();
 
         Rig rig;
         const bool display = flow.startsWith(QLatin1Char('<'));

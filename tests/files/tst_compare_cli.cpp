@@ -9,6 +9,7 @@
 #include "files/frmimporte.h"
 #include "files/servicereport.h"
 #include "session/writejournal.h"
+#include "support/columns.h"
 #include "support/clirun.h"
 #include "support/fulldisk.h"
 #include "support/simprocess.h"
@@ -60,6 +61,9 @@ QStringList journal(int last)
 {
     return runCli({QStringLiteral("journal"), QStringLiteral("--last"), QString::number(last)}).lines();
 }
+
+const Columns<QStringList, int, QString, QString> kTablesAndOutputsRefused{"args", "code", "err", "out"};
+const Columns<bool> kJournalThatCannotBeWrittenIsReportedOnce{"fullDisk"};
 
 } // namespace
 
@@ -237,10 +241,7 @@ private slots:
     // is refused and nothing is written; a table with bare CR line ends reads.
     void tablesAndOutputsRefused_data()
     {
-        QTest::addColumn<QStringList>("args");
-        QTest::addColumn<int>("code");
-        QTest::addColumn<QString>("err");
-        QTest::addColumn<QString>("out");
+        kTablesAndOutputsRefused.add();
         const QString dup = QStringLiteral("quorin-cli: d.epr, line 5: the address 0134 is named again; line 4 names it first\n");
         QTest::newRow("compare, twice named") << QStringList{"compare", "d.epr", "t.epr"} << 2 << dup << QString();
         QTest::newRow("import") << QStringList{"--sim", "import", "d.epr", "--changed", "--yes"} << 2 << dup << QString();
@@ -265,10 +266,7 @@ private slots:
 
     void tablesAndOutputsRefused()
     {
-        QFETCH(QStringList, args);
-        QFETCH(int, code);
-        QFETCH(QString, err);
-        QFETCH(QString, out);
+        const auto [args, code, err, out] = kTablesAndOutputsRefused.fetch();
         QTemporaryDir root;
         QVERIFY(QDir(root.path()).mkdir(QStringLiteral("x")));
         const QString dir = root.filePath(QStringLiteral("x"));
@@ -467,14 +465,14 @@ private slots:
 
     void journalThatCannotBeWrittenIsReportedOnce_data()
     {
-        QTest::addColumn<bool>("fullDisk");
+        kJournalThatCannotBeWrittenIsReportedOnce.add();
         QTest::newRow("folder cannot be made") << false;
         QTest::newRow("full disk") << true;
     }
 
     void journalThatCannotBeWrittenIsReportedOnce()
     {
-        QFETCH(bool, fullDisk);
+        const auto [fullDisk] = kJournalThatCannotBeWrittenIsReportedOnce.fetch();
         QTemporaryDir dir;
         // A file where the folder should be stands for a folder that cannot be written.
         QFile blocker(dir.filePath(QStringLiteral("blocker")));

@@ -5,6 +5,7 @@
 #include "files/configtable.h"
 #include "files/frmexporte.h"
 #include "files/mlgfile.h"
+#include "support/columns.h"
 #include "support/fulldisk.h"
 #include "support/simrig.h"
 #include "session/terminalstate.h"
@@ -67,6 +68,8 @@ QByteArray readAll(const QString &path)
     return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
 }
 
+const Columns<QByteArray, QString> kReaderRefusals{"bytes", "error"};
+
 } // namespace
 
 class TestConfigFiles : public QObject
@@ -125,8 +128,7 @@ private slots:
 
     void readerRefusals_data()
     {
-        QTest::addColumn<QByteArray>("bytes");
-        QTest::addColumn<QString>("error");
+        kReaderRefusals.add();
         QByteArray many;
         for (int i = 0; i < 100; ++i)
             many += "\"0   \",\"" + QByteArray::number(0x100 + i, 16) + "\",\"01\",\"05\",\"5\"\r\n";
@@ -141,7 +143,7 @@ private slots:
 
     void readerRefusals()
     {
-        QFETCH(QByteArray, bytes);
+        const auto [bytes, expected] = kReaderRefusals.fetch();
         QTemporaryDir dir;
         const QString path = dir.filePath(QStringLiteral("t.epr"));
         QString error;
@@ -149,7 +151,7 @@ private slots:
         ConfigTable table = ConfigTable::fromTerminal(fixedState());
         const ConfigTable before = table;
         QVERIFY(!table.readFile(path, &error));
-        QTEST(error, "error");
+        QCOMPARE(error, expected);
         for (int r = 0; r < ConfigTable::RowCount; ++r)
             QCOMPARE(table.row(r), before.row(r));
         QVERIFY(!table.readFile(dir.filePath(QStringLiteral("missing.epr")), &error));

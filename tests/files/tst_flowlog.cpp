@@ -4,6 +4,7 @@
 #include "files/frmmemlog.h"
 #include "files/mlgfile.h"
 #include "sim/simfaults.h"
+#include "support/columns.h"
 #include "support/fulldisk.h"
 #include "support/simrig.h"
 #include "session/terminalstate.h"
@@ -26,6 +27,8 @@ QStringList blockAddresses(const SimDevice &device)
     return out;
 }
 
+const Columns<int, int, int, QString> kReadoutBlocks{"end", "blocks", "points", "lastBlock"};
+
 } // namespace
 
 class TestFlowLog : public QObject
@@ -34,10 +37,7 @@ class TestFlowLog : public QObject
 private slots:
     void readoutBlocks_data()
     {
-        QTest::addColumn<int>("end");
-        QTest::addColumn<int>("blocks");
-        QTest::addColumn<int>("points");
-        QTest::addColumn<QString>("lastBlock");
+        kReadoutBlocks.add();
         QTest::newRow("0200 reads nothing") << 0x200 << 0 << 0 << "";
         QTest::newRow("02FE one block") << 0x2FE << 1 << 127 << "0200";
         QTest::newRow("02FF two blocks") << 0x2FF << 2 << 254 << "02FE";
@@ -46,7 +46,7 @@ private slots:
 
     void readoutBlocks()
     {
-        QFETCH(int, end);
+        const auto [end, blocks, points, lastBlock] = kReadoutBlocks.fetch();
         SimRig rig;
         QVERIFY(rig.readOut());
         rig.session.state().FlowPointCount = 99;

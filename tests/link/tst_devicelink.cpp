@@ -1,4 +1,5 @@
 #include "link/devicelink.h"
+#include "support/columns.h"
 #include "support/scriptedport.h"
 #include "support/scriptedprompter.h"
 #include "sim/simdevice.h"
@@ -42,6 +43,21 @@ struct Rig {
     DeviceLink link {&prompter};
     ScriptedPort *port;
 };
+
+// expected: ExpectedByteCount
+const Columns<QString, QByteArray, int, bool> kSendFrame{"command", "wire", "expected", "awaited"};
+// expected: "-": no reply, the read times out
+// discards: noise was dropped and counted
+const Columns<bool, QString, QByteArray, QString, bool> kReplySplitAtEveryPositionStillCompletes{
+    "rs232", "count", "reply", "expected", "discards"};
+// pieces: of the late reply, 30 ms apart from 120 ms on
+// least: of them in before the next frame
+const Columns<int, int, int> kAfterATimeOutTheNextFrameWaitsForQuiet{"pieces", "least", "most"};
+// readBack: the device's answer; empty: silent, "-": the port will not open
+// frames: what went out, frames joined
+const Columns<QString, QString, QByteArray, QString, QStringList, QByteArray> kVerifiedWrite{
+    "count", "data", "readBack", "result", "messages", "frames"};
+
 } // namespace
 
 class tst_DeviceLink : public QObject
@@ -51,10 +67,7 @@ class tst_DeviceLink : public QObject
 private slots:
     void sendFrame_data()
     {
-        QTest::addColumn<QString>("command");
-        QTest::addColumn<QByteArray>("wire");
-        QTest::addColumn<int>("expected"); // ExpectedByteCount
-        QTest::addColumn<bool>("awaited");
+        kSendFrame.add();
         QTest::newRow("config read") << "R5202:50010000" << QByteArray("R5202:50010000\x1A") << 0x50 << true;
         QTest::newRow("one-byte write") << "R5200:0101180005" << QByteArray("R5200:0101180005\x1A\r") << 0 << false;
         // Only the fifth character decides the kind.
@@ -65,10 +78,7 @@ private slots:
 
     void sendFrame()
     {
-        QFETCH(QString, command);
-        QFETCH(QByteArray, wire);
-        QFETCH(int, expected);
-        QFETCH(bool, awaited);
+        const auto [command, wire, expected, awaited] = kSendFrame.fetch();
         Rig r;
         r.link.ExpectedByteCount = 7;
         r.link.AwaitingReply = !awaited;
@@ -86,11 +96,7 @@ private slots:
 
     void replySplitAtEveryPositionStillCompletes_data()
     {
-        QTest::addColumn<bool>("rs232");
-        QTest::addColumn<QString>("count");
-        QTest::addColumn<QByteArray>("reply");
-        QTest::addColumn<QString>("expected"); // "-": no reply, the read times out
-        QTest::addColumn<bool>("discards");    // noise was dropped and counted
+        kReplySplitAtEveryPositionStillCompletes.add();
         QTest::newRow("rs232 prompt and line feed") << true << "04" << QByteArray(">:0A1B2C3D\n") << "0A1B2C3D" << false;
         QTest::newRow("rs232 plain") << true << "04" << QByteArray(":00FF7E01") << "00FF7E01" << false;
         QTest::newRow("line end after the data") << true << "02" << QByteArray(":0a1B\r\n") << "0a1B" << false;
@@ -112,11 +118,7 @@ private slots:
 
     void replySplitAtEveryPositionStillCompletes()
     {
-        QFETCH(bool, rs232);
-        QFETCH(QString, count);
-        QFETCH(QByteArray, reply);
-        QFETCH(QString, expected);
-        QFETCH(bool, discards);
+        const auto [rs232, count, reply, expected, discards] = kReplySplitAtEveryPositionStillCompletes.fetch();
         const bool fails = expected == QLatin1String("-");
         for (int cut = 0; cut <= reply.size(); ++cut) {
             for (int cut2 = cut; cut2 <= reply.size(); cut2 += fails ? 5 : 3) {
@@ -204,9 +206,7 @@ private slots:
 
     void afterATimeOutTheNextFrameWaitsForQuiet_data()
     {
-        QTest::addColumn<int>("pieces"); // of the late reply, 30 ms apart from 120 ms on
-        QTest::addColumn<int>("least");  // of them in before the next frame
-        QTest::addColumn<int>("most");
+        kAfterATimeOutTheNextFrameWaitsForQuiet.add();
         // Time-out 100 ms, quiet after 50 ms: the late reply is taken in whole
         // and dropped before the next frame goes out.
         QTest::newRow("late reply") << 3 << 3 << 3;
@@ -217,9 +217,7 @@ private slots:
 
     void afterATimeOutTheNextFrameWaitsForQuiet()
     {
-        QFETCH(int, pieces);
-        QFETCH(int, least);
-        QFETCH(int, most);
+        const auto [pieces, least, most] = kAfterATimeOutTheNextFrameWaitsForQuiet.fetch();
         auto *port = new EagerPort;
         Rig r(port);
         r.link.setReplyTimeout(100);
@@ -251,12 +249,7 @@ private slots:
 
     void verifiedWrite_data()
     {
-        QTest::addColumn<QString>("count");
-        QTest::addColumn<QString>("data");
-        QTest::addColumn<QByteArray>("readBack"); // the device's answer; empty: silent, "-": the port will not open
-        QTest::addColumn<QString>("result");
-        QTest::addColumn<QStringList>("messages");
-        QTest::addColumn<QByteArray>("frames"); // what went out, frames joined
+        kVerifiedWrite.add();
         const QString failed = QStringLiteral("Verify data is failed!\r data recieved: ");
         const QString tooLong = QStringLiteral("Data string does not \r match length field!");
         QTest::newRow("verified") << "02" << "0FFF" << QByteArray(":0FFF") << "0FFF" << QStringList()
@@ -279,12 +272,7 @@ private slots:
 
     void verifiedWrite()
     {
-        QFETCH(QString, count);
-        QFETCH(QString, data);
-        QFETCH(QByteArray, readBack);
-        QFETCH(QString, result);
-        QFETCH(QStringList, messages);
-        QFETCH(QByteArray, frames);
+        const auto [count, data, readBack, result, messages, frames] = kVerifiedWrite.fetch();
         Rig r;
         r.port->close(); // the write opens it
         r.port->failOpen = readBack == "-";

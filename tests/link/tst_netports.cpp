@@ -3,6 +3,7 @@
 // of a simulated transmitter, and straight against quorin-sim --listen.
 #include "link/serialport.h"
 #include "link/telnetcodec.h"
+#include "support/columns.h"
 #include "support/clirun.h"
 #include "support/ser2netprocess.h"
 #include "support/simprocess.h"
@@ -15,16 +16,24 @@
 using Chunks = QList<QByteArray>;
 using Events = QList<int>;
 
+namespace {
+
+const Columns<Chunks, QByteArray, Events, QByteArray> kTelnetDecoding{"chunks", "data", "events", "answers"};
+const Columns<int> kThroughDeviceServer{"mode"};
+// fault: of the first simulator ("-": none at start)
+// swapAfterMs: then another device on the port (-1 never)
+const Columns<QString, int, bool, int, int, int> kMonitorAcrossLosses{
+    "fault", "swapAfterMs", "reconnect", "code", "lines", "reconnected"};
+
+} // namespace
+
 class TestNetPorts : public QObject
 {
     Q_OBJECT
 private slots:
     void telnetDecoding_data()
     {
-        QTest::addColumn<Chunks>("chunks");
-        QTest::addColumn<QByteArray>("data");
-        QTest::addColumn<Events>("events");
-        QTest::addColumn<QByteArray>("answers");
+        kTelnetDecoding.add();
         QTest::newRow("doubled 0xFF is one data byte") << Chunks{"a\xff\xff" "b"} << QByteArray("a\xff" "b") << Events{} << QByteArray();
         QTest::newRow("0xFF pair split across reads") << Chunks{"a\xff", "\xff" "b"} << QByteArray("a\xff" "b") << Events{} << QByteArray();
         QTest::newRow("subnegotiation split across reads")
@@ -51,10 +60,7 @@ private slots:
 
     void telnetDecoding()
     {
-        QFETCH(Chunks, chunks);
-        QFETCH(QByteArray, data);
-        QFETCH(Events, events);
-        QFETCH(QByteArray, answers);
+        const auto [chunks, data, events, answers] = kTelnetDecoding.fetch();
         TelnetCodec codec;
         codec.start();
         QByteArray got;
@@ -79,7 +85,7 @@ private slots:
 
     void throughDeviceServer_data()
     {
-        QTest::addColumn<int>("mode");
+        kThroughDeviceServer.add();
         QTest::newRow("raw") << int(Ser2netProcess::Raw);
         QTest::newRow("rfc2217") << int(Ser2netProcess::Rfc2217);
     }
@@ -88,7 +94,7 @@ private slots:
     {
         if (Ser2netProcess::program().isEmpty())
             QSKIP("ser2net is not installed (scripts/deps installs it)");
-        QFETCH(int, mode);
+        const auto [mode] = kThroughDeviceServer.fetch();
         SimProcess sim;
         QVERIFY2(sim.start({QStringLiteral("--no-pacing")}), qPrintable(sim.errorString()));
         Ser2netProcess s2n;
@@ -139,12 +145,7 @@ private slots:
 
     void monitorAcrossLosses_data()
     {
-        QTest::addColumn<QString>("fault");    // of the first simulator ("-": none at start)
-        QTest::addColumn<int>("swapAfterMs");  // then another device on the port (-1 never)
-        QTest::addColumn<bool>("reconnect");
-        QTest::addColumn<int>("code");
-        QTest::addColumn<int>("lines");
-        QTest::addColumn<int>("reconnected");
+        kMonitorAcrossLosses.add();
         // The server takes each client and drops it at its first frame.
         QTest::newRow("accept and drop") << "hangup:1" << -1 << true << 1 << 2 << 0;
         QTest::newRow("down at start") << "-" << 500 << true << 0 << 2 << 1;
@@ -155,12 +156,7 @@ private slots:
 
     void monitorAcrossLosses()
     {
-        QFETCH(QString, fault);
-        QFETCH(int, swapAfterMs);
-        QFETCH(bool, reconnect);
-        QFETCH(int, code);
-        QFETCH(int, lines);
-        QFETCH(int, reconnected);
+        const auto [fault, swapAfterMs, reconnect, code, lines, reconnected] = kMonitorAcrossLosses.fetch();
         QTcpServer probe; // a free port, for both devices in turn
         QVERIFY(probe.listen(QHostAddress::LocalHost));
         const QString tcpPort = QString::number(probe.serverPort());

@@ -7,6 +7,7 @@
 #include "link/tcpport.h"
 #include "sim/simdevice.h"
 #include "sim/simserialport.h"
+#include "support/columns.h"
 #include "support/scriptedprompter.h"
 
 #include <QTcpServer>
@@ -19,14 +20,20 @@
 
 using Sizes = QList<int>;
 
+namespace {
+
+const Columns<bool, Sizes> kReplyInPiecesCompletesOnce{"network", "sizes"};
+const Columns<int, int, int> kSimulatorHandsRepliesOnInPieces{"baud", "pieceMs", "pieces"};
+
+} // namespace
+
 class TestReplyWake : public QObject
 {
     Q_OBJECT
 private slots:
     void replyInPiecesCompletesOnce_data()
     {
-        QTest::addColumn<bool>("network");
-        QTest::addColumn<Sizes>("sizes");
+        kReplyInPiecesCompletesOnce.add();
         const QByteArray reply(":0A0B0C0D");
         for (bool network : {false, true}) {
             const char *kind = network ? "tcp" : "pty";
@@ -40,8 +47,7 @@ private slots:
 
     void replyInPiecesCompletesOnce()
     {
-        QFETCH(bool, network);
-        QFETCH(Sizes, sizes);
+        auto [network, sizes] = kReplyInPiecesCompletesOnce.fetch();
         const QByteArray reply(":0A0B0C0D");
         const bool whole = std::accumulate(sizes.begin(), sizes.end(), 0) == reply.size();
 
@@ -77,7 +83,7 @@ private slots:
             }
         };
         // The pieces leave 3 ms apart once the frame went out, each its own read.
-        connect(&link, &DeviceLink::frameSent, this, [&] {
+        connect(&link, &DeviceLink::frameSent, this, [&, &sizes = sizes] {
             int at = 0;
             for (int i = 0; i < sizes.size(); ++i) {
                 const QByteArray piece = reply.mid(at, sizes[i]);
@@ -121,9 +127,7 @@ private slots:
 
     void simulatorHandsRepliesOnInPieces_data()
     {
-        QTest::addColumn<int>("baud");
-        QTest::addColumn<int>("pieceMs");
-        QTest::addColumn<int>("pieces");
+        kSimulatorHandsRepliesOnInPieces.add();
         // A reply of 129 bytes; a byte takes 10 bit times.
         QTest::newRow("115200 baud, 1 ms: 11.52 bytes a piece") << 115200 << 1 << 12;
         QTest::newRow("115200 baud, 10 ms") << 115200 << 10 << 2;
@@ -134,9 +138,7 @@ private slots:
 
     void simulatorHandsRepliesOnInPieces()
     {
-        QFETCH(int, baud);
-        QFETCH(int, pieceMs);
-        QFETCH(int, pieces);
+        const auto [baud, pieceMs, pieces] = kSimulatorHandsRepliesOnInPieces.fetch();
         auto *port = new SimSerialPort;
         port->setPacing(true);
         port->setPieceMs(pieceMs);

@@ -6,6 +6,7 @@
 #include "files/configtable.h"
 #include "session/parametermap.h"
 #include "session/writejournal.h"
+#include "support/columns.h"
 #include "support/simrig.h"
 #include "support/windowrig.h"
 #include "terminal/rescale.h"
@@ -30,6 +31,8 @@ JournalRecord record(const QString &port, const QString &written)
     r.written = written;
     return r;
 }
+
+const Columns<quint32> kRandomWritesKeepCopyJournalAndUndo{"seed"};
 
 } // namespace
 
@@ -102,7 +105,7 @@ private slots:
 
     void randomWritesKeepCopyJournalAndUndo_data()
     {
-        QTest::addColumn<quint32>("seed");
+        kRandomWritesKeepCopyJournalAndUndo.add();
         for (quint32 seed : {1u, 7u, 42u})
             QTest::newRow(qPrintable(QString::number(seed))) << seed;
     }
@@ -113,7 +116,7 @@ private slots:
     // since the readout brings the device back to it.
     void randomWritesKeepCopyJournalAndUndo()
     {
-        QFETCH(quint32, seed);
+        const auto [seed] = kRandomWritesKeepCopyJournalAndUndo.fetch();
         SimRig rig;
         QTemporaryDir dir;
         rig.session.journal().setPath(dir.filePath(QStringLiteral("j.jsonl")));

@@ -4,6 +4,7 @@
 // and go over the pseudo-terminal are proven by the end-to-end fault and CLI
 // tests.
 #include "sim/simfaults.h"
+#include "support/columns.h"
 #include "support/simprocess.h"
 
 #include <QElapsedTimer>
@@ -27,6 +28,8 @@ qint64 cpuTicks(qint64 pid)
     const QList<QByteArray> fields = stat.mid(stat.lastIndexOf(')') + 2).split(' ');
     return fields.size() > 12 ? fields.at(11).toLongLong() + fields.at(12).toLongLong() : -1;
 }
+
+const Columns<QString, QString> kFaultTexts{"text", "toString"};
 
 } // namespace
 
@@ -56,8 +59,7 @@ private slots:
     // listed by --help.
     void faultTexts_data()
     {
-        QTest::addColumn<QString>("text");
-        QTest::addColumn<QString>("toString");
+        kFaultTexts.add();
         QTest::newRow("line faults") << " Greet, noise ,trickle:1,opensb" << "greet,noise,trickle:1,opensb";
         QTest::newRow("slowest trickle") << "trickle:10000" << "trickle:10000";
         QTest::newRow("trickle too slow") << "trickle:10001" << "";
@@ -67,8 +69,7 @@ private slots:
 
     void faultTexts()
     {
-        QFETCH(QString, text);
-        QFETCH(QString, toString);
+        const auto [text, toString] = kFaultTexts.fetch();
         SimFaults f;
         QString error;
         QCOMPARE(SimFaults::parse(text, &f, &error), !toString.isEmpty());

@@ -3,6 +3,7 @@
 // applying and storing; OK stopping at the first step the port refuses,
 // storing nothing; the choices that act at once and stay after Cancel.
 #include "config/frmproperties.h"
+#include "support/columns.h"
 #include "support/windowrig.h"
 
 #include <QComboBox>
@@ -27,6 +28,8 @@ void choose(frmProperties &d, const char *name, const QString &text)
     c->setCurrentIndex(i);
     emit c->activated(i);
 }
+
+const Columns<QString, QString, QString> kOkStopsAtTheFirstRefusalAndCancelKeepsTheChoices{"port", "speed", "message"};
 
 } // namespace
 
@@ -84,9 +87,7 @@ private slots:
 
     void okStopsAtTheFirstRefusalAndCancelKeepsTheChoices_data()
     {
-        QTest::addColumn<QString>("port");
-        QTest::addColumn<QString>("speed");
-        QTest::addColumn<QString>("message");
+        kOkStopsAtTheFirstRefusalAndCancelKeepsTheChoices.add();
         QTest::newRow("port gone") << "/dev/quorin-unplugged" << "9600"
                                    << "Invalid port number (/dev/quorin-unplugged does not exist)";
         QTest::newRow("speed refused") << "" << "fast" << "Invalid property value";
@@ -97,9 +98,7 @@ private slots:
 
     void okStopsAtTheFirstRefusalAndCancelKeepsTheChoices()
     {
-        QFETCH(QString, port);
-        QFETCH(QString, speed);
-        QFETCH(QString, message);
+        const auto [port, speed, message] = kOkStopsAtTheFirstRefusalAndCancelKeepsTheChoices.fetch();
         QVERIFY(rig->window->mnuOpen_Click());
         const auto dialog = rig->window->propertiesDialog();
         frmProperties &d = *dialog;

@@ -2,6 +2,7 @@
 // settings store, the configuration readout, the menus and the toolbar's
 // crosswise keys, the logs and the recorder, line events, a port that goes
 // away, terminal typing and the exit with setup.dat.
+#include "support/columns.h"
 #include "support/fulldisk.h"
 #include "support/scriptedport.h"
 #include "support/windowrig.h"
@@ -29,6 +30,12 @@ const auto contents = &WindowRig::contents;
 
 const QStringList kReadoutFrames = {"R5202:50010000", "R5202:0101E400", "R5202:04017000", "R5202:02010900",
                                     "R5202:08017400", "R5202:04017C00", "R5202:0601E500", "R5202:0201FE00"};
+
+const Columns<QString, QString> kToolbarKeys{"key", "reaches"};
+const Columns<QString, QString> kConfirmationAnsweredNoSendsNothing{"item", "question"};
+const Columns<QSize> kSmallWindowFitsTheDisplayAndThePanels{"size"};
+const Columns<QString> kValuesNotReadAreGreyedAndTheTrendHasAGap{"cause"};
+const Columns<QString, int> kExitWritesSetupFileAndSettings{"totUnit", "lines"};
 
 } // namespace
 
@@ -147,8 +154,7 @@ private slots:
 
     void toolbarKeys_data()
     {
-        QTest::addColumn<QString>("key");
-        QTest::addColumn<QString>("reaches");
+        kToolbarKeys.add();
         QTest::newRow("DialPhoneNumber") << "DialPhoneNumber" << "synchronize";
         QTest::newRow("HangUpPhone") << "HangUpPhone" << "backdoor";
         QTest::newRow("TransmitTextFile") << "TransmitTextFile" << "monitor";
@@ -163,8 +169,7 @@ private slots:
 
     void toolbarKeys()
     {
-        QFETCH(QString, key);
-        QFETCH(QString, reaches);
+        const auto [key, reaches] = kToolbarKeys.fetch();
         Rig rig;
         bool backDoor = false;
         auto *memWrite = rig.child<MemWriteFrame>(QStringLiteral("FraMemWrite"));
@@ -198,8 +203,7 @@ private slots:
 
     void confirmationAnsweredNoSendsNothing_data()
     {
-        QTest::addColumn<QString>("item");
-        QTest::addColumn<QString>("question");
+        kConfirmationAnsweredNoSendsNothing.add();
         QTest::newRow("flow log") << "mnuOALF" << "  Do you want to Save Flow Memory Log into the File?  ";
         QTest::newRow("export") << "mnuOptionsMemExport" << "  Do you want to Save Configuration Table into the File?  ";
         QTest::newRow("import") << "mnuOptionsMemImport"
@@ -209,8 +213,7 @@ private slots:
 
     void confirmationAnsweredNoSendsNothing()
     {
-        QFETCH(QString, item);
-        QFETCH(QString, question);
+        const auto [item, question] = kConfirmationAnsweredNoSendsNothing.fetch();
         Rig rig;
         rig.prompter.answers = {false};
         rig.window->menuItem(item)->trigger();
@@ -459,14 +462,14 @@ private slots:
     void smallWindowFitsTheDisplayAndThePanels_data()
     {
         // 800 x 600, and the same at a scale of 1.5 (533 x 400 in the window's units).
-        QTest::addColumn<QSize>("size");
+        kSmallWindowFitsTheDisplayAndThePanels.add();
         QTest::newRow("800 x 600") << QSize(800, 600);
         QTest::newRow("800 x 600 at 1.5") << QSize(533, 400);
     }
 
     void smallWindowFitsTheDisplayAndThePanels()
     {
-        QFETCH(QSize, size);
+        const auto [size] = kSmallWindowFitsTheDisplayAndThePanels.fetch();
         Rig rig;
         QVERIFY(rig.window->synchronize());
         const QString address = QStringLiteral("tcp://127.0.0.1:47301");
@@ -503,7 +506,7 @@ private slots:
 
     void valuesNotReadAreGreyedAndTheTrendHasAGap_data()
     {
-        QTest::addColumn<QString>("cause");
+        kValuesNotReadAreGreyedAndTheTrendHasAGap.add();
         QTest::newRow("link lost") << "lost";
         QTest::newRow("ticks skipped by an operation") << "busy";
         QTest::newRow("ticks held off by exchanges") << "held";
@@ -512,7 +515,7 @@ private slots:
 
     void valuesNotReadAreGreyedAndTheTrendHasAGap()
     {
-        QFETCH(QString, cause);
+        const auto [cause] = kValuesNotReadAreGreyedAndTheTrendHasAGap.fetch();
         Rig rig;
         const QTime before = QTime::currentTime().addMSecs(-1000);
         rig.window->Timer4->setInterval(10);
@@ -634,16 +637,14 @@ private slots:
     void exitWritesSetupFileAndSettings_data()
     {
         // The layout itself is tst_setupfile's.
-        QTest::addColumn<QString>("totUnit");
-        QTest::addColumn<int>("lines");
+        kExitWritesSetupFileAndSettings.add();
         QTest::newRow("three records") << "3" << 3;
         QTest::newRow("none") << "0" << 0;
     }
 
     void exitWritesSetupFileAndSettings()
     {
-        QFETCH(QString, totUnit);
-        QFETCH(int, lines);
+        const auto [totUnit, lines] = kExitWritesSetupFileAndSettings.fetch();
         storeSettings({{"Tot_unit", totUnit}});
         Rig rig;
         QVERIFY(rig.window->synchronize());

@@ -3,6 +3,7 @@
 // verified write waits must not start a second operation, leave the frame or
 // close the port. Also the menu lock that a service frame holds.
 #include "session/terminalstate.h"
+#include "support/columns.h"
 #include "support/windowrig.h"
 #include "terminal/rescale.h"
 #include "terminal/widgetservice.h"
@@ -38,6 +39,8 @@ struct Window : WindowRig {
     frmTerminal &window;
 };
 
+const Columns<QString> kSecondActionDuringRescaleIsRefused{"action"};
+
 } // namespace
 
 class TestGate : public QObject
@@ -48,14 +51,14 @@ private slots:
 
     void secondActionDuringRescaleIsRefused_data()
     {
-        QTest::addColumn<QString>("action");
+        kSecondActionDuringRescaleIsRefused.add();
         for (const char *a : {"rescale again", "cancel", "close window", "back door", "device properties", "close port"})
             QTest::newRow(a) << QString::fromLatin1(a);
     }
 
     void secondActionDuringRescaleIsRefused()
     {
-        QFETCH(QString, action);
+        const auto [action] = kSecondActionDuringRescaleIsRefused.fetch();
         Window w;
         QVERIFY(w.window.synchronize());
         auto *frame = w.child<RescaleFrame>("fraRescale");
@@ -68,7 +71,7 @@ private slots:
         w.prompter.clear();
 
         bool enabledDuring = true;
-        Window::interfere([&] { frame->cmdRescale_Click(); }, [&] {
+        Window::interfere([&] { frame->cmdRescale_Click(); }, [&, &action = action] {
             enabledDuring = w.child<QPushButton>("cmdRescale")->isEnabled()
                             || w.child<QPushButton>("cmdCancelRescale")->isEnabled()
                             || w.window.menuItem(QStringLiteral("mnuDProperties"))->isEnabled();

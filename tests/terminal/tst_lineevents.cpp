@@ -1,9 +1,17 @@
 // The line-event table and the two kept texts: what each event code sets,
 // and how a text seen once keeps deciding what later events show.
+#include "support/columns.h"
 #include "link/serialport.h"
 #include "terminal/lineevents.h"
 
 #include <QtTest>
+
+namespace {
+
+// action: after the last code
+const Columns<QList<int>, int, QString> kEventsSetKeptTexts{"codes", "action", "status"};
+
+} // namespace
 
 class TestLineEvents : public QObject
 {
@@ -11,9 +19,7 @@ class TestLineEvents : public QObject
 private slots:
     void eventsSetKeptTexts_data()
     {
-        QTest::addColumn<QList<int>>("codes");
-        QTest::addColumn<int>("action"); // after the last code
-        QTest::addColumn<QString>("status");
+        kEventsSetKeptTexts.add();
         const int none = LineEvents::None, show = LineEvents::ShowEvent, ask = LineEvents::AskError;
         QTest::newRow("receive") << QList<int>{2} << none << "";
         QTest::newRow("CTS") << QList<int>{3} << show << "Status: Change in CTS Detected";
@@ -37,9 +43,7 @@ private slots:
 
     void eventsSetKeptTexts()
     {
-        QFETCH(QList<int>, codes);
-        QFETCH(int, action);
-        QFETCH(QString, status);
+        const auto [codes, action, status] = kEventsSetKeptTexts.fetch();
         LineEvents events;
         LineEvents::Action a = LineEvents::None;
         for (int code : codes)

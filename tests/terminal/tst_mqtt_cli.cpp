@@ -2,6 +2,7 @@
 // as plants set it up: a login listener, a TLS listener (certificates made
 // here with openssl), and a persistent broker that goes away under a running
 // monitor. Every printed reading must reach a subscriber, in order.
+#include "support/columns.h"
 #include "support/clirun.h"
 #include "support/simprocess.h"
 #include "support/windowrig.h"
@@ -65,6 +66,11 @@ QString printed(const QString &message)
     return o["flow"].toString() + " " + o["unit"].toString() + " total " + o["total"].toString() + " "
            + o["totalUnit"].toString();
 }
+
+const Columns<QStringList, QString> kRefusals{"args", "error"};
+const Columns<QString, QString, QString, QString> kConnections{"url", "ca", "password", "error"};
+const Columns<bool, int> kBrokerAway{"upAtStart", "queue"};
+const Columns<QStringList, int, bool> kEndOfRun{"args", "code", "offline"};
 
 } // namespace
 
@@ -140,8 +146,7 @@ private slots:
     // A broker address and its options are taken as given or refused, exit 2, with the reason.
     void refusals_data()
     {
-        QTest::addColumn<QStringList>("args");
-        QTest::addColumn<QString>("error");
+        kRefusals.add();
         const QString url = QStringLiteral("mqtt://127.0.0.1:%1/").arg(m_main.port);
         const QString e = QStringLiteral("quorin-cli: --mqtt: ");
         const QString form = e + "the broker must be given as mqtt://HOST[:PORT]/TOPIC or mqtts://HOST[:PORT]/TOPIC";
@@ -177,8 +182,7 @@ private slots:
     }
     void refusals()
     {
-        QFETCH(QStringList, args);
-        QFETCH(QString, error);
+        const auto [args, error] = kRefusals.fetch();
         const QStringList command = args.first() == "sweep" ? QStringList() : QStringList{"--sim", "monitor", "--count", "1"};
         const CliRun r = runCli((args.first() == "info" ? QStringList{"--sim"} : command) + args, 15000);
         QCOMPARE(r.err.trimmed(), error);
@@ -188,10 +192,7 @@ private slots:
     // Login and TLS: readings arrive, or the refusal says why, once.
     void connections_data()
     {
-        QTest::addColumn<QString>("url");
-        QTest::addColumn<QString>("ca");
-        QTest::addColumn<QString>("password");
-        QTest::addColumn<QString>("error");
+        kConnections.add();
         const QString a = QStringLiteral("127.0.0.1:%1").arg(m_auth), t = QStringLiteral("127.0.0.1:%1").arg(m_tls);
         const QString why = QStringLiteral("MQTT broker %1 is not connected: %2. The readings go on here and are published when it is back.\n");
         const QString lost = QStringLiteral("MQTT broker %1 did not take the last 3 messages; they were not published.\n");
@@ -210,10 +211,7 @@ private slots:
     }
     void connections()
     {
-        QFETCH(QString, url);
-        QFETCH(QString, ca);
-        QFETCH(QString, password);
-        QFETCH(QString, error);
+        const auto [url, ca, password, error] = kConnections.fetch();
         QProcess sub;
         subscribe(sub, m_main.port, topic(), {"-C", "3", "-W", "10"});
         qputenv("QUORIN_MQTT_PASSWORD", password.toUtf8());
@@ -241,15 +239,13 @@ private slots:
     // full queue turned away (the newest, counted).
     void brokerAway_data()
     {
-        QTest::addColumn<bool>("upAtStart");
-        QTest::addColumn<int>("queue");
+        kBrokerAway.add();
         QTest::newRow("down at start") << false << 2;
         QTest::newRow("restarted") << true << 10000;
     }
     void brokerAway()
     {
-        QFETCH(bool, upAtStart);
-        QFETCH(int, queue);
+        const auto [upAtStart, queue] = kBrokerAway.fetch();
         QProcess sub;
         const QStringList session{"-q", "1", "-c", "-i", QString("sub-%1").arg(upAtStart), "-R"};
         if (upAtStart)
@@ -264,7 +260,7 @@ private slots:
         const QString url = QStringLiteral("mqtt://127.0.0.1:%1/").arg(m_flaky.port) + topic();
         const CliRun r = runCliProcess({"--sim", "monitor", "--count", "20", "--interval", "300", "--mqtt", url, "--mqtt-queue",
                                         QString::number(queue)},
-                                       upAtStart ? 1000 : 400, [&](QProcess &) {
+                                       upAtStart ? 1000 : 400, [&, upAtStart = upAtStart](QProcess &) {
                                            if (!upAtStart)
                                                return back();
                                            m_flaky.stop();
@@ -295,21 +291,17 @@ private slots:
     // ended it, the offline status when the device hung up or the terminal died.
     void endOfRun_data()
     {
-        QTest::addColumn<QStringList>("args");
-        QTest::addColumn<int>("code");
-        QTest::addColumn<bool>("offline");
+        kEndOfRun.add();
         QTest::newRow("count reached") << QStringList{"--count", "3"} << 0 << false;
         QTest::newRow("device hung up") << QStringList{"--fault", "hangup:12"} << 1 << true;
         QTest::newRow("terminal killed") << QStringList{} << -2 << true;
     }
     void endOfRun()
     {
-        QFETCH(QStringList, args);
-        QFETCH(int, code);
-        QFETCH(bool, offline);
+        const auto [args, code, offline] = kEndOfRun.fetch();
         const QString url = QStringLiteral("mqtt://127.0.0.1:%1/").arg(m_main.port) + topic();
         const CliRun r = runCliProcess(QStringList{"--sim", "monitor", "--interval", "300", "--mqtt", url} + args, 2500,
-                                       [code](QProcess &p) { if (code == -2) p.kill(); }, 15000);
+                                       [code = code](QProcess &p) { if (code == -2) p.kill(); }, 15000);
         QVERIFY(r.code == code && !r.lines().isEmpty());
         QProcess late;
         subscribe(late, m_main.port, topic(), {"-C", "1", "-W", "5"});

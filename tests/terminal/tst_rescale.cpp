@@ -2,6 +2,7 @@
 // the simulated transmitter: the checks, the exact texts, and what reaches
 // the device (and what never does).
 #include "session/parametermap.h"
+#include "support/columns.h"
 #include "support/simrig.h"
 #include "terminal/rescale.h"
 
@@ -24,6 +25,20 @@ QString activateQuestion(qint64 sf)
     return QStringLiteral("New Scaling Factor is: %1\rDo you want to Activate New Scaling Factor?").arg(sf);
 }
 
+// fullScale: -1 keeps the preset's
+// asked: sf in the activation question, -1 none
+// yes: the answer to the activation question
+const Columns<QString, int, int, QString, QStringList, qint64, quint32, quint32, bool> kRescale{
+    "preset", "fullScale", "factor", "newMax", "messages", "asked", "factorAfter", "maxAfter", "yes"};
+// corruptFrom: the write frame after which read-backs come back wrong
+const Columns<QString, QString, QStringList, QStringList, qint64> kFailedWrites{
+    "corruptFrom", "abort", "status", "writes", "factorCell"};
+// rescaled: a rescale to this maximum after the frame opened
+const Columns<QString, QString, bool, int, QString, quint32> kCalibrationEntry{
+    "rescaled", "typed", "corrupt", "outcome", "status", "deviceAfter"};
+// deviceCode: -1 never read out
+const Columns<int, QString, bool> kAccess{"deviceCode", "typed", "granted"};
+
 } // namespace
 
 class TestRescale : public QObject
@@ -34,15 +49,7 @@ private slots:
     // so freq = new maximum / 10.
     void rescale_data()
     {
-        QTest::addColumn<QString>("preset");
-        QTest::addColumn<int>("fullScale");   // -1 keeps the preset's
-        QTest::addColumn<int>("factor");
-        QTest::addColumn<QString>("newMax");
-        QTest::addColumn<QStringList>("messages");
-        QTest::addColumn<qint64>("asked");     // sf in the activation question, -1 none
-        QTest::addColumn<quint32>("factorAfter");
-        QTest::addColumn<quint32>("maxAfter");
-        QTest::addColumn<bool>("yes");         // the answer to the activation question
+        kRescale.add();
 
         const QStringList none;
         QTest::newRow("equal to the old writes nothing") << "standard" << -1 << -1 << "5000" << none << qint64(500000) << 500000u << 5000u << true;
@@ -76,15 +83,7 @@ private slots:
 
     void rescale()
     {
-        QFETCH(QString, preset);
-        QFETCH(int, fullScale);
-        QFETCH(int, factor);
-        QFETCH(QString, newMax);
-        QFETCH(QStringList, messages);
-        QFETCH(qint64, asked);
-        QFETCH(quint32, factorAfter);
-        QFETCH(quint32, maxAfter);
-        QFETCH(bool, yes);
+        const auto [preset, fullScale, factor, newMax, messages, asked, factorAfter, maxAfter, yes] = kRescale.fetch();
 
         Rig rig(preset);
         if (fullScale >= 0)
@@ -113,11 +112,7 @@ private slots:
 
     void failedWrites_data()
     {
-        QTest::addColumn<QString>("corruptFrom"); // the write frame after which read-backs come back wrong
-        QTest::addColumn<QString>("abort");
-        QTest::addColumn<QStringList>("status");
-        QTest::addColumn<QStringList>("writes");
-        QTest::addColumn<qint64>("factorCell");
+        kFailedWrites.add();
         const QString error = QStringLiteral("Status: Error during Memory Write Operation");
         QTest::newRow("factor: the maximum flow is never written") << "R5200:040118" << "ABORT: Error during Scale Factor Update!" << QStringList{error}
             << QStringList{"R5200:04011800000F4240"} << qint64(500000);
@@ -127,15 +122,11 @@ private slots:
 
     void failedWrites()
     {
-        QFETCH(QString, corruptFrom);
-        QFETCH(QString, abort);
-        QFETCH(QStringList, status);
-        QFETCH(QStringList, writes);
-        QFETCH(qint64, factorCell);
+        const auto [corruptFrom, abort, status, writes, factorCell] = kFailedWrites.fetch();
 
         Rig rig;
         QVERIFY(rig.readOut());
-        connect(rig.device, &SimDevice::frameReceived, rig.device, [&rig, corruptFrom](const QString &frame) {
+        connect(rig.device, &SimDevice::frameReceived, rig.device, [&rig, corruptFrom = corruptFrom](const QString &frame) {
             if (frame.startsWith(corruptFrom))
                 rig.corruptReadbacks();
         });
@@ -157,12 +148,7 @@ private slots:
 
     void calibrationEntry_data()
     {
-        QTest::addColumn<QString>("rescaled"); // a rescale to this maximum after the frame opened
-        QTest::addColumn<QString>("typed");
-        QTest::addColumn<bool>("corrupt");
-        QTest::addColumn<int>("outcome");
-        QTest::addColumn<QString>("status");
-        QTest::addColumn<quint32>("deviceAfter");
+        kCalibrationEntry.add();
 
         const QString range = QStringLiteral(
             "Status: The value of the parameter is out of permissible range [1-999999000] Try again!");
@@ -181,12 +167,7 @@ private slots:
 
     void calibrationEntry()
     {
-        QFETCH(QString, rescaled);
-        QFETCH(QString, typed);
-        QFETCH(bool, corrupt);
-        QFETCH(int, outcome);
-        QFETCH(QString, status);
-        QFETCH(quint32, deviceAfter);
+        const auto [rescaled, typed, corrupt, outcome, status, deviceAfter] = kCalibrationEntry.fetch();
 
         Rig rig;
         QVERIFY(rig.readOut());
@@ -214,18 +195,14 @@ private slots:
     // with the code read from the device, and refused before any readout.
     void access_data()
     {
-        QTest::addColumn<int>("deviceCode"); // -1 never read out
-        QTest::addColumn<QString>("typed");
-        QTest::addColumn<bool>("granted");
+        kAccess.add();
         QTest::newRow("012 matches 12 by value") << 12 << "012" << true;
         QTest::newRow("000 before any readout") << -1 << "000" << false;
     }
 
     void access()
     {
-        QFETCH(int, deviceCode);
-        QFETCH(QString, typed);
-        QFETCH(bool, granted);
+        const auto [deviceCode, typed, granted] = kAccess.fetch();
 
         Rig rig;
         if (deviceCode >= 0) {

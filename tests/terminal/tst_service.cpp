@@ -1,6 +1,7 @@
 // The service frames of the main window driven through their controls: the
 // access prompts, the menu locking, the key filters, the focus after a
 // refused write, and what reaches the simulated transmitter.
+#include "support/columns.h"
 #include "support/simrig.h"
 #include "terminal/rescale.h"
 #include "terminal/widgetservice.h"
@@ -83,6 +84,16 @@ struct PromptAnswer {
 const QString kRescaleRefused = QStringLiteral("Password is not correct. Can not open\r Access to Rescale! Try again.");
 const QString kBackDoorRefused = QStringLiteral("Password is not correct. Can not open\r Back Door! Try again");
 
+// calibrated: a factor written by calibration while the frame is up
+// refusal: the frame stays with it, then Cancel
+const Columns<QString, QString, QString, quint32, quint32, QString, QString> kRescaleFromTheFrame{
+    "preset", "newMax", "maxFlowOld", "factorAfter", "maxAfter", "calibrated", "refusal"};
+// button: empty: Enter in the box
+const Columns<bool, bool, QString, QString, QStringList, bool> kAccessPrompts{
+    "backDoor", "confirm", "typed", "button", "messages", "shown"};
+const Columns<QString, QString, QString, QString, QString> kMemWriteRefusalsReturnTheFocus{
+    "numByte", "address", "data", "message", "focus"};
+
 } // namespace
 
 class TestService : public QObject
@@ -91,13 +102,7 @@ class TestService : public QObject
 private slots:
     void rescaleFromTheFrame_data()
     {
-        QTest::addColumn<QString>("preset");
-        QTest::addColumn<QString>("newMax");
-        QTest::addColumn<QString>("maxFlowOld");
-        QTest::addColumn<quint32>("factorAfter");
-        QTest::addColumn<quint32>("maxAfter");
-        QTest::addColumn<QString>("calibrated"); // a factor written by calibration while the frame is up
-        QTest::addColumn<QString>("refusal");    // the frame stays with it, then Cancel
+        kRescaleFromTheFrame.add();
         QTest::newRow("standard") << "standard" << "10000" << "5000" << 1000000u << 10000u << "" << "";
         // Full scale 1234.5 stored as 12345.
         QTest::newRow("tenths") << "tenths" << "1500" << "1234.5" << 607533u << 15000u << "" << "";
@@ -110,13 +115,7 @@ private slots:
 
     void rescaleFromTheFrame()
     {
-        QFETCH(QString, preset);
-        QFETCH(QString, newMax);
-        QFETCH(QString, maxFlowOld);
-        QFETCH(quint32, factorAfter);
-        QFETCH(quint32, maxAfter);
-        QFETCH(QString, calibrated);
-        QFETCH(QString, refusal);
+        const auto [preset, newMax, maxFlowOld, factorAfter, maxAfter, calibrated, refusal] = kRescaleFromTheFrame.fetch();
 
         Rig rig(preset);
         QVERIFY(rig.showAndReadOut());
@@ -156,12 +155,7 @@ private slots:
 
     void accessPrompts_data()
     {
-        QTest::addColumn<bool>("backDoor");
-        QTest::addColumn<bool>("confirm");
-        QTest::addColumn<QString>("typed");
-        QTest::addColumn<QString>("button"); // empty: Enter in the box
-        QTest::addColumn<QStringList>("messages");
-        QTest::addColumn<bool>("shown");
+        kAccessPrompts.add();
         QTest::newRow("rescale: No to the warning") << false << false << QString() << QString() << QStringList() << false;
         QTest::newRow("rescale: cancel") << false << true << "123" << "cmdCancel" << QStringList() << false;
         QTest::newRow("rescale: wrong code") << false << true << "124" << QString() << QStringList{kRescaleRefused} << false;
@@ -174,12 +168,7 @@ private slots:
 
     void accessPrompts()
     {
-        QFETCH(bool, backDoor);
-        QFETCH(bool, confirm);
-        QFETCH(QString, typed);
-        QFETCH(QString, button);
-        QFETCH(QStringList, messages);
-        QFETCH(bool, shown);
+        const auto [backDoor, confirm, typed, button, messages, shown] = kAccessPrompts.fetch();
 
         Rig rig;
         QVERIFY(rig.showAndReadOut());
@@ -297,11 +286,7 @@ private slots:
 
     void memWriteRefusalsReturnTheFocus_data()
     {
-        QTest::addColumn<QString>("numByte");
-        QTest::addColumn<QString>("address");
-        QTest::addColumn<QString>("data");
-        QTest::addColumn<QString>("message");
-        QTest::addColumn<QString>("focus");
+        kMemWriteRefusalsReturnTheFocus.add();
         const QString countText = QStringLiteral("The number of the bytes to be sent\r is not correct! Try again!");
         const QString addressText = QStringLiteral("The destination address of the data to be sent\r is not correct! Try again!");
         const QString dataText = QStringLiteral("The data field\r is not correct! Try again!");
@@ -321,11 +306,7 @@ private slots:
 
     void memWriteRefusalsReturnTheFocus()
     {
-        QFETCH(QString, numByte);
-        QFETCH(QString, address);
-        QFETCH(QString, data);
-        QFETCH(QString, message);
-        QFETCH(QString, focus);
+        auto [numByte, address, data, message, focus] = kMemWriteRefusalsReturnTheFocus.fetch();
 
         Rig rig;
         QVERIFY(rig.showAndReadOut());

@@ -1,6 +1,7 @@
 // quorin-cli's service commands end to end: quorin-sim serves a pseudo-
 // terminal, the command line writes to it, and a later read shows what the
 // device holds. The simulator answers at line speed, as a transmitter does.
+#include "support/columns.h"
 #include "support/clirun.h"
 #include "support/simprocess.h"
 
@@ -12,6 +13,8 @@ QString readHex(const QString &port, const QString &address, const QString &coun
 {
     return runCli(port, {QStringLiteral("read"), address, count}).out.trimmed();
 }
+
+const Columns<QStringList, int, QString> kRefusals{"args", "code", "said"};
 
 } // namespace
 
@@ -44,9 +47,7 @@ private slots:
 
     void refusals_data()
     {
-        QTest::addColumn<QStringList>("args");
-        QTest::addColumn<int>("code");
-        QTest::addColumn<QString>("said");
+        kRefusals.add();
         QTest::newRow("rescale unconfirmed") << QStringList{"rescale", "10000", "--code", "123"} << 1 << "Do you want to Change Scaling Factor?";
         QTest::newRow("rescale beyond the high cut-off") << QStringList{"rescale", "10006", "--code", "123", "--yes"} << 1
             << "New value of the Frequency: 1001 is more than High Frequency Cut off: 1000 Hz\n"
@@ -65,9 +66,7 @@ private slots:
 
     void refusals()
     {
-        QFETCH(QStringList, args);
-        QFETCH(int, code);
-        QFETCH(QString, said);
+        const auto [args, code, said] = kRefusals.fetch();
 
         SimProcess sim;
         QVERIFY2(sim.start(), qPrintable(sim.errorString()));

@@ -2,10 +2,17 @@
 // what they print, and their exit status when the device stays silent or the
 // port address is malformed (the other options are in tst_options_cli).
 #include "session/parametermap.h"
+#include "support/columns.h"
 #include "support/clirun.h"
 
 #include <QRegularExpression>
 #include <QtTest>
+
+namespace {
+
+const Columns<QStringList, QString> kBadOptions{"args", "reason"};
+
+} // namespace
 
 class TestTerminalCli : public QObject
 {
@@ -59,8 +66,7 @@ private slots:
 
     void badOptions_data()
     {
-        QTest::addColumn<QStringList>("args");
-        QTest::addColumn<QString>("reason");
+        kBadOptions.add();
         // A malformed address is refused before anything is opened.
         const QString bad = QStringLiteral("Invalid port address %1: %2");
         const QList<QPair<QString, QString>> addresses = {
@@ -82,8 +88,7 @@ private slots:
 
     void badOptions()
     {
-        QFETCH(QStringList, args);
-        QFETCH(QString, reason);
+        const auto [args, reason] = kBadOptions.fetch();
         const CliRun r = runCli(args);
         QCOMPARE(r.code, 2);
         QCOMPARE(r.err, QStringLiteral("quorin-cli: ") + reason + QLatin1Char('\n'));

@@ -8,6 +8,7 @@
 #include "files/frmhistory.h"
 #include "files/frmimporte.h"
 #include "files/frmmemlog.h"
+#include "support/columns.h"
 #include "support/simrig.h"
 #include "support/windowrig.h"
 #include "config/frmproperties.h"
@@ -60,6 +61,9 @@ QString describe(QWidget *window)
     }
     return lines.join(QLatin1Char('\n'));
 }
+
+const Columns<QString> kWindows{"name"};
+
 } // namespace
 
 class TestWindowTexts : public QObject
@@ -75,7 +79,7 @@ private slots:
     // A row is a window, or a window and the preset or settings it opens on.
     void windows_data()
     {
-        QTest::addColumn<QString>("name");
+        kWindows.add();
         for (const char *name : {"frmTerminal", "frmTerminal-stored", "frmProperties-stored", "frmDProp", "frmDProp-tenths",
                                  "frmDProp-second", "frmAutoTune", "frmExportE", "frmImportE", "frmHistory", "frmMemLog",
                                  "frmAbout", "frmEthernet", "frmRescale"})
@@ -84,7 +88,7 @@ private slots:
 
     void windows()
     {
-        QFETCH(QString, name);
+        const auto [name] = kWindows.fetch();
         const QString variant = name.section(QLatin1Char('-'), 1);
         SimRig rig(variant == "tenths" || variant == "second" ? variant : QStringLiteral("standard"));
         QVERIFY(rig.readOut());
