@@ -9,6 +9,7 @@
 #include "files/frmimporte.h"
 #include "files/servicereport.h"
 #include "session/writejournal.h"
+#include "support/filebytes.h"
 #include "support/columns.h"
 #include "support/clirun.h"
 #include "support/fulldisk.h"
@@ -224,9 +225,7 @@ private slots:
         QCOMPARE(r.code, 0);
         QCOMPARE(r.out, QStringLiteral("16129 points saved to %1\n").arg(path));
         QVERIFY(r.err.endsWith(QStringLiteral("flowlog: block 127 of 127\n")));
-        QFile f(path);
-        QVERIFY(f.open(QIODevice::ReadOnly));
-        const QList<QByteArray> records = f.readAll().split('\n');
+        const QList<QByteArray> records = fileBytes(path).split('\n');
         QCOMPARE(records.size(), 16131);
         QVERIFY(records[16129].startsWith("16129,"));
 
@@ -272,26 +271,22 @@ private slots:
         const QString dir = root.filePath(QStringLiteral("x"));
         QVERIFY(QDir::setCurrent(dir));
         QCOMPARE(runCli({QStringLiteral("--sim"), QStringLiteral("export"), QStringLiteral("t.epr")}).code, 0);
-        QByteArray table = WindowRig::contents(QStringLiteral("t.epr"));
+        QByteArray table = fileBytes(QStringLiteral("t.epr"));
         QList<QByteArray> lines = table.split('\n');
         lines[4].replace("\"014D\"", "\"0134\"");
         for (const auto &[name, data] : {std::pair{"e.epr", "\"\""}, std::pair{"w.epr", "\"0000001388\""}}) {
             QList<QByteArray> edited = table.split('\n');
             edited[QByteArray(name) == "e.epr" ? 0 : 1].replace(QByteArray(name) == "e.epr" ? "\"32\"" : "\"00001388\"", data);
-            QFile f(QString::fromLatin1(name));
-            QVERIFY(f.open(QIODevice::WriteOnly) && f.write(edited.join('\n')) > 0);
+            QVERIFY(writeFileBytes(QString::fromLatin1(name), edited.join('\n')));
         }
-        QFile d(QStringLiteral("d.epr")), cr(QStringLiteral("cr.epr"));
-        QVERIFY(d.open(QIODevice::WriteOnly) && d.write(lines.join('\n')) > 0 && cr.open(QIODevice::WriteOnly)
-                && cr.write(QByteArray(table).replace("\r\n", "\r")) > 0);
-        d.close();
-        cr.close();
+        QVERIFY(writeFileBytes(QStringLiteral("d.epr"), lines.join('\n')));
+        QVERIFY(writeFileBytes(QStringLiteral("cr.epr"), QByteArray(table).replace("\r\n", "\r")));
         QVERIFY(QFile::link(QStringLiteral("t.epr"), QStringLiteral("l.epr")));
         const CliRun r = runCli(args);
         QVERIFY2(r.err.endsWith(err) && r.err.count(QLatin1String("quorin-cli")) == int(!err.isEmpty()), qPrintable(r.err));
         QCOMPARE(r.code, code);
         QVERIFY2(r.out.contains(out), qPrintable(r.out));
-        QCOMPARE(WindowRig::contents(QStringLiteral("t.epr")), table);
+        QCOMPARE(fileBytes(QStringLiteral("t.epr")), table);
         QVERIFY(!QFile::exists(QStringLiteral("r.pdf")));
     }
 
@@ -475,16 +470,12 @@ private slots:
         const auto [fullDisk] = kJournalThatCannotBeWrittenIsReportedOnce.fetch();
         QTemporaryDir dir;
         // A file where the folder should be stands for a folder that cannot be written.
-        QFile blocker(dir.filePath(QStringLiteral("blocker")));
-        QVERIFY(blocker.open(QIODevice::WriteOnly));
-        blocker.close();
+        QVERIFY(writeFileBytes(dir.filePath(QStringLiteral("blocker")), {}));
         const QString path = dir.filePath(fullDisk ? QStringLiteral("journal.jsonl") : QStringLiteral("blocker/journal.jsonl"));
         // An earlier record, and one cut short by a crash, stay as they are.
         const QByteArray earlier = JournalRecord{"t", "p", "o", "s", "0100", 1, "05", "06", true, "06", {}, {}, {}}.toLine() + "\n{\"time\":";
-        if (fullDisk) {
-            QFile f(path);
-            QVERIFY(f.open(QIODevice::WriteOnly) && f.write(earlier) == earlier.size());
-        }
+        if (fullDisk)
+            QVERIFY(writeFileBytes(path, earlier));
 
         SimRig rig;
         QVERIFY(rig.readOut());
@@ -501,9 +492,7 @@ private slots:
                  qPrintable(rig.prompter.texts()[0]));
         if (!fullDisk)
             return;
-        QFile back(path);
-        QVERIFY(back.open(QIODevice::ReadOnly));
-        QVERIFY(back.readAll().startsWith(earlier));
+        QVERIFY(fileBytes(path).startsWith(earlier));
 
         // With room again, a record follows the torn lines whole.
         QCOMPARE(rig.session.link().WriteRamData("02", "0134", "0FA0"), QStringLiteral("0FA0"));

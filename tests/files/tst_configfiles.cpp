@@ -5,6 +5,7 @@
 #include "files/configtable.h"
 #include "files/frmexporte.h"
 #include "files/mlgfile.h"
+#include "support/filebytes.h"
 #include "support/columns.h"
 #include "support/fulldisk.h"
 #include "support/simrig.h"
@@ -62,12 +63,6 @@ const char kFixedFile[] =
     "\"24  \",\"012D\",\"02\",\"2D2E\",\"11566\"\r\n"
     "\"25  \",\"0130\",\"02\",\"3031\",\"12337\"\r\n";
 
-QByteArray readAll(const QString &path)
-{
-    QFile f(path);
-    return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
-}
-
 const Columns<QByteArray, QString> kReaderRefusals{"bytes", "error"};
 
 } // namespace
@@ -83,7 +78,7 @@ private slots:
         const QString path = dir.filePath(QStringLiteral("t.epr"));
         QString error;
         QVERIFY2(table.writeFile(path, &error), qPrintable(error));
-        QCOMPARE(readAll(path), QByteArray(kFixedFile));
+        QCOMPARE(fileBytes(path), QByteArray(kFixedFile));
         ConfigTable back;
         QVERIFY2(back.readFile(path, &error), qPrintable(error));
         QCOMPARE(back.recordsRead(), 26);
@@ -180,7 +175,7 @@ private slots:
         window.cmdSave_Click();
         QCOMPARE(rig.prompter.texts(QStringLiteral("okcancel")), QStringList{"Replace existing file - " + path + "?"});
         QCOMPARE(rig.prompter.texts(QStringLiteral("save")).size(), 2);
-        QCOMPARE(readAll(path), QByteArray("keep me"));
+        QCOMPARE(fileBytes(path), QByteArray("keep me"));
 
         // A disk that fills up: the reason is shown, not "Saved", and the old file stays.
         rig.prompter.fileNames = {path, path};
@@ -190,10 +185,10 @@ private slots:
             window.cmdSave_Click();
         }
         QCOMPARE(rig.prompter.entries.last().icon, Prompter::Exclamation);
-        QCOMPARE(readAll(path), QByteArray("keep me"));
+        QCOMPARE(fileBytes(path), QByteArray("keep me"));
         window.cmdSave_Click();
         QCOMPARE(rig.prompter.texts().last(), QStringLiteral("Configuration Table has been Saved. Click OK."));
-        QCOMPARE(readAll(path), window.table().fileBytes());
+        QCOMPARE(fileBytes(path), window.table().fileBytes());
     }
 
     void importStops()

@@ -4,6 +4,7 @@
 #include "files/frmmemlog.h"
 #include "files/mlgfile.h"
 #include "sim/simfaults.h"
+#include "support/filebytes.h"
 #include "support/columns.h"
 #include "support/fulldisk.h"
 #include "support/simrig.h"
@@ -137,9 +138,7 @@ private slots:
         QVERIFY(!QFile::exists(path));
         window.cmdSave_Click();
         QCOMPARE(rig.prompter.texts().last(), QStringLiteral("Flow Data have been Saved. Click OK."));
-        QFile f(path);
-        QVERIFY(f.open(QIODevice::ReadOnly));
-        QVERIFY(f.readAll().startsWith("5000,500000,998\r\n1,531\r\n2,-1\r\n3,-32768\r\n"));
+        QVERIFY(fileBytes(path).startsWith("5000,500000,998\r\n1,531\r\n2,-1\r\n3,-32768\r\n"));
         MlgData d;
         QString error;
         QVERIFY2(mlgfile::readFile(path, &d, &error), qPrintable(error));

@@ -4,6 +4,7 @@
 #include "files/frmautotune.h"
 #include "files/mlgfile.h"
 #include "files/widgetflowchart.h"
+#include "support/filebytes.h"
 #include "support/simrig.h"
 
 #include <QFile>
@@ -60,9 +61,7 @@ private slots:
         QImage image;
         QVERIFY(image.load(png, "PNG"));
         QCOMPARE(image.size(), viewer.chartView()->size() * viewer.chartView()->devicePixelRatio());
-        QFile f(csv);
-        QVERIFY(f.open(QIODevice::ReadOnly));
-        QCOMPARE(f.readAll(), QByteArray("point,value\r\n1,531\r\n2,-1\r\n3,-32768\r\n"));
+        QCOMPARE(fileBytes(csv), QByteArray("point,value\r\n1,531\r\n2,-1\r\n3,-32768\r\n"));
 
         const QList<std::pair<QByteArray, QString>> bad = {
             {QByteArray("\x00\x01\xff\xfe", 4), QStringLiteral("bad.mlg, line 1: ")},

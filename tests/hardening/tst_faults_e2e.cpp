@@ -5,6 +5,7 @@
 #include "link/devicelink.h"
 #include "link/qtserialport.h"
 #include "sim/simdevice.h"
+#include "support/filebytes.h"
 #include "support/clirun.h"
 #include "support/fulldisk.h"
 #include "support/scriptedprompter.h"
@@ -247,10 +248,8 @@ void TestFaultsE2E::unwritableLogLeavesNothingBehind()
     const QString path = folder + QStringLiteral("/flow.log");
     // A log that was there before keeps its content when the new one fails.
     const QByteArray before = "\"previous\",1,\"LTR/Min\"\r\n";
-    if (full) {
-        QFile old(path);
-        QVERIFY(old.open(QIODevice::WriteOnly) && old.write(before) == before.size());
-    }
+    if (full)
+        QVERIFY(writeFileBytes(path, before));
     const QDir dir(folder);
     const QStringList listed = dir.entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot);
 
@@ -274,9 +273,8 @@ void TestFaultsE2E::unwritableLogLeavesNothingBehind()
 
     // No half-written file and no temporary left beside it.
     QCOMPARE(dir.entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot), listed);
-    QFile old(path);
-    QCOMPARE(old.exists(), full);
-    QVERIFY(!full || (old.open(QIODevice::ReadOnly) && old.readAll() == before));
+    QCOMPARE(QFile::exists(path), full);
+    QVERIFY(!full || fileBytes(path) == before);
 }
 
 QTEST_GUILESS_MAIN(TestFaultsE2E)

@@ -6,6 +6,7 @@
 #include "link/devicelink.h"
 #include "sim/simdevice.h"
 #include "sim/simserialport.h"
+#include "support/filebytes.h"
 #include "support/scriptedprompter.h"
 #include "terminal/frmterminal.h"
 
@@ -44,11 +45,6 @@ struct WindowRig {
         const auto store = CommSettings::store();
         for (auto it = values.begin(); it != values.end(); ++it)
             store->setValue(QStringLiteral("Properties/") + it.key(), it.value());
-    }
-    static QByteArray contents(const QString &path)
-    {
-        QFile f(path);
-        return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray("<missing>");
     }
     template <typename T = QWidget>
     T *child(const QString &name) const { return window->findChild<T *>(name); }

@@ -26,7 +26,9 @@ namespace {
 
 using Rig = WindowRig;
 const auto storeSettings = &WindowRig::storeSettings;
-const auto contents = &WindowRig::contents;
+
+const Columns<QMap<QString, QString>, QString, QString, bool, int, int, QStringList> kStartUp{
+    "stored", "portName", "line", "rs232", "timer4", "timer5", "messages"};
 
 const QStringList kReadoutFrames = {"R5202:50010000", "R5202:0101E400", "R5202:04017000", "R5202:02010900",
                                     "R5202:08017400", "R5202:04017C00", "R5202:0601E500", "R5202:0201FE00"};
@@ -54,32 +56,50 @@ private slots:
         CommSettings::store()->clear();
     }
 
-    void startUpWithEmptySettings()
+    // What start-up takes from the settings store as the last exit left it
+    // (what the window shows of it is in tst_windowtexts).
+    void startUp_data()
     {
-        Rig rig(false);
-        // What the window shows at start is in tst_windowtexts.
-        QCOMPARE(rig.window->portName(), QStringLiteral("Com1"));
-        QCOMPARE(rig.window->port()->settings(), QStringLiteral("9600,n,8,1")); // untouched
-        QVERIFY(!rig.window->port()->isOpen());
-        QVERIFY(rig.window->link().Rs232Mode);
-        QCOMPARE(rig.window->Timer4->interval(), 1000);
-        QCOMPARE(rig.window->Timer5->interval(), 750);
-        QVERIFY(!rig.window->Timer4->isActive() && rig.window->TimerM->isActive());
-        QCOMPARE(rig.window->state().DeviceLabel, QStringLiteral("R52  "));
-        QVERIFY(rig.prompter.entries.isEmpty());
+        kStartUp.add();
+        QTest::newRow("empty: defaults, the line untouched") << QMap<QString, QString>() << "Com1" << "9600,n,8,1" << true
+                                                             << 1000 << 750 << QStringList();
+        QTest::newRow("filled") << QMap<QString, QString>{{"Settings", "19200,e,7,1.5"}, {"CommPort", "Simulated transmitter"},
+                                                          {"Handshaking", "2"}, {"Echo", "True"}, {"Tot_unit", "3"},
+                                                          {"Time_ss", "3"}, {"Time_sr", "1"}, {"Interface", "False"},
+                                                          {"Com_monitor", "1"}, {"Dev_info", "1"}}
+                                // The first rate, not the 750 ms default.
+                                << "Simulated transmitter" << "19200,e,7,1.5" << false << 3000 << 1000 << QStringList();
+        QTest::newRow("rejected: reported, start-up goes on")
+            << QMap<QString, QString>{{"Settings", "9600,x,8,1"}, {"CommPort", "/dev/no-such-port"}, {"Handshaking", "7"},
+                                      {"Interface", "False"}, {"Time_ss", "2"}}
+            << "Com1" << "9600,n,8,1" << false << 2000 << 750
+            << QStringList{"Invalid property value", "Invalid port number (/dev/no-such-port does not exist)", "Invalid property value"};
     }
 
-    void startUpWithFilledSettings()
+    void startUp()
     {
-        storeSettings({{"Settings", "19200,e,7,1.5"}, {"CommPort", "Simulated transmitter"}, {"Handshaking", "2"},
-                       {"Echo", "True"}, {"Tot_unit", "3"}, {"Time_ss", "3"}, {"Time_sr", "1"}, {"Interface", "False"},
-                       {"Com_monitor", "1"}, {"Dev_info", "1"}});
+        const auto [stored, portName, line, rs232, timer4, timer5, messages] = kStartUp.fetch();
+        storeSettings(stored);
         Rig rig(false);
-        // The port, its line, handshaking and echo as the settings dialog shows them are in tst_windowtexts.
+        QCOMPARE(rig.window->portName(), portName);
+        QCOMPARE(rig.window->port()->settings(), line);
+        QVERIFY(!rig.window->port()->isOpen());
+        QCOMPARE(rig.window->link().Rs232Mode, rs232);
+        QCOMPARE(rig.panel(QStringLiteral("Interface")), rs232 ? QStringLiteral("Interface: RS232") : QStringLiteral("Interface: RS485"));
+        QCOMPARE(rig.window->Timer4->interval(), timer4);
+        QCOMPARE(rig.window->Timer5->interval(), timer5);
+        QVERIFY(!rig.window->Timer4->isActive() && rig.window->TimerM->isActive());
+        QCOMPARE(rig.prompter.texts(), messages);
+        for (const ScriptedPrompter::Entry &e : rig.prompter.entries) {
+            QCOMPARE(e.title, QStringLiteral("System Monitor"));
+            QCOMPARE(e.icon, Prompter::Exclamation);
+        }
+        QCOMPARE(rig.prompter.entries.size(), messages.size());
+        if (stored.isEmpty())
+            QCOMPARE(rig.window->state().DeviceLabel, QStringLiteral("R52  "));
+        if (!stored.contains(QStringLiteral("Tot_unit")))
+            return;
         QCOMPARE(rig.window->state().TotUnit, 3);
-        QCOMPARE(rig.window->Timer4->interval(), 3000);
-        QCOMPARE(rig.window->Timer5->interval(), 1000); // the first rate, not the 750 ms default
-        QVERIFY(!rig.window->link().Rs232Mode);
         rig.window->menuItem(QStringLiteral("mnuMonitor"))->trigger();
         QVERIFY(!rig.shown("fraSendR") && !rig.window->monitorOn());
         QVERIFY(rig.shown("txtTerm"));
@@ -89,24 +109,6 @@ private slots:
         // the readout still works.
         rig.window->link().setReplyTimeout(500);
         QVERIFY(rig.window->synchronize());
-    }
-
-    void rejectedSettingsAreReportedAndStartUpGoesOn()
-    {
-        storeSettings({{"Settings", "9600,x,8,1"}, {"CommPort", "/dev/no-such-port"}, {"Handshaking", "7"},
-                       {"Interface", "False"}, {"Time_ss", "2"}});
-        Rig rig(false);
-        QCOMPARE(rig.prompter.texts(), QStringList({"Invalid property value",
-                                                    "Invalid port number (/dev/no-such-port does not exist)",
-                                                    "Invalid property value"}));
-        for (const ScriptedPrompter::Entry &e : rig.prompter.entries) {
-            QCOMPARE(e.title, QStringLiteral("System Monitor"));
-            QCOMPARE(e.icon, Prompter::Exclamation);
-        }
-        QCOMPARE(rig.window->portName(), QStringLiteral("Com1"));
-        QCOMPARE(rig.window->port()->settings(), QStringLiteral("9600,n,8,1"));
-        QCOMPARE(rig.panel(QStringLiteral("Interface")), QStringLiteral("Interface: RS485"));
-        QCOMPARE(rig.window->Timer4->interval(), 2000);
     }
 
     void readoutFillsStateAndStatusBar()
@@ -247,7 +249,7 @@ private slots:
         QCOMPARE(rig.window->windowTitle(), QStringLiteral("ZENTIR Control Terminal"));
         QCOMPARE(rig.states(logItems), QStringLiteral("0011"));
 
-        const QList<QByteArray> lines = contents(path).split('\n');
+        const QList<QByteArray> lines = fileBytes(path).split('\n');
         QCOMPARE(lines.size(), 2 * kReadoutFrames.size() + 1); // TX and RX per frame, then the last line end
         QVERIFY(lines[0].endsWith("  TX  R5202:50010000\r") && lines[1].contains("  RX  "));
         QCOMPARE(lines[1].size(), QByteArray("2024-05-01 14:03:07.125  RX  ").size() + 160 + 1);
@@ -286,9 +288,9 @@ private slots:
         QVERIFY(!rig.window->recording());
         QCOMPARE(rig.states(items), QStringLiteral("00000011"));
         QCOMPARE(rig.window->windowTitle(), QStringLiteral("ZENTIR Control Terminal"));
-        const QByteArray written = contents(path);
+        const QByteArray written = fileBytes(path);
         QTest::qWait(300);
-        QCOMPARE(contents(path), written);
+        QCOMPARE(fileBytes(path), written);
         rig.window->setAutoUpdate(false);
 
         const QList<QByteArray> lines = written.split('\n');
@@ -658,7 +660,7 @@ private slots:
         QVERIFY(QFile::exists(rig.dir.filePath(QStringLiteral("x.tlg"))));
         const QString setup = rig.dir.filePath(QStringLiteral("setup.dat"));
         QCOMPARE(QFile::exists(setup), lines > 0);
-        QCOMPARE(contents(setup).count("\r\n"), lines);
+        QCOMPARE(fileBytes(setup).count("\r\n"), lines);
         QCOMPARE(CommSettings::value(QStringLiteral("Com_monitor")), QStringLiteral("1"));
         QCOMPARE(CommSettings::value(QStringLiteral("Dev_info")), QStringLiteral("1"));
         QCOMPARE(CommSettings::value(QStringLiteral("Cur_unit")), QStringLiteral("5"));

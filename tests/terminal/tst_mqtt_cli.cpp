@@ -2,6 +2,7 @@
 // as plants set it up: a login listener, a TLS listener (certificates made
 // here with openssl), and a persistent broker that goes away under a running
 // monitor. Every printed reading must reach a subscriber, in order.
+#include "support/filebytes.h"
 #include "support/columns.h"
 #include "support/clirun.h"
 #include "support/simprocess.h"
@@ -111,9 +112,7 @@ private slots:
         QVERIFY(run("openssl", QStringList{"req", "-x509", "-keyout", "ca.key", "-out", "ca.crt", "-subj", "/CN=test-ca"} + ec));
         QVERIFY(run("openssl", QStringList{"req", "-x509", "-keyout", "other.key", "-out", "other.crt", "-subj", "/CN=other-ca"} + ec));
         QVERIFY(run("openssl", QStringList{"req", "-keyout", "server.key", "-out", "server.csr", "-subj", "/CN=127.0.0.1"} + ec));
-        QFile ext(file("ext.cnf"));
-        QVERIFY(ext.open(QIODevice::WriteOnly) && ext.write("subjectAltName=IP:127.0.0.1\n") > 0);
-        ext.close();
+        QVERIFY(writeFileBytes(file("ext.cnf"), "subjectAltName=IP:127.0.0.1\n"));
         QVERIFY(run("openssl", {"x509", "-req", "-in", "server.csr", "-CA", "ca.crt", "-CAkey", "ca.key", "-CAcreateserial",
                                 "-out", "server.crt", "-days", "2", "-extfile", "ext.cnf"}));
         QVERIFY(run("mosquitto_passwd", {"-b", "-c", "passwd", "plant", "s3cret"}));
@@ -133,10 +132,8 @@ private slots:
                                                              .arg(m_main.port).arg(m_auth).arg(m_tls).arg(d)},
                                   std::pair{m_flaky.conf, QString("listener %1 127.0.0.1\nallow_anonymous true\n"
                                                                   "persistence true\npersistence_location %2db/\n")
-                                                              .arg(m_flaky.port).arg(d)}}) {
-            QFile f(name);
-            QVERIFY(f.open(QIODevice::WriteOnly) && f.write(text.toLatin1()) > 0);
-        }
+                                                              .arg(m_flaky.port).arg(d)}})
+            QVERIFY(writeFileBytes(name, text.toLatin1()));
         for (const QString &f : QDir(d).entryList(QDir::Files))
             QFile::setPermissions(d + f, QFile::Permissions(0x6644));
         QVERIFY(m_main.start());
@@ -322,10 +319,8 @@ private slots:
         const int at = sim.path().section(':', -1).toInt();
         const QString url = QStringLiteral("mqtt://127.0.0.1:%1/").arg(m_main.port) + topic(), site = file("site.csv");
         const auto sweep = [&](const QString &name) {
-            QFile f(site);
-            (void)(f.open(QIODevice::WriteOnly) && f.write(QString("name,port,settings,interface,golden\n%1,tcp://127.0.0.1:%2,,,\n"
-                                                                   "right,tcp://127.0.0.1:%3,,,\n").arg(name).arg(at).arg(at + 1).toUtf8()));
-            f.close();
+            writeFileBytes(site, QString("name,port,settings,interface,golden\n%1,tcp://127.0.0.1:%2,,,\n"
+                                         "right,tcp://127.0.0.1:%3,,,\n").arg(name).arg(at).arg(at + 1).toUtf8());
             return runCli({"sweep", site, "--out", file("out"), "--json", "--mqtt", url}, 60000);
         };
         const CliRun bad = sweep("a#b"), r = sweep("left");

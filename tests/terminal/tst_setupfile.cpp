@@ -1,4 +1,5 @@
 // setup.dat: the layout of the device list, and a save the disk cannot take.
+#include "support/filebytes.h"
 #include "support/fulldisk.h"
 #include "terminal/setupfile.h"
 
@@ -36,9 +37,7 @@ private slots:
             QVERIFY(!SetupFile::save(path, records, 4, &error));
         }
         QVERIFY2(error.startsWith(path + QLatin1Char('\r')), qPrintable(error));
-        QFile f(path);
-        QVERIFY(f.open(QIODevice::ReadOnly));
-        QCOMPARE(f.readAll(), QByteArray("\"1\",\"\",0,0,0,1\r\n"));
+        QCOMPARE(fileBytes(path), QByteArray("\"1\",\"\",0,0,0,1\r\n"));
     }
 };
 

@@ -2,6 +2,7 @@
 // extending an existing file, and the open dialog's replace question. The
 // traffic in the communication log is checked in tst_frmterminal, files that
 // cannot be written end to end in tst_faults_e2e.
+#include "support/filebytes.h"
 #include "support/scriptedprompter.h"
 #include "terminal/terminallogs.h"
 
@@ -11,12 +12,6 @@
 #include <QtTest>
 
 namespace {
-QByteArray contents(const QString &path)
-{
-    QFile f(path);
-    return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray("<missing>");
-}
-
 const QDateTime kWhen(QDate(2024, 5, 1), QTime(14, 3, 7, 125));
 } // namespace
 
@@ -41,10 +36,7 @@ private slots:
         const QString path = dir.filePath(QStringLiteral("My_ALog1.log"));
         const QByteArray header = "\"Date Time\",\"Flow\",\"Unit\"\r\n";
         const QByteArray old = header + "\"2024-04-30 10:00:00\",1,\"LTR\"";
-        {
-            QFile f(path);
-            QVERIFY(f.open(QIODevice::WriteOnly) && f.write(old) == old.size());
-        }
+        QVERIFY(writeFileBytes(path, old));
         const QByteArray record = "\"2024-05-01 14:03:07\",2.5,\"LTR/Sec\"\r\n";
         for (const bool append : {true, false}) {
             DataLog log;
@@ -55,7 +47,7 @@ private slots:
             QVERIFY(log.close(&error));
             QVERIFY(!log.record(kWhen, QStringLiteral("2.5"), QStringLiteral("LTR/Sec"))); // closed
             // Extended: the old lines stay, the last gets its line end, no second header.
-            QCOMPARE(contents(path), (append ? old + "\r\n" : header) + record);
+            QCOMPARE(fileBytes(path), (append ? old + "\r\n" : header) + record);
         }
     }
 
@@ -63,7 +55,7 @@ private slots:
     {
         QTemporaryDir dir;
         const QString existing = dir.filePath(QStringLiteral("old.tlg"));
-        QVERIFY(QFile(existing).open(QIODevice::WriteOnly));
+        QVERIFY(writeFileBytes(existing, {}));
         const QString title = QStringLiteral("Open Communications Log File"), filter = QStringLiteral("*.tlg");
         QString path;
         bool append = true;
