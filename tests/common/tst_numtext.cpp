@@ -1,6 +1,7 @@
 // The runtime's number and text rules, one row per rule. Inputs are written as
 // text; "fn" picks the function under test.
 #include "common/numtext.h"
+#include "support/columns.h"
 
 #include <QtTest>
 
@@ -12,14 +13,15 @@ using namespace numtext;
 
 namespace {
 
+const Columns<QString, QString, QString, QString> kRow{"fn", "in", "arg", "out"};
+
 struct Row {
     const char *fn, *in, *arg, *out;
 };
 
 void addRows(std::initializer_list<Row> rows)
 {
-    for (const char *column : {"fn", "in", "arg", "out"})
-        QTest::addColumn<QString>(column);
+    kRow.add();
     for (const Row &r : rows)
         QTest::addRow("%s(\"%s\", \"%s\")", r.fn, r.in, r.arg)
             << QString::fromLatin1(r.fn) << QString::fromLatin1(r.in) << QString::fromLatin1(r.arg)
@@ -59,9 +61,7 @@ private slots:
 
     void readsAndRoundsNumbersAsTheRuntime()
     {
-        QFETCH(QString, fn);
-        QFETCH(QString, in);
-        QFETCH(QString, out);
+        const auto [fn, in, arg, out] = kRow.fetch();
         const double expected = out.toDouble();
         if (fn == QLatin1String("val")) {
             QCOMPARE(val(in), expected);
@@ -121,6 +121,7 @@ private slots:
 
     void textsOfNumbersAsTheRuntime()
     {
+        // Plain variables, not bindings: the lambdas below capture them.
         QFETCH(QString, fn);
         QFETCH(QString, in);
         QFETCH(QString, arg);

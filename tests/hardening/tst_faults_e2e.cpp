@@ -5,6 +5,7 @@
 #include "link/devicelink.h"
 #include "link/qtserialport.h"
 #include "sim/simdevice.h"
+#include "support/columns.h"
 #include "support/filebytes.h"
 #include "support/clirun.h"
 #include "support/fulldisk.h"
@@ -19,6 +20,21 @@
 #include <QtTest>
 
 #include <unistd.h>
+
+namespace {
+
+// write: a verified write, else a read of the density
+// expected: the operation's result
+// title: of the first message
+const Columns<QStringList, bool, QString, QStringList, QString> kLineFaultsGiveTheirMessage{
+    "simArgs", "write", "expected", "messages", "title"};
+// out: the whole of stdout, a pattern
+// err: in stderr; %1 is 127.0.0.1:PORT
+const Columns<QString, QString, QStringList, int, QString, QString> kMisbehavingServerNeverGivesAValue{
+    "fault", "scheme", "args", "code", "out", "err"};
+const Columns<QString> kUnwritableLogLeavesNothingBehind{"kind"};
+
+} // namespace
 
 class TestFaultsE2E : public QObject
 {
@@ -39,11 +55,7 @@ private:
 
 void TestFaultsE2E::lineFaultsGiveTheirMessage_data()
 {
-    QTest::addColumn<QStringList>("simArgs");
-    QTest::addColumn<bool>("write");        // a verified write, else a read of the density
-    QTest::addColumn<QString>("expected");  // the operation's result
-    QTest::addColumn<QStringList>("messages");
-    QTest::addColumn<QString>("title");     // of the first message
+    kLineFaultsGiveTheirMessage.add();
 
     const QString density = QStringLiteral("%1").arg(m_reference.value(0x0170, 4), 8, 16, QLatin1Char('0')).toUpper();
     const QStringList none;
@@ -66,11 +78,7 @@ void TestFaultsE2E::lineFaultsGiveTheirMessage_data()
 
 void TestFaultsE2E::lineFaultsGiveTheirMessage()
 {
-    QFETCH(QStringList, simArgs);
-    QFETCH(bool, write);
-    QFETCH(QString, expected);
-    QFETCH(QStringList, messages);
-    QFETCH(QString, title);
+    const auto [simArgs, write, expected, messages, title] = kLineFaultsGiveTheirMessage.fetch();
 
     SimProcess sim;
     QVERIFY2(sim.start(simArgs), qPrintable(sim.errorString()));
@@ -123,12 +131,7 @@ void TestFaultsE2E::lateReplyIsNotTakenByTheNextRun()
 
 void TestFaultsE2E::misbehavingServerNeverGivesAValue_data()
 {
-    QTest::addColumn<QString>("fault");
-    QTest::addColumn<QString>("scheme");
-    QTest::addColumn<QStringList>("args");
-    QTest::addColumn<int>("code");
-    QTest::addColumn<QString>("out");  // the whole of stdout, a pattern
-    QTest::addColumn<QString>("err");  // in stderr; %1 is 127.0.0.1:PORT
+    kMisbehavingServerNeverGivesAValue.add();
     const QString maxFlow = QStringLiteral("%1").arg(m_reference.value(0x0105, 4), 8, 16, QLatin1Char('0')).toUpper();
     const QStringList monitor{"--timeout", "400", "monitor", "--count", "2", "--interval", "50", "--json", "--stats"};
     // Nothing the poll did not read: no flow, no total, no default unit.
@@ -160,12 +163,7 @@ void TestFaultsE2E::misbehavingServerNeverGivesAValue_data()
 
 void TestFaultsE2E::misbehavingServerNeverGivesAValue()
 {
-    QFETCH(QString, fault);
-    QFETCH(QString, scheme);
-    QFETCH(QStringList, args);
-    QFETCH(int, code);
-    QFETCH(QString, out);
-    QFETCH(QString, err);
+    const auto [fault, scheme, args, code, out, err] = kMisbehavingServerNeverGivesAValue.fetch();
     SimProcess sim;
     QVERIFY2(sim.start({"--listen", "0", "--no-pacing", "--fault", fault}), qPrintable(sim.errorString()));
     const QString where = sim.path().mid(6);
@@ -228,14 +226,14 @@ void TestFaultsE2E::hangUpMidReadoutEndsItAndThePortReopens()
 
 void TestFaultsE2E::unwritableLogLeavesNothingBehind_data()
 {
-    QTest::addColumn<QString>("kind");
+    kUnwritableLogLeavesNothingBehind.add();
     QTest::newRow("read-only folder") << "readonly";
     QTest::newRow("full disk") << "full";
 }
 
 void TestFaultsE2E::unwritableLogLeavesNothingBehind()
 {
-    QFETCH(QString, kind);
+    const auto [kind] = kUnwritableLogLeavesNothingBehind.fetch();
     QTemporaryDir tmp;
     QVERIFY(tmp.isValid());
     QString folder = tmp.path();
