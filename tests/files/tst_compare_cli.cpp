@@ -64,7 +64,6 @@ QStringList journal(int last)
 }
 
 const Columns<QStringList, int, QString, QString> kTablesAndOutputsRefused{"args", "code", "err", "out"};
-const Columns<bool> kJournalThatCannotBeWrittenIsReportedOnce{"fullDisk"};
 
 } // namespace
 
@@ -460,14 +459,14 @@ private slots:
 
     void journalThatCannotBeWrittenIsReportedOnce_data()
     {
-        kJournalThatCannotBeWrittenIsReportedOnce.add();
+        QTest::addColumn<bool>("fullDisk");
         QTest::newRow("folder cannot be made") << false;
         QTest::newRow("full disk") << true;
     }
 
     void journalThatCannotBeWrittenIsReportedOnce()
     {
-        const auto [fullDisk] = kJournalThatCannotBeWrittenIsReportedOnce.fetch();
+        QFETCH(bool, fullDisk);
         QTemporaryDir dir;
         // A file where the folder should be stands for a folder that cannot be written.
         QVERIFY(writeFileBytes(dir.filePath(QStringLiteral("blocker")), {}));

@@ -32,7 +32,6 @@ const Columns<QStringList, bool, QString, QStringList, QString> kLineFaultsGiveT
 // err: in stderr; %1 is 127.0.0.1:PORT
 const Columns<QString, QString, QStringList, int, QString, QString> kMisbehavingServerNeverGivesAValue{
     "fault", "scheme", "args", "code", "out", "err"};
-const Columns<QString> kUnwritableLogLeavesNothingBehind{"kind"};
 
 } // namespace
 
@@ -226,14 +225,14 @@ void TestFaultsE2E::hangUpMidReadoutEndsItAndThePortReopens()
 
 void TestFaultsE2E::unwritableLogLeavesNothingBehind_data()
 {
-    kUnwritableLogLeavesNothingBehind.add();
+    QTest::addColumn<QString>("kind");
     QTest::newRow("read-only folder") << "readonly";
     QTest::newRow("full disk") << "full";
 }
 
 void TestFaultsE2E::unwritableLogLeavesNothingBehind()
 {
-    const auto [kind] = kUnwritableLogLeavesNothingBehind.fetch();
+    QFETCH(QString, kind);
     QTemporaryDir tmp;
     QVERIFY(tmp.isValid());
     QString folder = tmp.path();

@@ -19,7 +19,6 @@ using Events = QList<int>;
 namespace {
 
 const Columns<Chunks, QByteArray, Events, QByteArray> kTelnetDecoding{"chunks", "data", "events", "answers"};
-const Columns<int> kThroughDeviceServer{"mode"};
 // fault: of the first simulator ("-": none at start)
 // swapAfterMs: then another device on the port (-1 never)
 const Columns<QString, int, bool, int, int, int> kMonitorAcrossLosses{
@@ -85,7 +84,7 @@ private slots:
 
     void throughDeviceServer_data()
     {
-        kThroughDeviceServer.add();
+        QTest::addColumn<int>("mode");
         QTest::newRow("raw") << int(Ser2netProcess::Raw);
         QTest::newRow("rfc2217") << int(Ser2netProcess::Rfc2217);
     }
@@ -94,7 +93,7 @@ private slots:
     {
         if (Ser2netProcess::program().isEmpty())
             QSKIP("ser2net is not installed (scripts/deps installs it)");
-        const auto [mode] = kThroughDeviceServer.fetch();
+        QFETCH(int, mode);
         SimProcess sim;
         QVERIFY2(sim.start({QStringLiteral("--no-pacing")}), qPrintable(sim.errorString()));
         Ser2netProcess s2n;

@@ -35,8 +35,6 @@ const QStringList kReadoutFrames = {"R5202:50010000", "R5202:0101E400", "R5202:0
 
 const Columns<QString, QString> kToolbarKeys{"key", "reaches"};
 const Columns<QString, QString> kConfirmationAnsweredNoSendsNothing{"item", "question"};
-const Columns<QSize> kSmallWindowFitsTheDisplayAndThePanels{"size"};
-const Columns<QString> kValuesNotReadAreGreyedAndTheTrendHasAGap{"cause"};
 const Columns<QString, int> kExitWritesSetupFileAndSettings{"totUnit", "lines"};
 
 } // namespace
@@ -464,14 +462,14 @@ private slots:
     void smallWindowFitsTheDisplayAndThePanels_data()
     {
         // 800 x 600, and the same at a scale of 1.5 (533 x 400 in the window's units).
-        kSmallWindowFitsTheDisplayAndThePanels.add();
+        QTest::addColumn<QSize>("size");
         QTest::newRow("800 x 600") << QSize(800, 600);
         QTest::newRow("800 x 600 at 1.5") << QSize(533, 400);
     }
 
     void smallWindowFitsTheDisplayAndThePanels()
     {
-        const auto [size] = kSmallWindowFitsTheDisplayAndThePanels.fetch();
+        QFETCH(QSize, size);
         Rig rig;
         QVERIFY(rig.window->synchronize());
         const QString address = QStringLiteral("tcp://127.0.0.1:47301");
@@ -508,7 +506,7 @@ private slots:
 
     void valuesNotReadAreGreyedAndTheTrendHasAGap_data()
     {
-        kValuesNotReadAreGreyedAndTheTrendHasAGap.add();
+        QTest::addColumn<QString>("cause");
         QTest::newRow("link lost") << "lost";
         QTest::newRow("ticks skipped by an operation") << "busy";
         QTest::newRow("ticks held off by exchanges") << "held";
@@ -517,7 +515,7 @@ private slots:
 
     void valuesNotReadAreGreyedAndTheTrendHasAGap()
     {
-        const auto [cause] = kValuesNotReadAreGreyedAndTheTrendHasAGap.fetch();
+        QFETCH(QString, cause);
         Rig rig;
         const QTime before = QTime::currentTime().addMSecs(-1000);
         rig.window->Timer4->setInterval(10);

@@ -3,7 +3,6 @@
 // verified write waits must not start a second operation, leave the frame or
 // close the port. Also the menu lock that a service frame holds.
 #include "session/terminalstate.h"
-#include "support/columns.h"
 #include "support/windowrig.h"
 #include "terminal/rescale.h"
 #include "terminal/widgetservice.h"
@@ -39,7 +38,6 @@ struct Window : WindowRig {
     frmTerminal &window;
 };
 
-const Columns<QString> kSecondActionDuringRescaleIsRefused{"action"};
 
 } // namespace
 
@@ -51,14 +49,14 @@ private slots:
 
     void secondActionDuringRescaleIsRefused_data()
     {
-        kSecondActionDuringRescaleIsRefused.add();
+        QTest::addColumn<QString>("action");
         for (const char *a : {"rescale again", "cancel", "close window", "back door", "device properties", "close port"})
             QTest::newRow(a) << QString::fromLatin1(a);
     }
 
     void secondActionDuringRescaleIsRefused()
     {
-        const auto [action] = kSecondActionDuringRescaleIsRefused.fetch();
+        QFETCH(QString, action);
         Window w;
         QVERIFY(w.window.synchronize());
         auto *frame = w.child<RescaleFrame>("fraRescale");
@@ -71,7 +69,7 @@ private slots:
         w.prompter.clear();
 
         bool enabledDuring = true;
-        Window::interfere([&] { frame->cmdRescale_Click(); }, [&, &action = action] {
+        Window::interfere([&] { frame->cmdRescale_Click(); }, [&] {
             enabledDuring = w.child<QPushButton>("cmdRescale")->isEnabled()
                             || w.child<QPushButton>("cmdCancelRescale")->isEnabled()
                             || w.window.menuItem(QStringLiteral("mnuDProperties"))->isEnabled();

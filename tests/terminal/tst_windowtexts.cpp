@@ -8,7 +8,6 @@
 #include "files/frmhistory.h"
 #include "files/frmimporte.h"
 #include "files/frmmemlog.h"
-#include "support/columns.h"
 #include "support/simrig.h"
 #include "support/windowrig.h"
 #include "config/frmproperties.h"
@@ -62,7 +61,6 @@ QString describe(QWidget *window)
     return lines.join(QLatin1Char('\n'));
 }
 
-const Columns<QString> kWindows{"name"};
 
 } // namespace
 
@@ -79,7 +77,7 @@ private slots:
     // A row is a window, or a window and the preset or settings it opens on.
     void windows_data()
     {
-        kWindows.add();
+        QTest::addColumn<QString>("name");
         for (const char *name : {"frmTerminal", "frmTerminal-stored", "frmProperties-stored", "frmDProp", "frmDProp-tenths",
                                  "frmDProp-second", "frmAutoTune", "frmExportE", "frmImportE", "frmHistory", "frmMemLog",
                                  "frmAbout", "frmEthernet", "frmRescale"})
@@ -88,7 +86,7 @@ private slots:
 
     void windows()
     {
-        const auto [name] = kWindows.fetch();
+        QFETCH(QString, name);
         const QString variant = name.section(QLatin1Char('-'), 1);
         SimRig rig(variant == "tenths" || variant == "second" ? variant : QStringLiteral("standard"));
         QVERIFY(rig.readOut());
