@@ -6,7 +6,6 @@
 #include "files/configtable.h"
 #include "session/parametermap.h"
 #include "session/writejournal.h"
-#include "support/columns.h"
 #include "support/simrig.h"
 #include "support/windowrig.h"
 #include "terminal/rescale.h"
@@ -31,8 +30,6 @@ JournalRecord record(const QString &port, const QString &written)
     r.written = written;
     return r;
 }
-
-const Columns<quint32> kRandomWritesKeepCopyJournalAndUndo{"seed"};
 
 } // namespace
 
@@ -105,7 +102,7 @@ private slots:
 
     void randomWritesKeepCopyJournalAndUndo_data()
     {
-        kRandomWritesKeepCopyJournalAndUndo.add();
+        QTest::addColumn<quint32>("seed");
         for (quint32 seed : {1u, 7u, 42u})
             QTest::newRow(qPrintable(QString::number(seed))) << seed;
     }
@@ -116,7 +113,7 @@ private slots:
     // since the readout brings the device back to it.
     void randomWritesKeepCopyJournalAndUndo()
     {
-        const auto [seed] = kRandomWritesKeepCopyJournalAndUndo.fetch();
+        QFETCH(quint32, seed);
         SimRig rig;
         QTemporaryDir dir;
         rig.session.journal().setPath(dir.filePath(QStringLiteral("j.jsonl")));

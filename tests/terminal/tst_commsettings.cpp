@@ -1,16 +1,8 @@
 // The communication settings without the dialog: cutting a settings text into
 // its fields by position, and the port names as stored.
-#include "support/columns.h"
 #include "config/commsettings.h"
 
 #include <QtTest>
-
-namespace {
-
-// fields: speed, parity entry, data bits, stop bits
-const Columns<QString, QStringList> kSettingsTextIsCutByPosition{"text", "fields"};
-
-} // namespace
 
 class TestCommSettings : public QObject
 {
@@ -18,7 +10,8 @@ class TestCommSettings : public QObject
 private slots:
     void settingsTextIsCutByPosition_data()
     {
-        kSettingsTextIsCutByPosition.add();
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<QStringList>("fields"); // speed, parity entry, data bits, stop bits
         QTest::newRow("9600,n,8,1") << "9600,n,8,1" << QStringList{"9600", "None", "8", "1"};
         QTest::newRow("1.5 stop bits") << "19200,e,7,1.5" << QStringList{"19200", "Even", "7", "1.5"};
         QTest::newRow("as OK stores it") << "115200,O,8,2" << QStringList{"115200", "Odd", "8", "2"};
@@ -29,7 +22,8 @@ private slots:
 
     void settingsTextIsCutByPosition()
     {
-        const auto [text, fields] = kSettingsTextIsCutByPosition.fetch();
+        QFETCH(QString, text);
+        QFETCH(QStringList, fields);
         const CommSettings::LineText t = CommSettings::splitSettings(text);
         QCOMPARE(QStringList({t.speed, CommSettings::parityEntry(t.parityLetter), t.dataBits, t.stopBits}), fields);
     }

@@ -2,17 +2,10 @@
 // what they print, and their exit status when the device stays silent or the
 // port address is malformed (the other options are in tst_options_cli).
 #include "session/parametermap.h"
-#include "support/columns.h"
 #include "support/clirun.h"
 
 #include <QRegularExpression>
 #include <QtTest>
-
-namespace {
-
-const Columns<QStringList, QString> kBadOptions{"args", "reason"};
-
-} // namespace
 
 class TestTerminalCli : public QObject
 {
@@ -66,7 +59,8 @@ private slots:
 
     void badOptions_data()
     {
-        kBadOptions.add();
+        QTest::addColumn<QStringList>("args");
+        QTest::addColumn<QString>("reason");
         // A malformed address is refused before anything is opened.
         const QString bad = QStringLiteral("Invalid port address %1: %2");
         const QList<QPair<QString, QString>> addresses = {
@@ -88,7 +82,8 @@ private slots:
 
     void badOptions()
     {
-        const auto [args, reason] = kBadOptions.fetch();
+        QFETCH(QStringList, args);
+        QFETCH(QString, reason);
         const CliRun r = runCli(args);
         QCOMPARE(r.code, 2);
         QCOMPARE(r.err, QStringLiteral("quorin-cli: ") + reason + QLatin1Char('\n'));
