@@ -74,7 +74,19 @@ struct Result {
     qint64 bytesOut = 0;
     qint64 bytesIn = 0;
     qint64 wakes = 0;
+    QList<qint64> exchangeNs; // each exchange, frame to whole reply
 };
+
+// A quantile of what the exchanges took beyond their bytes' wire time, in
+// ms: the total hides whether a few exchanges or all of them lost the time.
+double overWireMs(QList<qint64> ns, double q, int baud)
+{
+    if (ns.isEmpty())
+        return 0;
+    std::sort(ns.begin(), ns.end());
+    const double wireNs = double(frameBytes(0x200).size() + kReplyBytes) * 10e9 / baud;
+    return (double(ns.at(qMin(int(ns.size()) - 1, int(q * ns.size())))) - wireNs) / 1e6;
+}
 
 Result readThroughLink(const QString &path, int baud)
 {
@@ -91,11 +103,14 @@ Result readThroughLink(const QString &path, int baud)
             ++r.wakes;
     });
     for (int addr : blockAddresses()) {
+        QElapsedTimer t;
+        t.start();
         const QString reply = link.ReadMemory(hex4(addr), QStringLiteral("FF"));
         if (reply.size() != 2 * kBlockBytes) {
             std::fprintf(stderr, "block %s: %d characters\n", qPrintable(hex4(addr)), int(reply.size()));
             break;
         }
+        r.exchangeNs << t.nsecsElapsed();
         r.bytesOut += frameBytes(addr).size();
         r.bytesIn += kReplyBytes;
         ++r.blocks;
@@ -142,6 +157,8 @@ Result readPeer(const QString &path, int baud)
     char buf[kReplyBytes];
     for (int addr : blockAddresses()) {
         const QByteArray frame = frameBytes(addr);
+        QElapsedTimer t;
+        t.start();
         if (::write(fd, frame.constData(), size_t(frame.size())) != frame.size())
             break;
         int have = 0;
@@ -159,6 +176,7 @@ Result readPeer(const QString &path, int baud)
             std::fprintf(stderr, "peer, block %s: %d bytes\n", qPrintable(hex4(addr)), have);
             break;
         }
+        r.exchangeNs << t.nsecsElapsed();
         r.bytesOut += frame.size();
         r.bytesIn += have;
         ++r.blocks;
@@ -230,10 +248,11 @@ bool run(int baud, int pieceMs, const QStringList &modes, bool viaSer2net, bool 
         const double blocks = qMax(1, r.blocks);
         std::printf("%s%6d baud, %2d ms pieces, %-4s: %3d blocks; elapsed %7.3f s, wire limit %7.3f s, ratio %.4f "
                     "(+%.2f ms per exchange); CPU %.3f s = %.2f %% of elapsed; %.2f wake-ups and %.1f context "
-                    "switches per reply\n",
+                    "switches per reply; per exchange over its wire time: median %+.2f ms, p95 %+.2f ms\n",
                     viaSer2net ? (charDelay ? "ser2net " : "ser2net, no chardelay, ") : "", baud, pieceMs, qPrintable(mode), r.blocks, elapsed, wire,
                     wire > 0 ? elapsed / wire : 0.0, 1000.0 * (elapsed - wire) / blocks, cpu,
-                    elapsed > 0 ? 100 * cpu / elapsed : 0.0, r.wakes / blocks, switches / blocks);
+                    elapsed > 0 ? 100 * cpu / elapsed : 0.0, r.wakes / blocks, switches / blocks,
+                    overWireMs(r.exchangeNs, 0.5, baud), overWireMs(r.exchangeNs, 0.95, baud));
         std::fflush(stdout);
         ok = r.blocks == 127 && ok;
         bench::settle(200); // the line goes quiet before the next reader

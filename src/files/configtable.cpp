@@ -203,7 +203,12 @@ bool ConfigTable::read(const QByteArray &bytes, QString *error)
         }
         // One address, one meaning: a second row for it would be read
         // differently by whoever takes the first or the last.
-        const QString address = fields[1].trimmed().toUpper();
+        // "134" and "0134" are the same cell of device memory.
+        QString address = fields[1].trimmed().toUpper();
+        bool hex = false;
+        const uint cell = address.toUInt(&hex, 16);
+        if (hex && cell <= 0xFFFF)
+            address = QStringLiteral("%1").arg(cell, 4, 16, QLatin1Char('0')).toUpper();
         if (!address.isEmpty() && lineOf.contains(address)) {
             *error = where + QStringLiteral("the address %1 is named again; line %2 names it first")
                                  .arg(fields[1]).arg(lineOf.value(address));

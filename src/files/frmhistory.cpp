@@ -202,7 +202,8 @@ void frmHistory::cmdUndo_Click()
     const TerminalState &state = m_host.state();
     undo.describeStep = [&state](const JournalRecord &r) {
         return nameOf(r) + QStringLiteral(" at ") + r.address + QStringLiteral(": ") + valueText(r, r.written, state)
-               + QStringLiteral(" back to ") + valueText(r, r.before, state) + QStringLiteral(" (") + rawText(r) + QLatin1Char(')');
+               + QStringLiteral(" back to ") + valueText(r, r.before, state) + QStringLiteral(" (") + r.written
+               + QStringLiteral(" -> ") + r.before + QLatin1Char(')');
     };
     WriteUndo::Result result = WriteUndo::Refused;
     QString why;

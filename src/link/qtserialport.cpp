@@ -188,9 +188,17 @@ bool QtSerialPort::isOpen() const
     return m_port->isOpen();
 }
 
+// Qt hands written bytes to the driver on its next turn of the event loop;
+// a frame's reply can only start once the frame is on the wire, so put it
+// there now. The send event still comes from the event loop.
 qint64 QtSerialPort::write(const QByteArray &bytes)
 {
-    return m_port->isOpen() ? m_port->write(bytes) : -1;
+    if (!m_port->isOpen())
+        return -1;
+    const qint64 n = m_port->write(bytes);
+    if (n > 0)
+        m_port->flush();
+    return n;
 }
 
 // While a read threshold is set the terminal driver hands on at most 64

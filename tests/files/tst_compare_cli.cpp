@@ -379,8 +379,9 @@ private slots:
         QCOMPARE(grid->rowCount(), 4);
         QCOMPARE(grid->item(0, 2)->text(), QStringLiteral("undo"));
         QCOMPARE(rig.prompter.texts(QStringLiteral("yesno")).last(),
-                 QStringLiteral("Undo writes these, newest first:\r  fluid density at 0170: 900 back to 998 (000003E6 -> 00000384)\r"
-                                "  high frequency cut-off at 0134: 4000 Hz back to 1000 Hz (03E8 -> 0FA0)\rGo on?"));
+                 QStringLiteral("Undo writes these, newest first:\r  fluid density at 0170: 900 back to 998 (00000384 -> 000003E6)\r"
+                                "  high frequency cut-off at 0134: 4000 Hz back to 1000 Hz (0FA0 -> 03E8)\rGo on?"));
+        QCOMPARE(rig.prompter.entries.last().title, QStringLiteral("System Monitor"));
         QCOMPARE(port->currentText(), QStringLiteral("Simulated transmitter"));
 
         // A put-back that does not verify stops the undo and says so.

@@ -137,6 +137,10 @@ private slots:
                                 << "t.epr, line 1: the file holds binary data, not a configuration table";
         QTest::newRow("open quote") << QByteArray("\"0   \",\"0100\",\"01\",\"05\",\"5\r\n")
                                     << "t.epr, line 1: a quoted field is not closed";
+        QTest::newRow("an address twice, spelled two ways") << QByteArray(kFixedFile).replace("\"0130\"", "\"134\"")
+                                                             << "t.epr, line 26: the address 134 is named again; line 4 names it first";
+        QTest::newRow("over 1 MiB") << QByteArray((1 << 20) + 1, ' ')
+                                    << "t.epr: the file is too large for a configuration table";
     }
 
     void readerRefusals()

@@ -58,6 +58,7 @@ private slots:
         QCOMPARE(readout.read(end), FlowLogReadout::Completed);
         QTEST(rig.session.state().FlowPointCount, "points");
         QTEST(progressCalls, "blocks");
+        QTEST(FlowLogReadout::blockCount(end), "blocks");
         const QStringList addresses = blockAddresses(*rig.device);
         QTEST(int(addresses.size()), "blocks");
         QTEST(addresses.isEmpty() ? QString() : addresses.last(), "lastBlock");

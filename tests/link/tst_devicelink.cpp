@@ -141,6 +141,11 @@ private slots:
         QCOMPARE(r.prompter.texts(), QStringList{kNoConnection});
         QCOMPARE(r.prompter.entries.first().title, QStringLiteral("Communication Error"));
         QVERIFY(r.link.LineReady && !r.link.AwaitingReply);
+        // A frame whose send event never comes still ends, as a time-out.
+        r.port->sendEvents = false;
+        QVERIFY(r.link.Transact(QStringLiteral("R5202:02010000")).isEmpty());
+        QCOMPARE(r.prompter.texts(), QStringList(2, kNoConnection));
+        r.port->sendEvents = true;
         // Neither the cut reply nor text that came in while nobody waited is
         // taken as the start of the next one.
         r.port->replies << QList<QByteArray>{QByteArray(":ABCD"), QByteArray("XY")}

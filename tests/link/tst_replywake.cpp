@@ -14,6 +14,7 @@
 #include <QtTest>
 
 #include <fcntl.h>
+#include <poll.h>
 #include <termios.h>
 #include <unistd.h>
 
@@ -108,6 +109,18 @@ private slots:
         for (int fd : {slave, master})
             if (fd >= 0)
                 ::close(fd);
+    }
+
+    void frameIsOnTheLineWhenWriteReturns()
+    {
+        const int master = ::posix_openpt(O_RDWR | O_NOCTTY | O_NONBLOCK);
+        QVERIFY(master >= 0 && ::grantpt(master) == 0 && ::unlockpt(master) == 0);
+        QtSerialPort port(QString::fromLocal8Bit(::ptsname(master)));
+        QVERIFY(port.open() && port.write("R5202:FF020000\x1A") == 15);
+        pollfd p {master, POLLIN, 0}; // no turn of the event loop: the driver has the frame
+        char buf[32];
+        QVERIFY(::poll(&p, 1, 2000) == 1 && ::read(master, buf, sizeof buf) == 15);
+        ::close(master);
     }
 
     void readThresholdIsOneByteWide()

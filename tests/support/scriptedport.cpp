@@ -17,7 +17,8 @@ qint64 ScriptedPort::write(const QByteArray &bytes)
     if (!m_open)
         return -1;
     written << bytes;
-    QTimer::singleShot(0, this, [this] { emit commEvent(CommEvent::Send); });
+    if (sendEvents)
+        QTimer::singleShot(0, this, [this] { emit commEvent(CommEvent::Send); });
     const bool read = bytes.size() > 4 && bytes.at(4) != '0';
     if (read && !replies.isEmpty()) {
         const QList<QByteArray> pieces = replies.takeFirst();

@@ -31,6 +31,8 @@ public:
     // Frames written so far (the bytes as sent, end bytes included).
     QList<QByteArray> written;
     bool failOpen = false;
+    // Off: the port never reports a frame as sent (a driver that loses the event).
+    bool sendEvents = true;
 
 private:
     bool m_open = false;

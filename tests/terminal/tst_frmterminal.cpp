@@ -608,6 +608,18 @@ private slots:
         QTest::keyClicks(term, QStringLiteral("R5202:0101E400"));
         QTest::keyClick(term, Qt::Key_Return);
         QTRY_COMPARE(term->toPlainText(), QStringLiteral(":07\nR5202:0101E400\n:07"));
+        // The line being typed is edited anywhere in it, down to its first
+        // character; what came before it is not: typing there goes to the end.
+        QTest::keyClicks(term, QStringLiteral("AB"));
+        QTest::keyClick(term, Qt::Key_Home);
+        QTest::keyClicks(term, QStringLiteral("X"));
+        QTest::keyClick(term, Qt::Key_Left);
+        QTest::keyClick(term, Qt::Key_Backspace);
+        QTextCursor c = term->textCursor();
+        c.setPosition(1);
+        term->setTextCursor(c);
+        QTest::keyClicks(term, QStringLiteral("Y"));
+        QCOMPARE(term->toPlainText(), QStringLiteral(":07\nR5202:0101E400\n:07\nXABY"));
         rig.window->menuItem(QStringLiteral("mnuStop"))->trigger();
         QVERIFY(!term->isVisible());
         QVERIFY(rig.window->link().SuppressTerminal);
