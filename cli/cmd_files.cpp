@@ -156,10 +156,11 @@ static CliCommand importCommand("import",
         }
         import.setStopCheck([] { return stopAsked != 0; });
         int written = 0;
-        QObject::connect(&import, &ConfigImport::rowStarting, [&](int entry) {
-            *c.err << "import: writing " << table.row(entry).Address << "\n";
-            c.err->flush();
-        });
+        if (qEnvironmentVariableIsSet("QUORIN_NAME_ROWS"))
+            QObject::connect(&import, &ConfigImport::rowStarting, [&](int entry) {
+                *c.err << "import: writing " << table.row(entry).Address << "\n";
+                c.err->flush();
+            });
         QObject::connect(&import, &ConfigImport::rowDone, [&](int entry) {
             *c.out << table.displayLine(entry, QStringLiteral("   ")) << "\n";
             c.out->flush();

@@ -196,6 +196,11 @@ void SiteSweep::startStep(int i, Step step)
     }
     auto *p = new QProcess(this);
     p->setProperty("writes", step == ImportStep && m_options.yes);
+    // A writing child names each row before it goes out, so a child killed
+    // mid-row leaves the row it was writing on record.
+    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+    env.insert(QStringLiteral("QUORIN_NAME_ROWS"), QStringLiteral("1"));
+    p->setProcessEnvironment(env);
     // Its own process group: Ctrl+C reaches this process only, which then
     // ends the children itself and marks them.
     p->setChildProcessModifier([] { ::setpgid(0, 0); });
