@@ -387,6 +387,16 @@ private slots:
         QVERIFY(grid->item(1, 3)->text().toInt() > 0);
         QVERIFY(!grid->item(1, 6)->text().isEmpty());
         QVERIFY(prompter.entries.isEmpty());
+        // Restore asks first: No sends nothing; Yes writes the rows that differ.
+        const int before = grid->item(1, 3)->text().toInt();
+        for (const bool yes : {false, true}) {
+            prompter.answers << yes;
+            window.findChild<QPushButton *>("cmdRestore")->click();
+            QCOMPARE(grid->item(1, 3)->text().toInt() < before, yes);
+        }
+        QCOMPARE(prompter.texts("yesno"), QStringList(2, "Write the rows that differ from their golden tables into the transmitters "
+                                                  "of this site, each row verified?"));
+        prompter.clear();
         // Stop, enabled only while a sweep runs, stops it as Ctrl+C does.
         auto *stop = window.findChild<QPushButton *>("cmdStop");
         bool enabled = false;
