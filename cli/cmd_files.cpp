@@ -7,6 +7,8 @@
 #include "files/mlgfile.h"
 #include "files/servicereport.h"
 #include "session/terminalhost.h"
+#include "session/terminalsession.h"
+#include "session/writejournal.h"
 #include "session/terminalstate.h"
 
 #include <QDir>
@@ -27,6 +29,14 @@ bool mayWrite(CliContext &c, const QString &path, const QStringList &inputs = {}
             c.usage(QStringLiteral("%1 is read by this command; it cannot also be the output").arg(path));
             return false;
         }
+    }
+    // Nor the write journal, its older parts or anything beside them.
+    const QString journal = c.session ? c.session->journal().path() : WriteJournal::defaultPath();
+    const QString journalFolder = QFileInfo(QFileInfo(journal).absolutePath()).canonicalFilePath();
+    const QFileInfo output(target.isEmpty() ? path : target);
+    if (!journalFolder.isEmpty() && QFileInfo(output.absolutePath()).canonicalFilePath() == journalFolder) {
+        c.usage(QStringLiteral("%1 is in the folder of the write journal; it cannot be an output").arg(path));
+        return false;
     }
     if (QFileInfo::exists(path) && !c.flag(QStringLiteral("yes"))) {
         c.usage(QStringLiteral("%1 exists; give --yes to replace it").arg(path));
@@ -144,6 +154,8 @@ static CliCommand importCommand("import",
         // Live rows named with --only are the technician's explicit choice.
         if (c.flag(QStringLiteral("changed")))
             entries = ConfigImport::changedEntries(table, host->state(), entries, only);
+        if (!ConfigImport::checkRows(table, entries, &error))
+            return c.usage(QFileInfo(c.args[0]).fileName() + QStringLiteral(", ") + error + QStringLiteral("; nothing was written"));
         if (dryRun) {
             for (int e : std::as_const(entries))
                 *c.out << table.displayLine(e, QStringLiteral("   ")) << "\n";

@@ -81,6 +81,49 @@ bool ConfigImport::namedEntries(const ConfigTable &table, const QStringList &nam
     return true;
 }
 
+QString ConfigImport::rowData(const ConfigTable &table, int entry, QString *why)
+{
+    const QString where = QStringLiteral("line %1: ").arg(entry + 1);
+    if (entry < 0 || entry >= table.recordsRead()) {
+        *why = where + QStringLiteral("the table has no such line");
+        return QString();
+    }
+    const ConfigRow &row = table.row(entry);
+    const Parameter *p = ParameterMap::tableAddresses().contains(row.Address) ? ParameterMap::find(row.Address) : nullptr;
+    if (!p) {
+        *why = where + QStringLiteral("\"%1\" is not the address of a table row").arg(row.Address);
+        return QString();
+    }
+    if (row.Width != p->widthText()) {
+        *why = where + QStringLiteral("the width of %1 is \"%2\", not \"%3\"").arg(row.Address, p->widthText(), row.Width);
+        return QString();
+    }
+    // Anything else would reach the device as a frame it misreads, or cut
+    // short: a value is written as the file holds it or not at all.
+    const QString &data = row.Data;
+    bool hex = !data.isEmpty();
+    for (const QChar c : data)
+        hex = hex && (c.isDigit() || QStringLiteral("ABCDEFabcdef").contains(c)) && c.unicode() < 0x80;
+    if (hex && data.size() == 2 * p->width)
+        return data;
+    if (hex && p->encoding == Parameter::HexPointer && data.size() < 2 * p->width) {
+        const uint value = data.toUInt(nullptr, 16);
+        if (data == QLatin1Char('0') + QString::number(value, 16).toUpper())
+            return ParameterMap::padHex(value, p->width);
+    }
+    *why = where + QStringLiteral("%1 takes %2 hexadecimal digits (width %3), not \"%4\"")
+                       .arg(row.Address).arg(2 * p->width).arg(p->widthText(), data);
+    return QString();
+}
+
+bool ConfigImport::checkRows(const ConfigTable &table, const QList<int> &entries, QString *why)
+{
+    for (int e : entries)
+        if (rowData(table, e, why).isEmpty())
+            return false;
+    return true;
+}
+
 bool ConfigImport::upload(const ConfigTable &table)
 {
     return upload(table, uploadEntries());
@@ -92,14 +135,24 @@ bool ConfigImport::upload(const ConfigTable &table, const QList<int> &entries)
     if (!hold)
         return false;
 
-    emit progress(0);
     // The "012D" row is never written while the device is in tenths mode.
     const QList<int> allowed = uploadEntries();
+    QList<int> rows;
+    for (int e : entries)
+        if (allowed.contains(e))
+            rows << e;
+    // Every row is checked before the first goes out, so a bad table never
+    // leaves the device half written.
+    QString why;
+    if (!checkRows(table, rows, &why)) {
+        m_host.prompter().message(QStringLiteral("EEPROM Table cannot be written; nothing was sent.\r") + why,
+                                  QStringLiteral("System Monitor"), Prompter::Exclamation);
+        return false;
+    }
+    emit progress(0);
     int written = 0;
     m_stopped = false;
-    for (int e : entries) {
-        if (!allowed.contains(e))
-            continue;
+    for (int e : std::as_const(rows)) {
         if (m_stopCheck && m_stopCheck()) {
             m_stopped = true;
             emit progress(0);
@@ -112,8 +165,9 @@ bool ConfigImport::upload(const ConfigTable &table, const QList<int> &entries)
         // empty data text would otherwise match the empty read-back of a
         // failed exchange.
         QString readBack;
-        const QString verified = m_host.link().WriteRamData(row.Width, row.Address, row.Data, &readBack);
-        if (verified.isEmpty() || readBack != row.Data) {
+        const QString data = rowData(table, e, &why);
+        const QString verified = m_host.link().WriteRamData(row.Width, row.Address, data, &readBack);
+        if (verified.isEmpty() || readBack != data) {
             m_host.prompter().message(QStringLiteral("Communication Error! EEPROM Table Writing is terminated!\r"
                                                      "Check connection and try again!   [")
                                           + readBack + QStringLiteral("]"),

@@ -39,6 +39,13 @@ public:
     // false with *error for a name the parameter map does not know or a row
     // an upload never writes.
     static bool namedEntries(const ConfigTable &table, const QStringList &names, QList<int> *entries, QString *error);
+    // The data an upload writes for the entry: the row's width must be its
+    // parameter's and its data exactly that many bytes in hex, or "" with
+    // *why ("line N: ..."). The flow log pointer also takes the shorter text
+    // the export writes for a value below 100h ("0FF"), written as 00FF.
+    static QString rowData(const ConfigTable &table, int entry, QString *why);
+    // True when every one of `entries` can be written as it stands.
+    static bool checkRows(const ConfigTable &table, const QList<int> &entries, QString *why);
     // Tests shorten the pause between rows.
     void setRowPause(int msecs);
     // Asked before each row: true stops the upload there (false returned,

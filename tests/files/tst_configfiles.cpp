@@ -213,13 +213,12 @@ private slots:
         QCOMPARE(counts[24], 24);
         QCOMPARE(tenths.device->memory().mid(0x12D, 2), coefficient);
 
-        // An empty table (no file opened) stops at the first row.
+        // An empty table (no file opened) is refused before anything is sent.
         tenths.prompter.clear();
+        tenths.device->clearReceivedFrames();
         QVERIFY(!import.upload(ConfigTable()));
-        QCOMPARE(tenths.prompter.texts(), (QStringList{"No connection!", "Communication ERROR. Can not verify\r data in RAM",
-                                                       "Communication Error! EEPROM Table Writing is terminated!\r"
-                                                       "Check connection and try again!   []"}));
-        QCOMPARE(counts.mid(26), (QList<int>{0, 0}));
+        QCOMPARE(tenths.prompter.texts(), QStringList{"EEPROM Table cannot be written; nothing was sent.\rline 1: the table has no such line"});
+        QCOMPARE(tenths.device->framesReceived() + counts.size(), 26);
 
         // Lower-case data is written but does not match the device's upper-case echo.
         ConfigTable bad = table;
