@@ -179,7 +179,8 @@ void TerminalSession::written(const QString &data, const QString &readBack, Jour
 {
     JournalRecord r = m_pending;
     m_pending = JournalRecord();
-    r.state = state;
+    // Without a read-back nobody knows whether the device took the write.
+    r.state = state == JournalRecord::Done && !verified && readBack.isEmpty() ? JournalRecord::NoReadBack : state;
     r.verified = verified;
     r.readBack = readBack;
 

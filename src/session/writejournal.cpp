@@ -20,6 +20,8 @@ QString outcomeWord(const JournalRecord &r)
 {
     if (r.state == JournalRecord::NotVerified)
         return QStringLiteral("not verified");
+    if (r.state == JournalRecord::NoReadBack)
+        return QStringLiteral("outcome unknown");
     return r.verified ? QStringLiteral("verified") : QStringLiteral("failed");
 }
 
@@ -111,6 +113,8 @@ QString JournalRecord::outcomeText() const
         return QStringLiteral("interrupted, outcome unknown");
     case NotVerified:
         return QStringLiteral("not verified");
+    case NoReadBack:
+        return QStringLiteral("no read-back, outcome unknown");
     case Done:
         break;
     }
@@ -175,8 +179,11 @@ bool JournalRecord::fromLine(const QByteArray &line, JournalRecord *r, int *kind
     } else {
         const QString outcome = o.value(QStringLiteral("outcome")).toString();
         r->verified = outcome == QLatin1String("verified");
-        r->state = outcome == QLatin1String("not verified") ? NotVerified : Done;
         r->readBack = o.value(QStringLiteral("readBack")).toString();
+        // Older journals called a write without a read-back failed.
+        r->state = outcome == QLatin1String("not verified")                         ? NotVerified
+                   : !r->verified && r->readBack.isEmpty() && outcome != QString() ? NoReadBack
+                                                                                    : Done;
     }
     if (kindOut)
         *kindOut = k;

@@ -22,8 +22,10 @@ struct JournalRecord {
     bool verified = false;
     QString readBack;   // what the device held afterwards ("" no reply)
     QString id;         // pairs the intent with its outcome
-    enum State { Done, NotVerified, Interrupted };
-    State state = Done; // NotVerified: a frame no read-back follows (typed)
+    enum State { Done, NotVerified, Interrupted, NoReadBack };
+    // NotVerified: a frame no read-back follows (typed); NoReadBack: the
+    // read-back never came, so the write may or may not have taken effect.
+    State state = Done;
     // The device's configuration rows when the write was asked for, as far
     // as the terminal knew them: "0100=05,0105=...", "" unknown.
     QString device;
@@ -31,7 +33,7 @@ struct JournalRecord {
     bool beforeKnown() const { return !before.isEmpty(); }
     bool interrupted() const { return state == Interrupted; }
     // "verified", "failed, read back X", "not verified",
-    // "interrupted, outcome unknown".
+    // "interrupted, outcome unknown", "no read-back, outcome unknown".
     QString outcomeText() const;
     QByteArray toLine() const;                       // intent and outcome in one line
     QByteArray intentLine() const;

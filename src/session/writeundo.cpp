@@ -134,9 +134,11 @@ WriteUndo::Result WriteUndo::undo(const QList<JournalRecord> &chosen)
         if (!r.beforeKnown())
             return refuse(where(r) + QStringLiteral(": the data before it is not known"));
         // A write whose outcome was not seen is undone only if the device
-        // holds what it asked for.
-        const QString wrote = r.verified || r.state != JournalRecord::Done ? r.written : r.readBack;
-        if (wrote.isEmpty() || wrote.size() != 2 * r.width || r.before.size() != 2 * r.width)
+        // holds what it asked for; one whose read-back differed, also if it
+        // holds what it answered then.
+        const bool differed = r.state == JournalRecord::Done && !r.verified;
+        if (r.written.size() != 2 * r.width || r.before.size() != 2 * r.width
+            || (differed && r.readBack.size() != 2 * r.width))
             return refuse(where(r) + QStringLiteral(": what the device held afterwards is not known"));
         bool ok = false;
         const int first = r.address.toInt(&ok, 16);
@@ -159,8 +161,13 @@ WriteUndo::Result WriteUndo::undo(const QList<JournalRecord> &chosen)
                 if (planned.contains(a))
                     current.replace(2 * (a - first), 2, planned.value(a));
         }
-        if (current.compare(wrote, Qt::CaseInsensitive) != 0)
+        const auto holds = [&current](const QString &data) { return current.compare(data, Qt::CaseInsensitive) == 0; };
+        if (!holds(r.written) && !(differed && holds(r.readBack))) {
+            if (!r.verified && !differed && holds(r.before))
+                return refuse(where(r) + QStringLiteral(": the device holds %1 there, the data before it; "
+                                                        "the write did not take effect").arg(current));
             return refuse(where(r) + QStringLiteral(": the device holds %1 there now; it was changed since").arg(current));
+        }
         for (int a = first; a < first + r.width; ++a)
             planned.insert(a, r.before.mid(2 * (a - first), 2));
     }

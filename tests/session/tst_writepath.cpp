@@ -77,6 +77,43 @@ private slots:
         QCOMPARE(QFile::permissions(dir.filePath("share/data")) & 0x0077, QFileDevice::Permissions());
     }
 
+    // A write whose read-back never came may have taken effect: its outcome
+    // is unknown, and undo goes by what the device holds now.
+    void undoGoesByWhatTheDeviceHolds()
+    {
+        SimRig rig;
+        QTemporaryDir dir;
+        rig.session.journal().setPath(dir.filePath(QStringLiteral("j.jsonl")));
+        QVERIFY(rig.readOut());
+        const quint32 before = rig.device->value(0x134, 2);
+        SimFaults silent;
+        silent.noAnswer = true;
+        rig.port->setFaults(silent);
+        QCOMPARE(rig.session.link().WriteRamData("02", "0134", "0FA0"), QString());
+        QString error;
+        QCOMPARE(rig.session.journal().newest(1, &error).value(0).outcomeText(), QStringLiteral("no read-back, outcome unknown"));
+        WriteUndo undo(rig.session, rig.session.journal());
+        // For each: what the device holds, what undo does, how it ends.
+        const auto step = [&](quint32 held, WriteUndo::Result result, const QString &end) {
+            rig.port->setFaults(SimFaults());
+            rig.device->setValue(0x134, 2, held);
+            if (result == WriteUndo::Done)
+                rig.prompter.answers << true;
+            QCOMPARE(undo.undoLast(1), result);
+            QVERIFY2(undo.refusal().endsWith(end), qPrintable(undo.refusal()));
+        };
+        step(before, WriteUndo::Refused, QStringLiteral(": the device holds %1 there, the data before it; the write did not take effect")
+                                             .arg(ParameterMap::padHex(before, 2)));
+        step(4000, WriteUndo::Done, QString());
+        QCOMPARE(rig.device->value(0x134, 2), before);
+        // A spoilt read-back of what the device holds all the same.
+        rig.corruptReadbacks();
+        QCOMPARE(rig.session.link().WriteRamData("02", "0134", "0FA0"), QString());
+        step(3000, WriteUndo::Refused, QStringLiteral(": the device holds 0BB8 there now; it was changed since"));
+        step(4000, WriteUndo::Done, QString());
+        QCOMPARE(rig.device->value(0x134, 2), before);
+    }
+
     void journalReadFromTheEndAcrossRotatedParts()
     {
         QTemporaryDir dir;
