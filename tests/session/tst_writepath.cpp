@@ -67,11 +67,6 @@ private slots:
         QVERIFY2(j.appendIntent(cut, &error), qPrintable(error));
         QCOMPARE(j.records(&error).value(0).outcomeText(), QStringLiteral("interrupted, outcome unknown"));
         QCOMPARE(j.newest(5, &error).value(0).outcomeText(), QStringLiteral("interrupted, outcome unknown"));
-        cut.verified = true;
-        cut.readBack = "06";
-        QVERIFY(j.appendOutcome(cut, &error));
-        QCOMPARE(j.records(&error).value(0).outcomeText(), QStringLiteral("verified"));
-        QCOMPARE(j.newest(5, &error).value(0).outcomeText(), QStringLiteral("verified"));
         // Owner only: the journal holds the access code among the bytes written.
         QCOMPARE(QFile::permissions(j.path()) & 0x0077, QFileDevice::Permissions());
         QCOMPARE(QFile::permissions(dir.filePath("share/data")) & 0x0077, QFileDevice::Permissions());
@@ -86,32 +81,25 @@ private slots:
         rig.session.journal().setPath(dir.filePath(QStringLiteral("j.jsonl")));
         QVERIFY(rig.readOut());
         const quint32 before = rig.device->value(0x134, 2);
-        SimFaults silent;
-        silent.noAnswer = true;
-        rig.port->setFaults(silent);
+        rig.port->setFaults([] { SimFaults f; f.noAnswer = true; return f; }());
         QCOMPARE(rig.session.link().WriteRamData("02", "0134", "0FA0"), QString());
         QString error;
         QCOMPARE(rig.session.journal().newest(1, &error).value(0).outcomeText(), QStringLiteral("no read-back, outcome unknown"));
         WriteUndo undo(rig.session, rig.session.journal());
-        // For each: what the device holds, what undo does, how it ends.
+        // What the device holds now, what undo does, how it ends.
         const auto step = [&](quint32 held, WriteUndo::Result result, const QString &end) {
             rig.port->setFaults(SimFaults());
             rig.device->setValue(0x134, 2, held);
-            if (result == WriteUndo::Done)
-                rig.prompter.answers << true;
-            QCOMPARE(undo.undoLast(1), result);
-            QVERIFY2(undo.refusal().endsWith(end), qPrintable(undo.refusal()));
+            rig.prompter.answers = {true};
+            QVERIFY2(undo.undoLast(1) == result && undo.refusal().endsWith(end) && (result != WriteUndo::Done || rig.device->value(0x134, 2) == before), qPrintable(undo.refusal()));
         };
-        step(before, WriteUndo::Refused, QStringLiteral(": the device holds %1 there, the data before it; the write did not take effect")
-                                             .arg(ParameterMap::padHex(before, 2)));
+        step(before, WriteUndo::Refused, QStringLiteral(": the device holds %1 there, the data before it; the write did not take effect").arg(ParameterMap::padHex(before, 2)));
         step(4000, WriteUndo::Done, QString());
-        QCOMPARE(rig.device->value(0x134, 2), before);
         // A spoilt read-back of what the device holds all the same.
         rig.corruptReadbacks();
         QCOMPARE(rig.session.link().WriteRamData("02", "0134", "0FA0"), QString());
         step(3000, WriteUndo::Refused, QStringLiteral(": the device holds 0BB8 there now; it was changed since"));
         step(4000, WriteUndo::Done, QString());
-        QCOMPARE(rig.device->value(0x134, 2), before);
     }
 
     void journalReadFromTheEndAcrossRotatedParts()
@@ -134,7 +122,7 @@ private slots:
             newest << r.written + r.outcomeText();
         QCOMPARE(newest, QStringList({"05verified", "07verified", "09verified", "0Bverified"}));
         QCOMPARE(j.newest(100, &error).size(), 12);
-        QCOMPARE(j.newest(1, &error).value(0).written, all.last().written);
+        QCOMPARE(j.newest(1, &error).value(0).written + all.last().outcomeText(), all.last().written + "verified");
     }
 
     void randomWritesKeepCopyJournalAndUndo_data()
