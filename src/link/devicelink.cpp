@@ -567,7 +567,10 @@ void DeviceLink::SendText(const QString &command)
 
 QString DeviceLink::ReadMemory(const QString &address, const QString &byteCount)
 {
-    return Transact(readFrame(address, byteCount));
+    const QString reply = Transact(readFrame(address, byteCount));
+    if (!reply.isEmpty() && reply.size() == 2 * byteCount.toInt(nullptr, 16))
+        emit memoryRead(address, reply);
+    return reply;
 }
 
 void DeviceLink::WriteMemory(const QString &address, const QString &byteCount, const QString &data)

@@ -133,6 +133,8 @@ signals:
     // Before any write frame leaves, while nothing has been sent: the write
     // is journaled here, so that a crash during it leaves its trace.
     void ramDataWriting(const QString &address, const QString &byteCount, const QString &data);
+    // A read of memory that came back whole: what the device holds there now.
+    void memoryRead(const QString &address, const QString &data);
     // A write frame without a read-back has left.
     void memoryWritten(const QString &address, const QString &byteCount, const QString &data);
     // After every verified write has compared its read-back: what was asked

@@ -24,6 +24,13 @@ TerminalSession::TerminalSession(Prompter *prompter, SerialPort *port)
                      [this](const QString &, const QString &, const QString &data) {
                          written(data, QString(), JournalRecord::NotVerified, false);
                      });
+    // What a whole read of the configuration found is what the next write
+    // there replaces (the flow log above it is no one's "before").
+    QObject::connect(link, &DeviceLink::memoryRead, link, [this](const QString &address, const QString &data) {
+        const int first = address.toInt(nullptr, 16);
+        for (int i = 0; i < data.size() / 2 && first + i < 0x200; ++i)
+            m_written.insert(first + i, {data.mid(2 * i, 2).toUpper(), imageByte(first + i)});
+    });
     QObject::connect(link, &DeviceLink::portStateChanged, link, [this](bool open) {
         if (open)
             newServiceRecord();

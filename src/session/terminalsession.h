@@ -80,7 +80,7 @@ private:
     void reportJournalError(const QString &error);
     QString imageByte(int address) const;
 
-    // Bytes written since the readout, with the image's byte at that time:
+    // Bytes written or read whole since the readout, with the image's byte at that time:
     // once the image changes (a new readout, or the window that wrote it
     // updated its copy) the image is the newer knowledge.
     struct WrittenByte {

@@ -95,6 +95,7 @@ private slots:
         };
         step(before, WriteUndo::Refused, QStringLiteral(": the device holds %1 there, the data before it; the write did not take effect").arg(ParameterMap::padHex(before, 2)));
         step(4000, WriteUndo::Done, QString());
+        QCOMPARE(rig.session.journal().newest(1, &error).value(0).before, QStringLiteral("0FA0")); // as undo read it
         // A spoilt read-back of what the device holds all the same.
         rig.corruptReadbacks();
         QCOMPARE(rig.session.link().WriteRamData("02", "0134", "0FA0"), QString());
