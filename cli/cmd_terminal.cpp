@@ -220,9 +220,19 @@ static CliCommand monitorCommand("monitor",
         // --count counts the readings printed, failed ones included.
         bool allOk = true;
         bool anyOk = false;
+        // The broker hears once per loss that the readings stopped (a loss
+        // between two polls too), and readings again once they resume.
+        bool offlineSaid = false;
+        const auto sayOffline = [&mqtt, &offlineSaid] {
+            if (mqtt && !offlineSaid)
+                mqtt->publishOffline();
+            offlineSaid = true;
+        };
         for (int printed = 0; count == 0 || printed < count; ++printed) {
             if (printed > 0)
                 link.pause(interval);
+            if (lost || (again && again->isRetrying()))
+                sayOffline();
             if (lost && !again)
                 return finish(ExitDevice);
             if (again && again->isRetrying())
@@ -254,9 +264,10 @@ static CliCommand monitorCommand("monitor",
             }
             if (mqtt) {
                 mqtt->publish(MqttPublisher::fromState(s, r, portName, QDateTime::currentMSecsSinceEpoch()));
-                if (lost) // the readings stop here: not live any more
-                    mqtt->publishOffline();
+                offlineSaid = false;
             }
+            if (lost) // the readings stop here: not live any more
+                sayOffline();
             // A poll cut by a loss that --reconnect mends does not fail the run.
             if (!(lost && again))
                 allOk = allOk && r.ok();
