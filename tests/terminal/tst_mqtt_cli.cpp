@@ -155,6 +155,9 @@ private slots:
         QTest::newRow("space, NBSP") << QStringList{"--mqtt", url + "a%20%C2%A0"} << QString();
         QTest::newRow("DEL") << QStringList{"--mqtt", "mqtt://h/a%7F"} << e + "the topic must not contain a NUL or another control character";
         QTest::newRow("not UTF-8") << QStringList{"--mqtt", "mqtt://h/a%FF"} << e + "the topic is not UTF-8 text";
+        for (const char *bad : {"a%zz", "a%4", "a%"})
+            QTest::newRow(bad) << QStringList{"--mqtt", QStringLiteral("mqtt://h/") + bad}
+                               << e + "the topic holds a bad percent escape: % must be followed by two hex digits";
         QTest::newRow("65536 bytes") << QStringList{"--mqtt", "mqtt://h/" + QString(65536, 'a')} << e + "the topic is longer than 65535 bytes";
         QTest::newRow("65535 bytes") << QStringList{"--mqtt", url + QString(65535, 'a')} << QString();
         QTest::newRow("empty topic") << QStringList{"--mqtt", "mqtt://h/"} << e + "the topic is empty";
