@@ -17,6 +17,7 @@
 #include <QTcpSocket>
 #include <QTemporaryDir>
 #include <QtTest>
+#include <csignal>
 
 namespace {
 
@@ -295,6 +296,7 @@ private slots:
         QTest::newRow("count reached") << QStringList{"--count", "3"} << "" << 0 << false;
         QTest::newRow("device hung up") << QStringList{"--fault", "hangup:12"} << "" << 1 << true;
         QTest::newRow("terminal killed") << QStringList{} << "kill" << -2 << true;
+        QTest::newRow("interrupted by the operator") << QStringList{} << "interrupt" << 0 << false;
         // The device server goes away mid-run: offline while it is away, readings again once it is back.
         QTest::newRow("device server lost, reconnecting") << QStringList{"--reconnect", "--count", "14"} << "server" << 0 << false;
     }
@@ -316,6 +318,8 @@ private slots:
                                        [&, end = end](QProcess &p) {
                                            if (end == "kill")
                                                p.kill();
+                                           if (end == "interrupt")
+                                               ::kill(pid_t(p.processId()), SIGINT);
                                            if (!server)
                                                return;
                                            QVERIFY(sim.stop());
