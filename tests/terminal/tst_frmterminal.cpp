@@ -87,12 +87,10 @@ private slots:
         QCOMPARE(rig.window->Timer4->interval(), timer4);
         QCOMPARE(rig.window->Timer5->interval(), timer5);
         QVERIFY(!rig.window->Timer4->isActive() && rig.window->TimerM->isActive());
-        QCOMPARE(rig.prompter.texts(), messages);
-        for (const ScriptedPrompter::Entry &e : rig.prompter.entries) {
-            QCOMPARE(e.title, QStringLiteral("System Monitor"));
-            QCOMPARE(e.icon, Prompter::Exclamation);
-        }
-        QCOMPARE(rig.prompter.entries.size(), messages.size());
+        QStringList said;
+        for (const QString &m : messages)
+            said << ScriptedPrompter::line("message", "System Monitor", Prompter::Exclamation, m);
+        QCOMPARE(rig.prompter.said(), said);
         if (stored.isEmpty())
             QCOMPARE(rig.window->state().DeviceLabel, QStringLiteral("R52  "));
         if (!stored.contains(QStringLiteral("Tot_unit")))
@@ -123,10 +121,8 @@ private slots:
         // The port was opened through the toggle.
         QVERIFY(rig.shown("imgConnected") && rig.window->menuItem(QStringLiteral("mnuOpen"))->isChecked());
         QVERIFY(rig.buttonEnabled(QStringLiteral("TransmitTextFile")));
-        QCOMPARE(rig.panel(QStringLiteral("Settings")), QStringLiteral("Settings: 9600,n,8,1"));
-        QCOMPARE(rig.panel(QStringLiteral("SampleTime")), QStringLiteral("Sample time: 50 x 20 ms"));
-        QCOMPARE(rig.panel(QStringLiteral("MaxFlow")), QStringLiteral("Max Flow: 5000 L/s"));
-        QCOMPARE(rig.panel(QStringLiteral("EngUnit")), QStringLiteral("Enginnering Unit: LTR/Min"));
+        QCOMPARE(rig.panels({"Settings", "SampleTime", "MaxFlow", "EngUnit"}),
+                 QStringList({"Settings: 9600,n,8,1", "Sample time: 50 x 20 ms", "Max Flow: 5000 L/s", "Enginnering Unit: LTR/Min"}));
         const TerminalState &s = rig.window->state();
         QCOMPARE(s.MemoryImage0100.size(), 160);
         QCOMPARE(s.MemoryImage0100Export, s.MemoryImage0100);
@@ -180,13 +176,11 @@ private slots:
         };
         rig.window->tbrToolBar_ButtonClick(key);
 
-        QCOMPARE(!rig.frames().isEmpty(), reaches == QLatin1String("synchronize"));
-        QCOMPARE(backDoor, reaches == QLatin1String("backdoor"));
-        QCOMPARE(rig.window->monitorOn(), reaches == QLatin1String("monitor"));
-        QCOMPARE(rig.shown("fraSendR"), reaches == QLatin1String("monitor"));
-        QCOMPARE(rig.window->autoUpdateOn(), reaches == QLatin1String("update"));
-        QCOMPARE(rig.window->Timer4->isActive(), reaches == QLatin1String("update"));
-        QCOMPARE(rig.window->button(QStringLiteral("StartAS"))->isChecked(), reaches == QLatin1String("update"));
+        // Read out, back door, monitor shown, polling with its timer and key down: only what the key reaches.
+        const bool sync = reaches == "synchronize", monitor = reaches == "monitor", update = reaches == "update";
+        QCOMPARE((QList<bool>{!rig.frames().isEmpty(), backDoor, rig.window->monitorOn(), rig.shown("fraSendR"), rig.window->autoUpdateOn(),
+                              rig.window->Timer4->isActive(), rig.window->button(QStringLiteral("StartAS"))->isChecked()}),
+                 (QList<bool>{sync, reaches == "backdoor", monitor, monitor, update, update, update}));
         rig.window->setAutoUpdate(false);
         if (reaches.startsWith(QLatin1String("dialog:")))
             QCOMPARE(rig.dialogs, QStringList{reaches.mid(7)});
@@ -219,13 +213,7 @@ private slots:
         rig.window->menuItem(item)->trigger();
         // An empty answer queue is the box closed without an answer.
         rig.window->menuItem(item)->trigger();
-        QCOMPARE(rig.prompter.entries.size(), 2);
-        for (const ScriptedPrompter::Entry &e : rig.prompter.entries) {
-            QCOMPARE(e.kind, QStringLiteral("yesno"));
-            QCOMPARE(e.text, question);
-            QCOMPARE(e.title, QStringLiteral("System Monitor"));
-            QCOMPARE(e.icon, Prompter::Warning);
-        }
+        QCOMPARE(rig.prompter.said(), QStringList(2, ScriptedPrompter::line("yesno", "System Monitor", Prompter::Warning, question)));
         QVERIFY(rig.dialogs.isEmpty());
         QCOMPARE(rig.device->framesReceived(), 0);
         QVERIFY(!rig.window->port()->isOpen());
@@ -342,9 +330,7 @@ private slots:
         // One poll: point code, display block, unit, multiplier word, total digits.
         QCOMPARE(rig.frames().mid(kReadoutFrames.size(), 5), QStringList({"R5202:01014F00", "R5202:0A012A00", "R5202:0101E400",
                                                                           "R5202:02010900", "R5202:08017400"}));
-        QCOMPARE(rig.child<QLabel>(QStringLiteral("lblMDEU"))->text(), QStringLiteral("LTR/Min"));
-        QCOMPARE(rig.child<QLabel>(QStringLiteral("Label7"))->text(), QStringLiteral("12345"));
-        QCOMPARE(rig.child<QLabel>(QStringLiteral("Label12"))->text(), QStringLiteral("LTR M  "));
+        QCOMPARE(rig.labels({"lblMDEU", "Label7", "Label12"}), QStringList({"LTR/Min", "12345", "LTR M  "}));
         rig.window->mnuAutoS_Click();
         QVERIFY(!rig.window->autoUpdateOn() && !rig.window->Timer4->isActive());
         QVERIFY(rig.prompter.entries.isEmpty());
@@ -371,10 +357,9 @@ private slots:
         rig.prompter.answers = {true, false};
         rig.port->raiseEvent(CommEvent::Ring);
         QTRY_COMPARE(rig.prompter.texts(QStringLiteral("okcancel")).size(), 1);
-        QCOMPARE(rig.prompter.entries.first().kind, QStringLiteral("beep"));
-        const ScriptedPrompter::Entry question = rig.prompter.entries.at(1);
-        QCOMPARE(question.text, QStringLiteral("Unknown error or event"));
-        QCOMPARE(question.title, QStringLiteral("Click Cancel to quit, OK to ignore."));
+        QCOMPARE(rig.prompter.said(), QStringList({ScriptedPrompter::line("beep", "", Prompter::Information),
+                                                   ScriptedPrompter::line("okcancel", "Click Cancel to quit, OK to ignore.",
+                                                                          Prompter::Exclamation, "Unknown error or event")}));
         QCOMPARE(rig.panel(QStringLiteral("Status")), QStringLiteral("Status: Unknown error or event"));
         QVERIFY(rig.window->port()->isOpen());
 
@@ -452,8 +437,7 @@ private slots:
         const int lostAt = rig.frames().size();
         QTRY_VERIFY_WITH_TIMEOUT(rig.window->autoUpdateOn() && rig.frames().size() > lostAt + 9, 6000);
         QCOMPARE(rig.frames().mid(lostAt, 9), kReadoutFrames + QStringList{"R5202:01014F00"});
-        QCOMPARE(rig.panel(QStringLiteral("MaxFlow")), QStringLiteral("Max Flow: 4000 L/s"));
-        QCOMPARE(rig.panel(QStringLiteral("Status")), QStringLiteral("Status: Reconnected to Simulated transmitter"));
+        QCOMPARE(rig.panels({"MaxFlow", "Status"}), QStringList({"Max Flow: 4000 L/s", "Status: Reconnected to Simulated transmitter"}));
         // The old device's points, in its unit, are not drawn under the new one.
         QTRY_VERIFY(rig.window->trendBuffer().size() > 0);
         QVERIFY(rig.window->trendBuffer().at(0).ms >= lostMs);
@@ -671,9 +655,8 @@ private slots:
         const QString setup = rig.dir.filePath(QStringLiteral("setup.dat"));
         QCOMPARE(QFile::exists(setup), lines > 0);
         QCOMPARE(fileBytes(setup).count("\r\n"), lines);
-        QCOMPARE(CommSettings::value(QStringLiteral("Com_monitor")), QStringLiteral("1"));
-        QCOMPARE(CommSettings::value(QStringLiteral("Dev_info")), QStringLiteral("1"));
-        QCOMPARE(CommSettings::value(QStringLiteral("Cur_unit")), QStringLiteral("5"));
+        QCOMPARE((QStringList{CommSettings::value("Com_monitor"), CommSettings::value("Dev_info"), CommSettings::value("Cur_unit")}),
+                 QStringList({"1", "1", "5"}));
         QVERIFY(rig.prompter.texts().isEmpty());
     }
 };
