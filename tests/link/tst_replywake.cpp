@@ -98,9 +98,8 @@ private slots:
         QSignalSpy replies(&link, &DeviceLink::replyReceived);
 
         QCOMPARE(link.ReadMemory(QStringLiteral("0200"), QStringLiteral("04")), whole ? QStringLiteral("0A0B0C0D") : QString());
-        QCOMPARE(replies.count(), whole ? 1 : 0);
-        QCOMPARE(link.health.timeouts, whole ? 0 : 1);
-        QCOMPARE(link.health.discarded, whole ? 0 : 1); // what a short reply left is counted
+        // Replies, time-outs, and what a short reply left, counted as discarded.
+        QCOMPARE(QList<qint64>({replies.count(), link.health.timeouts, link.health.discarded}), whole ? QList<qint64>({1, 0, 0}) : QList<qint64>({0, 1, 1}));
         // The bytes wake the link once, when the reply can be complete; a short
         // reply never does and goes with the time-out.
         QCOMPARE(receives, whole ? 1 : 0);
@@ -131,11 +130,10 @@ private slots:
 
     void readThresholdIsOneByteWide()
     {
-        QCOMPARE(QtSerialPort::readThreshold(-1), 0);
-        QCOMPARE(QtSerialPort::readThreshold(0), 0);
-        QCOMPARE(QtSerialPort::readThreshold(1), 1);
-        QCOMPARE(QtSerialPort::readThreshold(255), 255);
-        QCOMPARE(QtSerialPort::readThreshold(256), 255);
+        QList<int> got;
+        for (int missing : {-1, 0, 1, 255, 256})
+            got << QtSerialPort::readThreshold(missing);
+        QCOMPARE(got, QList<int>({0, 0, 1, 255, 255}));
     }
 
     void simulatorHandsRepliesOnInPieces_data()
