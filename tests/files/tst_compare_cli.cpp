@@ -88,8 +88,7 @@ private slots:
         QCOMPARE(runCli(second.path(), {QStringLiteral("export"), b}).code, 0);
         // An existing file is replaced, and a device written, only when told --yes.
         r = runCli(first.path(), {QStringLiteral("export"), a});
-        QCOMPARE(r.code, 2);
-        QCOMPARE(r.err, QStringLiteral("quorin-cli: %1 exists; give --yes to replace it\n").arg(a));
+        QCOMPARE(std::pair(r.code, r.err), std::pair(2, QStringLiteral("quorin-cli: %1 exists; give --yes to replace it\n").arg(a)));
         QCOMPARE(runCli(second.path(), {QStringLiteral("import"), a}).code, 2);
 
         // Two files: exactly the rows whose data differs, the live rows apart.
@@ -145,9 +144,8 @@ private slots:
 
         // Edits are journaled with the data before and after, and undo puts the
         // device back, newest first, only when told --yes.
-        QCOMPARE(runCli(second.path(), {QStringLiteral("set"), QStringLiteral("high-cutoff"), QStringLiteral("1500")}).code, 0);
-        QCOMPARE(runCli(second.path(), {QStringLiteral("set"), QStringLiteral("density"), QStringLiteral("900")}).code, 0);
-        QCOMPARE(runCli(second.path(), {QStringLiteral("set"), QStringLiteral("high-cutoff"), QStringLiteral("1600")}).code, 0);
+        for (const QStringList &set : {QStringList{"high-cutoff", "1500"}, QStringList{"density", "900"}, QStringList{"high-cutoff", "1600"}})
+            QCOMPARE(runCli(second.path(), QStringList{"set"} + set).code, 0);
         QStringList j = journal(3);
         QCOMPARE(j.size(), 3);
         QVERIFY2(j[0].contains(QLatin1String("0134  02  txtHighFcut  before 05DC  written 0640  verified")), qPrintable(j[0]));
@@ -163,8 +161,8 @@ private slots:
         // Undo takes only the writes made through its own port, and refuses a
         // device that is not the one written to.
         r = runCli(first.path(), {QStringLiteral("undo"), QStringLiteral("--last"), QStringLiteral("3"), QStringLiteral("--yes")});
-        QCOMPARE(r.code, 1);
-        QCOMPARE(r.err, QStringLiteral("quorin-cli: undo refused: the journal holds 0 writes through %1\n").arg(first.path()));
+        QCOMPARE(std::pair(r.code, r.err),
+                 std::pair(1, QStringLiteral("quorin-cli: undo refused: the journal holds 0 writes through %1\n").arg(first.path())));
         QCOMPARE(runCli({QStringLiteral("--sim"), QStringLiteral("set"), QStringLiteral("high-cutoff"), QStringLiteral("1500")}).code, 0);
         r = runCli({QStringLiteral("--sim"), QStringLiteral("--preset"), QStringLiteral("second"), QStringLiteral("undo"),
                     QStringLiteral("--last"), QStringLiteral("1"), QStringLiteral("--yes")});
@@ -199,8 +197,7 @@ private slots:
         // differs is marked, with each side's value.
         const QString pdf = dir.filePath(QStringLiteral("r.pdf"));
         r = runCli(second.path(), {QStringLiteral("report"), pdf, QStringLiteral("--as-found"), a});
-        QCOMPARE(r.code, 0);
-        QCOMPARE(r.out, QStringLiteral("Service report saved: 1 of 24 parameters changed, 0 writes.\n"));
+        QCOMPARE(std::pair(r.code, r.out), std::pair(0, QStringLiteral("Service report saved: 1 of 24 parameters changed, 0 writes.\n")));
         const QString text = pdfText(pdf);
         QCOMPARE(changedRows(text), QStringList{QStringLiteral("0130")});
         QVERIFY2(text.contains(QRegularExpression(QStringLiteral("0130 +correction coefficient B +10 +25 +CHANGED"))), qPrintable(text));
@@ -221,8 +218,7 @@ private slots:
         QTemporaryDir dir;
         const QString path = dir.filePath(QStringLiteral("log.mlg"));
         CliRun r = runCli({QStringLiteral("--sim"), QStringLiteral("flowlog"), QStringLiteral("7FFF"), path});
-        QCOMPARE(r.code, 0);
-        QCOMPARE(r.out, QStringLiteral("16129 points saved to %1\n").arg(path));
+        QCOMPARE(std::pair(r.code, r.out), std::pair(0, QStringLiteral("16129 points saved to %1\n").arg(path)));
         QVERIFY(r.err.endsWith(QStringLiteral("flowlog: block 127 of 127\n")));
         const QList<QByteArray> records = fileBytes(path).split('\n');
         QCOMPARE(records.size(), 16131);
@@ -317,8 +313,7 @@ private slots:
         w.findChild<QPushButton *>(QStringLiteral("cmdUpload"))->click();
         QCOMPARE(rig.writeFrames(), QStringList({SimRig::writeFrame("0134", "02", "03E8"), SimRig::writeFrame("0170", "04", "000003E6")}));
         QCOMPARE(rig.prompter.texts().last(), QStringLiteral("EEPROM Table has been Saved. Click OK."));
-        QCOMPARE(w.progressBar()->value(), 0);
-        QCOMPARE(w.result(), int(QDialog::Accepted));
+        QCOMPARE(std::pair(w.progressBar()->value(), w.result()), std::pair(0, int(QDialog::Accepted)));
         w.findChild<QPushButton *>(QStringLiteral("cmdUpload"))->click();
         QCOMPARE(rig.prompter.texts().last(), QStringLiteral("The device already holds every row of the table."));
     }
@@ -366,8 +361,7 @@ private slots:
         grid->setCurrentCell(1, 0);
         rig.prompter.answers << true;
         w.findChild<QPushButton *>(QStringLiteral("cmdUndo"))->click();
-        QCOMPARE(rig.device->value(0x134, 2), 1000u);
-        QCOMPARE(rig.device->value(0x170, 4), 998u);
+        QCOMPARE(std::pair(rig.device->value(0x134, 2), rig.device->value(0x170, 4)), std::pair(1000u, 998u));
         QCOMPARE(grid->rowCount(), 4);
         QCOMPARE(grid->item(0, 2)->text(), QStringLiteral("undo"));
         QCOMPARE(rig.prompter.texts(QStringLiteral("yesno")).last(),
@@ -499,8 +493,7 @@ private slots:
         QString error;
         const QList<JournalRecord> records = rig.session.journal().records(&error);
         QCOMPARE(records.size(), 2);
-        QCOMPARE(records[1].before, QStringLiteral("0BB8"));
-        QCOMPARE(records[1].written, QStringLiteral("0FA0"));
+        QCOMPARE(std::pair(records[1].before, records[1].written), std::pair(QStringLiteral("0BB8"), QStringLiteral("0FA0")));
     }
 };
 
