@@ -427,9 +427,7 @@ private slots:
         }
 
         // A readout that fails makes no report and says nothing of one.
-        SimFaults silent;
-        silent.noAnswer = true;
-        rig.port->setFaults(silent);
+        rig.port->setFaults(simFaults("noanswer"));
         rig.prompter.clear();
         rig.prompter.fileNames = {path + "2"};
         w.mnuSaveReport_Click();

@@ -74,9 +74,7 @@ private slots:
         // The device goes quiet after the second block.
         connect(&readout, &FlowLogReadout::blockRead, this, [&](int done, int, const QStringList &) {
             if (done == 2) {
-                SimFaults f;
-                f.noAnswer = true;
-                rig.port->setFaults(f);
+                rig.port->setFaults(simFaults("noanswer"));
             }
         });
         QCOMPARE(readout.read(0x7FFF), FlowLogReadout::Failed);

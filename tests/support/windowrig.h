@@ -8,6 +8,7 @@
 #include "sim/simserialport.h"
 #include "support/filebytes.h"
 #include "support/scriptedprompter.h"
+#include "support/simfaultspec.h"
 #include "terminal/frmterminal.h"
 
 #include <QAction>

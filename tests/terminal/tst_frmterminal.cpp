@@ -131,9 +131,7 @@ private slots:
     void readoutWithoutAnswerReadsTwiceThenReports()
     {
         Rig rig;
-        SimFaults faults;
-        faults.noAnswer = true;
-        rig.port->setFaults(faults);
+        rig.port->setFaults(simFaults("noanswer"));
         QVERIFY(!rig.window->synchronize());
         QCOMPARE(rig.frames(), QStringList({"R5202:50010000", "R5202:50010000"}));
         // The two time-outs, then the readout's own message.
@@ -371,9 +369,7 @@ private slots:
         QVERIFY(rig.window->synchronize());                                  // 8 replies
         rig.window->link().WriteMemory(QStringLiteral("0100"), QStringLiteral("01"), QStringLiteral("05"));
         rig.window->link().SendText(QStringLiteral("SD=5%"));               // 2 expect none
-        SimFaults mute;
-        mute.noAnswer = true;
-        rig.port->setFaults(mute);
+        rig.port->setFaults(simFaults("noanswer"));
         rig.window->link().ReadMemory(QStringLiteral("0100"), QStringLiteral("01")); // 1 time-out
         rig.window->mnuLinkHealth_Click();
         rig.window->mnuLinkHealth_Click(); // the same window again
@@ -413,9 +409,7 @@ private slots:
         rig.window->setReconnect(true);
         QVERIFY(rig.window->synchronize());
         QCOMPARE(rig.panel(QStringLiteral("MaxFlow")), QStringLiteral("Max Flow: 5000 L/s"));
-        SimFaults hangup;
-        hangup.hangupAfterFrames = 1;
-        rig.port->setFaults(hangup);
+        rig.port->setFaults(simFaults("hangup:1"));
         rig.window->Timer4->setInterval(10);
         rig.window->mnuAutoS_Click();
         QTRY_VERIFY(!rig.window->port()->isOpen());
@@ -505,9 +499,7 @@ private slots:
 
         OperationGate::Hold hold;
         if (cause == "lost") {
-            SimFaults hangup;
-            hangup.hangupAfterFrames = 1;
-            rig.port->setFaults(hangup);
+            rig.port->setFaults(simFaults("hangup:1"));
         } else if (cause == "busy") {
             hold = rig.window->gate().begin(QStringLiteral("download"));
             rig.window->link().setReplyTimeout(3000); // not yet overdue: the skipped tick itself tells
