@@ -245,11 +245,9 @@ private slots:
         QVERIFY(rig.readOut());
         const CommitResult r = rig.commit.commitOption(control, element);
 
-        QCOMPARE(r.index, element);
-        QCOMPARE(rig.commit.optionElement(control), element);
+        QCOMPARE(std::pair(r.index, rig.commit.optionElement(control)), std::pair(element, element));
         if (data.isEmpty()) {
-            QCOMPARE(r.outcome, CommitResult::Unchanged);
-            QCOMPARE(rig.device->framesReceived(), 0);
+            QCOMPARE(std::pair(int(r.outcome), rig.device->framesReceived()), std::pair(int(CommitResult::Unchanged), 0));
             return;
         }
         QCOMPARE(r.outcome, CommitResult::Written);

@@ -118,15 +118,13 @@ private slots:
         // A dry run lists what it would write and writes nothing.
         const int before = journal(1000).size();
         r = runCli(second.path(), {QStringLiteral("import"), a, QStringLiteral("--dry-run")});
-        QCOMPARE(r.code, 0);
-        QCOMPARE(r.lines().size(), 26);
-        QCOMPARE(r.lines().last(), QStringLiteral("dry run: 25 rows would be written, nothing was sent"));
+        QCOMPARE(std::tuple(r.code, r.lines().size(), r.lines().last()),
+                 std::tuple(0, qsizetype(26), QStringLiteral("dry run: 25 rows would be written, nothing was sent")));
         QCOMPARE(journal(1000).size(), before);
 
         // --changed writes exactly the rows that differ, each journaled.
         r = runCli(second.path(), {QStringLiteral("import"), a, QStringLiteral("--changed"), QStringLiteral("--yes")}, 120000);
-        QCOMPARE(r.code, 0);
-        QCOMPARE(r.lines().size(), differing.size() - 1);
+        QCOMPARE(std::pair(r.code, r.lines().size()), std::pair(0, differing.size() - 1));
         QStringList written;
         for (const QString &line : journal(differing.size() - 1)) {
             QVERIFY2(line.contains(QLatin1String("  import  quorin-cli import  ")) && line.endsWith(QLatin1String("  verified")),
@@ -171,8 +169,7 @@ private slots:
                                                                   "another: it holds 19 at 0100, the device written held 32\n"))),
                  qPrintable(r.err));
         r = runCli(second.path(), {QStringLiteral("undo"), QStringLiteral("--last"), QStringLiteral("3"), QStringLiteral("--yes")}, 60000);
-        QCOMPARE(r.code, 0);
-        QCOMPARE(r.lines().size(), 3);
+        QCOMPARE(std::pair(r.code, r.lines().size()), std::pair(0, qsizetype(3)));
         QCOMPARE(runCli(second.path(), {QStringLiteral("compare"), s}).code, 0);
         j = journal(3);
         QVERIFY2(j[0].contains(QLatin1String("  undo  quorin-cli undo  0134  02  txtHighFcut  before 05DC  written 0258  verified")),
@@ -181,8 +178,7 @@ private slots:
         // --only writes the named rows alone.
         QCOMPARE(runCli(second.path(), {QStringLiteral("set"), QStringLiteral("high-cutoff"), QStringLiteral("1500")}).code, 0);
         r = runCli(second.path(), {"import", a, "--only", "txtHighFcut,density", "--yes"}, 60000);
-        QCOMPARE(r.code, 0);
-        QCOMPARE(r.lines().size(), 2);
+        QCOMPARE(std::pair(r.code, r.lines().size()), std::pair(0, qsizetype(2)));
         QCOMPARE(runCli(second.path(), {QStringLiteral("compare"), s}).code, 0);
         QCOMPARE(runCli(second.path(), {"import", a, "--only", "coefficient-b", "--yes"}).code, 2);
 
@@ -334,11 +330,9 @@ private slots:
         auto *grid = w.findChild<QTableWidget *>(QStringLiteral("grdHistory"));
         auto *port = w.findChild<QComboBox *>(QStringLiteral("cboPort"));
         auto *date = w.findChild<QComboBox *>(QStringLiteral("cboDate"));
-        QCOMPARE(grid->rowCount(), 3);
-        QCOMPARE(date->count(), 3);
+        QCOMPARE(std::pair(grid->rowCount(), date->count()), std::pair(3, 3));
         date->setCurrentIndex(2);
-        QCOMPARE(grid->rowCount(), 1);
-        QCOMPARE(grid->item(0, 1)->text(), QStringLiteral("COM9"));
+        QCOMPARE(std::pair(grid->rowCount(), grid->item(0, 1)->text()), std::pair(1, QStringLiteral("COM9")));
         // Undo of a write made through another port is refused before anything is read.
         grid->setCurrentCell(0, 0);
         rig.device->clearReceivedFrames();
@@ -362,8 +356,7 @@ private slots:
         rig.prompter.answers << true;
         w.findChild<QPushButton *>(QStringLiteral("cmdUndo"))->click();
         QCOMPARE(std::pair(rig.device->value(0x134, 2), rig.device->value(0x170, 4)), std::pair(1000u, 998u));
-        QCOMPARE(grid->rowCount(), 4);
-        QCOMPARE(grid->item(0, 2)->text(), QStringLiteral("undo"));
+        QCOMPARE(std::pair(grid->rowCount(), grid->item(0, 2)->text()), std::pair(4, QStringLiteral("undo")));
         QCOMPARE(rig.prompter.texts(QStringLiteral("yesno")).last(),
                  QStringLiteral("Undo writes these, newest first:\r  fluid density at 0170: 900 back to 998 (00000384 -> 000003E6)\r"
                                 "  high frequency cut-off at 0134: 4000 Hz back to 1000 Hz (0FA0 -> 03E8)\rGo on?"));

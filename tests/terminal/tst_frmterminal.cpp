@@ -79,8 +79,7 @@ private slots:
         const auto [stored, portName, line, rs232, timer4, timer5, messages] = kStartUp.fetch();
         storeSettings(stored);
         Rig rig(false);
-        QCOMPARE(rig.window->portName(), portName);
-        QCOMPARE(rig.window->port()->settings(), line);
+        QCOMPARE(QStringList({rig.window->portName(), rig.window->port()->settings()}), QStringList({portName, line}));
         QVERIFY(!rig.window->port()->isOpen());
         QCOMPARE(rig.window->link().Rs232Mode, rs232);
         QCOMPARE(QList<int>({rig.window->Timer4->interval(), rig.window->Timer5->interval()}), QList<int>({timer4, timer5}));
@@ -638,8 +637,7 @@ private slots:
         QVERIFY(!rig.window->isVisible() && !rig.window->port()->isOpen() && !rig.window->commLog().isOpen());
         QVERIFY(QFile::exists(rig.dir.filePath(QStringLiteral("x.tlg"))));
         const QString setup = rig.dir.filePath(QStringLiteral("setup.dat"));
-        QCOMPARE(QFile::exists(setup), lines > 0);
-        QCOMPARE(fileBytes(setup).count("\r\n"), lines);
+        QCOMPARE(std::pair(QFile::exists(setup), fileBytes(setup).count("\r\n")), std::pair(lines > 0, qsizetype(lines)));
         QCOMPARE((QStringList{CommSettings::value("Com_monitor"), CommSettings::value("Dev_info"), CommSettings::value("Cur_unit")}),
                  QStringList({"1", "1", "5"}));
         QVERIFY(rig.prompter.texts().isEmpty());

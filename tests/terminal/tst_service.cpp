@@ -187,8 +187,7 @@ private slots:
         if (confirm)
             QCOMPARE(answer.echo, QLineEdit::Password);
         QCOMPARE(rig.prompter.texts(), messages);
-        QCOMPARE(frame->isVisible(), shown);
-        QCOMPARE(rig.session.menusLocked, shown && !backDoor);
+        QCOMPARE(std::pair(frame->isVisible(), rig.session.menusLocked), std::pair(shown, shown && !backDoor));
         QCOMPARE(rig.device->framesReceived(), 0);
         if (shown) {
             // The offscreen platform does not hand activation back after a modal prompt.
@@ -229,8 +228,7 @@ private slots:
 
         box->setText(QStringLiteral("12346"));
         QTest::mouseClick(rig.child<QPushButton>("cmdWOK"), Qt::LeftButton);
-        QCOMPARE(rig.session.statusText(), QStringLiteral("Status: 04 0118 0000303A   12346"));
-        QCOMPARE(rig.device->value(0x0118, 4), 12346u);
+        QCOMPARE(std::pair(rig.session.statusText(), rig.device->value(0x0118, 4)), std::pair(QStringLiteral("Status: 04 0118 0000303A   12346"), 12346u));
         QVERIFY(!rig.calibrate->isVisible());
         QVERIFY(rig.session.autoUpdateOn());
     }
@@ -247,8 +245,7 @@ private slots:
         QTRY_COMPARE(QApplication::focusWidget(), count);
 
         QTest::keyClicks(count, QStringLiteral("0g"));
-        QCOMPARE(count->text(), QStringLiteral("0"));
-        QCOMPARE(rig.prompter.beeps, 1);
+        QCOMPARE(std::pair(count->text(), rig.prompter.beeps), std::pair(QStringLiteral("0"), 1));
         QTest::keyClick(count, Qt::Key_Return); // one digit: stays, beeps
         QCOMPARE(rig.prompter.beeps, 2);
         QCOMPARE(QApplication::focusWidget(), count);
