@@ -94,9 +94,8 @@ private slots:
             return;
         QCOMPARE(rig.window->state().TotUnit, 3);
         rig.window->menuItem(QStringLiteral("mnuMonitor"))->trigger();
-        QVERIFY(!rig.shown("fraSendR") && !rig.window->monitorOn());
-        QVERIFY(rig.shown("txtTerm"));
-        QCOMPARE(rig.states({"mnuStop", "mnuStart"}), QStringLiteral("10"));
+        QCOMPARE(std::tuple(rig.shown("fraSendR"), rig.window->monitorOn(), rig.shown("txtTerm"), rig.states({"mnuStop", "mnuStart"})),
+                 std::tuple(false, false, true, QStringLiteral("10")));
         QVERIFY(rig.prompter.entries.isEmpty());
         // RS485 on the built-in transmitter: its replies carry the bus tag, and
         // the readout still works.
@@ -209,8 +208,7 @@ private slots:
         rig.window->menuItem(item)->trigger();
         QCOMPARE(rig.prompter.said(), QStringList(2, ScriptedPrompter::line("yesno", "System Monitor", Prompter::Warning, question)));
         QVERIFY(rig.dialogs.isEmpty());
-        QCOMPARE(rig.device->framesReceived(), 0);
-        QVERIFY(!rig.window->port()->isOpen());
+        QCOMPARE(std::pair(rig.device->framesReceived(), rig.window->port()->isOpen()), std::pair(0, false));
     }
 
     void commLogRecordsTrafficAndCaption()
@@ -243,8 +241,7 @@ private slots:
         QCOMPARE(QStringList({rig.window->windowTitle(), rig.states(items)}), QStringList({"I/O Terminal - " + path, "11110000"}));
 
         rig.window->tbrToolBar_ButtonClick(QStringLiteral("RStart"));
-        QVERIFY(rig.window->recording());
-        QCOMPARE(rig.prompter.beeps, 1);
+        QCOMPARE(std::pair(rig.window->recording(), rig.prompter.beeps), std::pair(true, 1));
         QCOMPARE(rig.states(items), QStringLiteral("11001100"));
 
         // Polls every 20 ms, a record due every 100 ms: most polls write none.
@@ -299,9 +296,8 @@ private slots:
         QCOMPARE(rig.prompter.texts().size(), 1);
         QVERIFY2(rig.prompter.texts().first().startsWith(path + QStringLiteral(": ")), qPrintable(rig.prompter.texts().first()));
         QCOMPARE(rig.prompter.entries.first().icon, Prompter::Exclamation);
-        QVERIFY(!rig.window->dataLog().isOpen());
-        QCOMPARE(rig.states({"mnuFileALogO", "mnuFileALogC"}), QStringLiteral("10"));
-        QVERIFY(!QFile::exists(path));
+        QCOMPARE(std::tuple(rig.window->dataLog().isOpen(), rig.states({"mnuFileALogO", "mnuFileALogC"}), QFile::exists(path)),
+                 std::tuple(false, QStringLiteral("10"), false));
     }
 
     void liveDisplayShowsTheDevice()
@@ -356,9 +352,7 @@ private slots:
         // The kept error comes back with the next traffic event; Cancel closes the port.
         rig.port->raiseEvent(CommEvent::Receive);
         QTRY_COMPARE(rig.prompter.texts(QStringLiteral("okcancel")).size(), 2);
-        QVERIFY(!rig.window->port()->isOpen());
-        QVERIFY(rig.shown("imgNotConnected"));
-        QCOMPARE(rig.prompter.beeps, 2);
+        QCOMPARE(std::tuple(rig.window->port()->isOpen(), rig.shown("imgNotConnected"), rig.prompter.beeps), std::tuple(false, true, 2));
     }
 
     void linkHealthBesideTheWindowAddsUp()
@@ -591,8 +585,7 @@ private slots:
         QTest::keyClicks(term, QStringLiteral("Y"));
         QCOMPARE(term->toPlainText(), QStringLiteral(":07\nR5202:0101E400\n:07\nXABY"));
         rig.window->menuItem(QStringLiteral("mnuStop"))->trigger();
-        QVERIFY(!term->isVisible());
-        QVERIFY(rig.window->link().SuppressTerminal);
+        QCOMPARE(std::pair(term->isVisible(), rig.window->link().SuppressTerminal), std::pair(false, true));
     }
 
     void setPointCommand()

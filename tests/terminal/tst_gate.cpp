@@ -139,8 +139,7 @@ private slots:
                 QTest::keyClick(box, Qt::Key_Escape);
             else
                 QTest::mouseClick(w.child<QPushButton>("cmdWCancel"), Qt::LeftButton);
-            QVERIFY(!frame->isVisible());
-            QVERIFY(!w.window.autoUpdateOn());
+            QCOMPARE(std::pair(frame->isVisible(), w.window.autoUpdateOn()), std::pair(false, false));
         }
         QVERIFY(w.writes().isEmpty());
         QCOMPARE(w.device->value(0x0118, 4), 500000u);

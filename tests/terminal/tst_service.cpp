@@ -229,8 +229,7 @@ private slots:
         box->setText(QStringLiteral("12346"));
         QTest::mouseClick(rig.child<QPushButton>("cmdWOK"), Qt::LeftButton);
         QCOMPARE(std::pair(rig.session.statusText(), rig.device->value(0x0118, 4)), std::pair(QStringLiteral("Status: 04 0118 0000303A   12346"), 12346u));
-        QVERIFY(!rig.calibrate->isVisible());
-        QVERIFY(rig.session.autoUpdateOn());
+        QCOMPARE(std::pair(rig.calibrate->isVisible(), rig.session.autoUpdateOn()), std::pair(false, true));
     }
 
     void hexBoxesTakeUpperCaseHexOnly()
