@@ -12,6 +12,8 @@
 #include <QDir>
 #include <QFileInfo>
 
+#include <csignal>
+
 namespace {
 
 // Replacing a file the technician already has needs --yes, as the windows
@@ -117,6 +119,14 @@ static CliCommand importCommand("import",
             return c.usage(error);
         if (only && named.isEmpty())
             return c.usage(QStringLiteral("--only needs one or more names"));
+        // SIGTERM or Ctrl+C ends the import between two rows, never between
+        // a row's write and its read-back.
+        static volatile sig_atomic_t stopAsked = 0;
+        struct sigaction sa {};
+        sa.sa_handler = [](int) { stopAsked = 1; };
+        sigemptyset(&sa.sa_mask);
+        ::sigaction(SIGTERM, &sa, nullptr);
+        ::sigaction(SIGINT, &sa, nullptr);
         TerminalHost *host = nullptr;
         if (const int status = c.readOut(&host))
             return status;
@@ -144,11 +154,23 @@ static CliCommand importCommand("import",
             *c.out << "nothing to write\n";
             return ExitOk;
         }
+        import.setStopCheck([] { return stopAsked != 0; });
+        int written = 0;
+        if (qEnvironmentVariableIsSet("QUORIN_NAME_ROWS"))
+            QObject::connect(&import, &ConfigImport::rowStarting, [&](int entry) {
+                *c.err << "import: writing " << table.row(entry).Address << "\n";
+                c.err->flush();
+            });
         QObject::connect(&import, &ConfigImport::rowDone, [&](int entry) {
             *c.out << table.displayLine(entry, QStringLiteral("   ")) << "\n";
             c.out->flush();
+            ++written;
         });
-        return import.upload(table, entries) ? ExitOk : ExitDevice;
+        if (import.upload(table, entries))
+            return ExitOk;
+        if (import.wasStopped())
+            *c.out << "interrupted: " << written << " of " << entries.size() << " rows written and verified, the others were not sent\n";
+        return ExitDevice;
     });
 
 static CliCommand flowlogCommand("flowlog", "flowlog ENDADDR FILE.mlg  read the flow log up to ENDADDR (200-7FFF) into FILE",

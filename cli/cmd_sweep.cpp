@@ -5,6 +5,7 @@
 
 #include "common/wholefile.h"
 #include "files/configcompare.h"
+#include "files/configimport.h"
 #include "files/configtable.h"
 #include "files/servicereport.h"
 #include "files/sitefile.h"
@@ -71,7 +72,8 @@ bool outputRefused(const CliContext &c, const QString &path, const QString &gold
 QJsonObject linkJson(const LinkHealth &h)
 {
     return {{QStringLiteral("frames"), double(h.framesSent)}, {QStringLiteral("replies"), double(h.replies)},
-            {QStringLiteral("timeouts"), double(h.timeouts)}, {QStringLiteral("discarded"), double(h.discarded)}};
+            {QStringLiteral("timeouts"), double(h.timeouts)}, {QStringLiteral("lost"), double(h.lost)},
+            {QStringLiteral("discarded"), double(h.discarded)}};
 }
 
 } // namespace
@@ -110,18 +112,26 @@ static CliCommand sweepOneCommand("sweep-one",
             return status;
         QJsonObject o{{QStringLiteral("name"), name}, {QStringLiteral("reached"), status == ExitOk}};
         if (status != ExitOk) {
-            o.insert(QStringLiteral("link"), linkJson(c.link->health));
+            // A line cut mid-readout and a line that never answered look alike
+            // to the readout; the link's counters tell them apart.
+            const LinkHealth &h = c.link->health;
+            if (h.lost > 0)
+                o.insert(QStringLiteral("reason"), QStringLiteral("the connection was lost during the readout"));
+            else if (h.framesSent > 0 && h.replies == 0)
+                o.insert(QStringLiteral("reason"), QStringLiteral("no answer on the line"));
+            o.insert(QStringLiteral("link"), linkJson(h));
             c.printJson(o);
             return ExitDevice;
         }
         TerminalState &s = host->state();
         const ConfigTable table = ConfigTable::fromTerminal(s);
-        bool good = true;
-        if (!table.writeFile(epr, &why)) {
+        QStringList problems; // reached, but not all of it done
+        const bool saved = table.writeFile(epr, &why);
+        if (!saved) {
             *c.err << "quorin-cli: " << epr << ": " << why << "\n";
-            good = false;
+            problems << QStringLiteral("table not saved");
         }
-        o.insert(QStringLiteral("epr"), good ? QJsonValue(epr) : QJsonValue(QJsonValue::Null));
+        o.insert(QStringLiteral("epr"), saved ? QJsonValue(epr) : QJsonValue(QJsonValue::Null));
         QJsonValue differences(QJsonValue::Null);
         QJsonArray rows;
         if (!goldenPath.isEmpty()) {
@@ -129,25 +139,31 @@ static CliCommand sweepOneCommand("sweep-one",
             if (ConfigCompare::compare(table, golden, &compared, &why)) {
                 differences = ConfigCompare::differences(compared);
                 for (const CompareRow &r : std::as_const(compared))
-                    if (r.differs && !r.live)
-                        rows.append(QJsonObject{{QStringLiteral("address"), r.address},
-                                                {QStringLiteral("name"), r.control.isEmpty() ? r.name : r.control},
-                                                {QStringLiteral("device"), r.dataA},
-                                                {QStringLiteral("golden"), r.dataB}});
+                    if (r.differs && !r.live) {
+                        QJsonObject row{{QStringLiteral("address"), r.address},
+                                        {QStringLiteral("name"), r.control.isEmpty() ? r.name : r.control},
+                                        {QStringLiteral("device"), r.dataA}, {QStringLiteral("golden"), r.dataB}};
+                        // Why a restore leaves this row as it is, if it does.
+                        const QString skip = ConfigImport::notWritten(s, ConfigCompare::findRow(golden, r.address, ConfigTable::RowCount));
+                        if (!skip.isEmpty())
+                            row.insert(QStringLiteral("skipped"), skip);
+                        rows.append(row);
+                    }
             } else {
                 *c.err << "quorin-cli: " << why << "\n";
-                good = false;
+                problems << QStringLiteral("not compared");
             }
         }
         o.insert(QStringLiteral("differences"), differences);
         o.insert(QStringLiteral("rows"), rows);
         if (report) {
             ServiceReport sr;
-            const bool saved = sr.build(*c.session, nullptr, QString(), &why) && sr.writeFile(pdf, &why);
-            if (!saved)
+            const bool written = sr.build(*c.session, nullptr, QString(), &why) && sr.writeFile(pdf, &why);
+            if (!written) {
                 *c.err << "quorin-cli: " << pdf << ": " << why << "\n";
-            good = good && saved;
-            o.insert(QStringLiteral("pdf"), saved ? QJsonValue(pdf) : QJsonValue(QJsonValue::Null));
+                problems << QStringLiteral("report not saved");
+            }
+            o.insert(QStringLiteral("pdf"), written ? QJsonValue(pdf) : QJsonValue(QJsonValue::Null));
         }
         // One poll of the live display; what it did not read stays null.
         LiveDisplay live(host->link(), s, &host->prompter());
@@ -160,8 +176,13 @@ static CliCommand sweepOneCommand("sweep-one",
         o.insert(QStringLiteral("total_value"), r.totalOk ? jsonDecimal(s.TotalText) : QJsonValue(QJsonValue::Null));
         o.insert(QStringLiteral("total_unit"), text(r.totalOk, s.totalUnitText()));
         o.insert(QStringLiteral("link"), linkJson(c.link->health));
+        if (!r.flowOk || !r.unitOk)
+            problems << QStringLiteral("flow not read");
+        if (!r.totalOk)
+            problems << QStringLiteral("total not read");
+        o.insert(QStringLiteral("reason"), problems.isEmpty() ? QJsonValue(QJsonValue::Null) : QJsonValue(problems.join(QStringLiteral(", "))));
         c.printJson(o);
-        return good && r.ok() && differences.toInt(0) == 0 ? ExitOk : ExitDevice;
+        return problems.isEmpty() && differences.toInt(0) == 0 ? ExitOk : ExitDevice;
     });
 
 static CliCommand sweepCommand("sweep",

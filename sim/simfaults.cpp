@@ -69,15 +69,15 @@ bool SimFaults::parse(const QString &text, SimFaults *out, QString *error)
                 break;
             }
             f.lateMs = int(v);
-        } else if (name == QLatin1String("hangup")) {
+        } else if (name == QLatin1String("hangup") || name == QLatin1String("mute")) {
             if (colon < 0 || !positiveNumber(arg, 1000000000, &v)) {
-                why = QStringLiteral("fault \"%1\": give the number of frames, as in hangup:5").arg(raw.trimmed());
+                why = QStringLiteral("fault \"%1\": give the number of frames, as in %2:5").arg(raw.trimmed(), name);
                 break;
             }
-            f.hangupAfterFrames = int(v);
+            (name == QLatin1String("mute") ? f.muteAfterFrames : f.hangupAfterFrames) = int(v);
         } else {
             why = QStringLiteral("unknown fault \"%1\"; use none, noanswer, late:MS, corrupt, split[:SEED], "
-                                 "hangup:N, greet, noise, trickle:MS, opensb, flood (several joined by commas)")
+                                 "hangup:N, mute:N, greet, noise, trickle:MS, opensb, flood (several joined by commas)")
                       .arg(raw.trimmed());
             break;
         }
@@ -105,6 +105,8 @@ QString SimFaults::toString() const
         items << (splitSeed == 1 ? QStringLiteral("split") : QStringLiteral("split:%1").arg(splitSeed));
     if (hangupAfterFrames > 0)
         items << QStringLiteral("hangup:%1").arg(hangupAfterFrames);
+    if (muteAfterFrames > 0)
+        items << QStringLiteral("mute:%1").arg(muteAfterFrames);
     if (greeting)
         items << QStringLiteral("greet");
     if (noise)

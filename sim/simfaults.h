@@ -13,6 +13,8 @@ struct SimFaults
     bool splitReplies = false;   // replies leave in random pieces
     int hangupAfterFrames = 0;   // the line drops when this many frames came in, the last one
                                  // unanswered (0: never); counted afresh after a reopen
+    int muteAfterFrames = 0;     // the line stays up but nothing is answered after this many
+                                 // frames (0: never): a device that went quiet mid-session
     quint32 splitSeed = 1;       // the pieces are reproducible from this seed
     bool greeting = false;       // a device server's greeting on every connection
     bool noise = false;          // text with a ":" in it before every reply
@@ -23,12 +25,12 @@ struct SimFaults
 
     bool any() const
     {
-        return noAnswer || lateMs > 0 || corruptReadback || splitReplies || hangupAfterFrames > 0 || greeting || noise
+        return noAnswer || lateMs > 0 || corruptReadback || splitReplies || hangupAfterFrames > 0 || muteAfterFrames > 0 || greeting || noise
             || trickleMs > 0 || openSubneg || flood;
     }
 
     // Reads "none", "noanswer", "late:4000", "corrupt", "split" (or "split:SEED"),
-    // "hangup:5", "greet", "noise", "trickle:40", "opensb", "flood", several joined by commas. Case and blanks around the items do
+    // "hangup:5", "mute:5", "greet", "noise", "trickle:40", "opensb", "flood", several joined by commas. Case and blanks around the items do
     // not matter. On a bad text returns false, leaves *out alone and says why.
     static bool parse(const QString &text, SimFaults *out, QString *error);
     // The same text form; "none" when nothing is set.

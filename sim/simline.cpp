@@ -78,7 +78,7 @@ void SimLine::receive(const QByteArray &bytes)
             });
             return;
         }
-        if (ex.reply.isEmpty() || m_faults.noAnswer)
+        if (ex.reply.isEmpty() || m_faults.noAnswer || (m_faults.muteAfterFrames > 0 && m_frames > m_faults.muteAfterFrames))
             continue;
         schedule((m_faults.noise ? SimFaults::NoiseText : QByteArray()) + ex.reply,
                  arrived + qint64(m_faults.lateMs) * MsNs);

@@ -292,11 +292,11 @@ CommitResult ParameterCommit::commit(const QString &control, const QString &type
     } else {
         data = ParameterMap::padHex(quint32(stored), p->width);
     }
-    return finish(*p, control, typed, data, stored);
+    return finish(*p, control, typed, data);
 }
 
 CommitResult ParameterCommit::finish(const Parameter &p, const QString &control, const QString &typed,
-                                     const QString &data, qint64 stored)
+                                     const QString &data)
 {
     CommitResult r;
     r.data = data;
@@ -315,8 +315,8 @@ CommitResult ParameterCommit::finish(const Parameter &p, const QString &control,
     }
     if (!p.mirror.isEmpty())
         link.WriteRamData(p.widthText(), p.mirror, data);
-    const QString cellText = p.encoding == Parameter::HexPointer ? data : QString::number(stored);
-    store(p, data, stored, cellText);
+    // The write path has put the read-back into the state already.
+    m_host.refreshStatusBar();
     r.outcome = CommitResult::Written;
     r.text = typed;
     return r;
@@ -346,7 +346,7 @@ CommitResult ParameterCommit::commitUnitName(const Parameter &p, const QString &
         return r;
     }
     // The device keeps two characters ("?" for those beyond its set); that is the name from now on.
-    store(p, data, qint64(data.toULongLong(nullptr, 16)), QString::fromLatin1(QByteArray::fromHex(data.toLatin1()).left(2)));
+    m_host.refreshStatusBar();
     r.outcome = CommitResult::Written;
     r.text = displayText(p.control);
     return r;
@@ -363,12 +363,6 @@ QString ParameterCommit::unitNameData(const QString &text)
     if (data.size() == 4)
         data += QStringLiteral("00");
     return data;
-}
-
-void ParameterCommit::store(const Parameter &, const QString &, qint64, const QString &)
-{
-    // The write path has put the read-back into the state already.
-    m_host.refreshStatusBar();
 }
 
 // ------------------------------------------------------ combos and options
@@ -401,7 +395,7 @@ CommitResult ParameterCommit::commitIndex(const QString &control, int index)
         r.outcome = CommitResult::Failed;
         return r;
     }
-    store(*p, r.data, index, QString::number(index));
+    m_host.refreshStatusBar();
     r.outcome = CommitResult::Written;
     r.index = index;
     r.text = names.at(index);
@@ -456,8 +450,7 @@ CommitResult ParameterCommit::commitOption(const QString &control, int element)
         return r;
     }
     link.WriteRamData(p.widthText(), p.mirror, r.data);
-    const qint64 value = r.data.toInt(nullptr, 16);
-    store(p, r.data, value, QString::number(value));
+    m_host.refreshStatusBar();
     r.outcome = CommitResult::Written;
     r.index = element;
     r.text = QString::number(newBit);

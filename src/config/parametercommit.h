@@ -102,9 +102,7 @@ private:
     // The unit name's data as the device holds it ("" before any readout).
     QString heldUnitData() const;
     CommitResult commitUnitName(const Parameter &p, const QString &typed);
-    CommitResult finish(const Parameter &p, const QString &control, const QString &typed,
-                        const QString &data, qint64 stored);
-    void store(const Parameter &p, const QString &data, qint64 value, const QString &text);
+    CommitResult finish(const Parameter &p, const QString &control, const QString &typed, const QString &data);
     void refused(const QString &rangeText);
 
     TerminalHost &m_host;

@@ -27,12 +27,20 @@ void ConfigImport::setRowPause(int msecs)
 
 QList<int> ConfigImport::uploadEntries() const
 {
-    const bool tenths = m_host.state().cellValue(QStringLiteral("012D")) == DeviceCodeTenths;
     QList<int> entries;
-    for (int r = 1; r <= RowsWritten; ++r)
-        if (!(r == 25 && tenths))
-            entries << r - 1;
+    for (int e = 0; e < RowsWritten; ++e)
+        if (notWritten(m_host.state(), e).isEmpty())
+            entries << e;
     return entries;
+}
+
+QString ConfigImport::notWritten(const TerminalState &state, int entry)
+{
+    if (entry < 0 || entry >= RowsWritten)
+        return QStringLiteral("an import does not write this row");
+    if (entry == RowsWritten - 1 && state.cellValue(QStringLiteral("012D")) == DeviceCodeTenths)
+        return QStringLiteral("the device is in tenths mode");
+    return QString();
 }
 
 QList<int> ConfigImport::changedEntries(const ConfigTable &table, const TerminalState &state, const QList<int> &entries,
@@ -88,9 +96,16 @@ bool ConfigImport::upload(const ConfigTable &table, const QList<int> &entries)
     // The "012D" row is never written while the device is in tenths mode.
     const QList<int> allowed = uploadEntries();
     int written = 0;
+    m_stopped = false;
     for (int e : entries) {
         if (!allowed.contains(e))
             continue;
+        if (m_stopCheck && m_stopCheck()) {
+            m_stopped = true;
+            emit progress(0);
+            return false;
+        }
+        emit rowStarting(e);
         const int r = e + 1;
         const ConfigRow &row = table.row(r - 1);
         // A row counts only when the device held its data afterwards: an

@@ -4,6 +4,7 @@
 #include <QList>
 #include <QObject>
 #include <QStringList>
+#include <functional>
 
 class ConfigTable;
 class TerminalState;
@@ -27,6 +28,8 @@ public:
     // The entries a plain upload writes, in order: 0 to 24, without the
     // "012D" row while the device is in tenths mode.
     QList<int> uploadEntries() const;
+    // Why an upload leaves the entry out on this device ("" when it writes it).
+    static QString notWritten(const TerminalState &state, int entry);
     // Those of `entries` whose data differs from the device's as last read.
     // The live rows (log pointer, counter word) move on by themselves and
     // are left out unless withLive.
@@ -38,16 +41,23 @@ public:
     static bool namedEntries(const ConfigTable &table, const QStringList &names, QList<int> *entries, QString *error);
     // Tests shorten the pause between rows.
     void setRowPause(int msecs);
+    // Asked before each row: true stops the upload there (false returned,
+    // wasStopped() true), so no row is left between its write and read-back.
+    void setStopCheck(std::function<bool()> check) { m_stopCheck = std::move(check); }
+    bool wasStopped() const { return m_stopped; }
 
     static constexpr int RowsWritten = 25;
     static constexpr int DeviceCodeTenths = 202;
 
 signals:
     void progress(int rowsWritten);
+    void rowStarting(int entry); // before its write frame leaves
     void rowDone(int entry);
 
 private:
     TerminalHost &m_host;
     QTimer *Timer1;
     bool RowWritten = false;
+    std::function<bool()> m_stopCheck;
+    bool m_stopped = false;
 };

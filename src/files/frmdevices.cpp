@@ -36,6 +36,9 @@ frmDevices::frmDevices(Prompter &prompter, const QString &program, QWidget *pare
     cmdSweep->setObjectName(QStringLiteral("cmdSweep"));
     cmdRestore = new QPushButton(tr("&Restore"), this);
     cmdRestore->setObjectName(QStringLiteral("cmdRestore"));
+    cmdStop = new QPushButton(tr("S&top"), this);
+    cmdStop->setObjectName(QStringLiteral("cmdStop"));
+    cmdStop->setEnabled(false);
     cmdClose = new QPushButton(tr("&Close"), this);
     cmdClose->setObjectName(QStringLiteral("cmdClose"));
     ProgBar1 = new QProgressBar(this);
@@ -47,6 +50,7 @@ frmDevices::frmDevices(Prompter &prompter, const QString &program, QWidget *pare
     auto *buttons = new QHBoxLayout;
     buttons->addWidget(cmdSweep);
     buttons->addWidget(cmdRestore);
+    buttons->addWidget(cmdStop);
     buttons->addWidget(ProgBar1, 1);
     buttons->addWidget(cmdClose);
     auto *layout = new QVBoxLayout(this);
@@ -57,6 +61,7 @@ frmDevices::frmDevices(Prompter &prompter, const QString &program, QWidget *pare
 
     connect(cmdSweep, &QPushButton::clicked, this, &frmDevices::cmdSweep_Click);
     connect(cmdRestore, &QPushButton::clicked, this, &frmDevices::cmdRestore_Click);
+    connect(cmdStop, &QPushButton::clicked, this, &frmDevices::cmdStop_Click);
     connect(cmdClose, &QPushButton::clicked, this, &QDialog::reject);
     connect(grdDevices, &QTableWidget::cellDoubleClicked, this, [this](int row, int) {
         if (!m_running && row >= 0 && row < m_devices.size())
@@ -152,6 +157,12 @@ void frmDevices::cmdRestore_Click()
     runSweep(true);
 }
 
+void frmDevices::cmdStop_Click()
+{
+    if (m_sweep && !m_sweep->isStopping())
+        m_sweep->stop();
+}
+
 void frmDevices::runSweep(bool restore)
 {
     if (m_running || m_devices.isEmpty())
@@ -175,9 +186,9 @@ void frmDevices::runSweep(bool restore)
     options.yes = restore;
     SiteSweep sweep(m_devices, options);
     m_running = true;
-    cmdSweep->setEnabled(false);
-    cmdRestore->setEnabled(false);
-    cmdClose->setEnabled(false);
+    m_sweep = &sweep;
+    for (QPushButton *b : {cmdSweep, cmdRestore, cmdClose, cmdStop})
+        b->setEnabled(b == cmdStop);
     ProgBar1->setRange(0, m_devices.size());
     ProgBar1->setValue(0);
     connect(&sweep, &SiteSweep::deviceStarted, this, [this](int i) {
@@ -201,7 +212,7 @@ void frmDevices::runSweep(bool restore)
     showResults();
     ProgBar1->setValue(0);
     m_running = false;
-    cmdSweep->setEnabled(true);
-    cmdRestore->setEnabled(true);
-    cmdClose->setEnabled(true);
+    m_sweep = nullptr;
+    for (QPushButton *b : {cmdSweep, cmdRestore, cmdClose, cmdStop})
+        b->setEnabled(b != cmdStop);
 }

@@ -29,6 +29,8 @@ public:
 
     void cmdSweep_Click();
     void cmdRestore_Click();
+    // Stops the running sweep or restore as Ctrl+C stops the command's.
+    void cmdStop_Click();
     void setJobs(int jobs) { m_jobs = jobs; }
     void setDeviceTimeout(int msecs) { m_timeoutMs = msecs; }
     // The quorin-cli beside this program, or the one $QUORIN_CLI names.
@@ -51,9 +53,11 @@ private:
     int m_jobs = 8;
     int m_timeoutMs = 300000;
     bool m_running = false;
+    SiteSweep *m_sweep = nullptr;   // while one runs
     QTableWidget *grdDevices;
     QPushButton *cmdSweep;
     QPushButton *cmdRestore;
+    QPushButton *cmdStop;
     QPushButton *cmdClose;
     QProgressBar *ProgBar1;
     QLabel *lblStatus;

@@ -133,9 +133,16 @@ void SiteSweep::stop()
             r.state = SweepResult::Stopped;
             r.reason = QStringLiteral("stopped before it started");
         }
-    for (QProcess *p : std::as_const(m_processes))
-        if (p)
+    for (QProcess *p : std::as_const(m_processes)) {
+        if (!p)
+            continue;
+        if (p->property("writes").toBool()) {
+            p->terminate();
+            QTimer::singleShot(StopGraceMs, p, &QProcess::kill);
+        } else {
             p->kill();
+        }
+    }
 }
 
 int SiteSweep::finishedCount() const
@@ -188,6 +195,12 @@ void SiteSweep::startStep(int i, Step step)
             args << QStringLiteral("--report");
     }
     auto *p = new QProcess(this);
+    p->setProperty("writes", step == ImportStep && m_options.yes);
+    // A writing child names each row before it goes out, so a child killed
+    // mid-row leaves the row it was writing on record.
+    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+    env.insert(QStringLiteral("QUORIN_NAME_ROWS"), QStringLiteral("1"));
+    p->setProcessEnvironment(env);
     // Its own process group: Ctrl+C reaches this process only, which then
     // ends the children itself and marks them.
     p->setChildProcessModifier([] { ::setpgid(0, 0); });
@@ -232,14 +245,29 @@ void SiteSweep::onFinished(int i, Step step, int exitCode, bool crashed)
     p->deleteLater();
     r.seconds = (QDateTime::currentMSecsSinceEpoch() - m_startMs[i]) / 1000.0;
 
-    if (m_stopping && !timedOut && (crashed || r.state == SweepResult::Stopped)) {
+    bool asked = false; // a writing child that stopped between rows when asked
+    if (step == ImportStep) {
+        r.restoreLines = QString::fromLocal8Bit(out).split(QLatin1Char('\n'), Qt::SkipEmptyParts);
+        asked = !r.restoreLines.isEmpty() && r.restoreLines.last().startsWith(QLatin1String("interrupted: "));
+        // The child names the row it starts before the write frame leaves
+        // and prints it once read back: one started but not printed may or
+        // may not be in the device.
+        const QString said = QString::fromLocal8Bit(err);
+        int verified = 0;
+        for (const QString &line : std::as_const(r.restoreLines))
+            verified += line.at(0).isDigit();
+        if (said.count(QStringLiteral("import: writing ")) > verified)
+            r.restoreLines << said.section(QStringLiteral("import: writing "), -1).section(QLatin1Char('\n'), 0, 0)
+                                  + QStringLiteral("  interrupted, outcome unknown");
+    }
+    if (m_stopping && !timedOut && (crashed || asked || r.state == SweepResult::Stopped)) {
         r.state = SweepResult::Stopped;
-        r.reason = QStringLiteral("stopped before it finished");
+        r.reason = step == ImportStep && m_options.yes ? QStringLiteral("the restore was interrupted")
+                                                       : QStringLiteral("stopped before it finished");
         finish(i);
         return;
     }
     if (step == ImportStep) {
-        r.restoreLines = QString::fromLocal8Bit(out).split(QLatin1Char('\n'), Qt::SkipEmptyParts);
         if (exitCode != 0 || crashed) {
             r.restoreFailed = true;
             if (!timedOut)
@@ -266,18 +294,26 @@ void SiteSweep::onFinished(int i, Step step, int exitCode, bool crashed)
         r.unit = json.value(QStringLiteral("unit")).toString();
         r.total = json.value(QStringLiteral("total")).toString();
         r.totalUnit = json.value(QStringLiteral("total_unit")).toString();
-        if (!r.restoreFailed)
-            r.reason.clear();
+        // What the child could not do (save, read) keeps it from being fine.
+        const QString missing = json.value(QStringLiteral("reason")).toString();
+        r.reason = !r.restoreFailed ? missing : missing.isEmpty() ? r.reason : r.reason + QStringLiteral("; ") + missing;
+        // The rows a restore leaves as they are, and why.
+        for (const QJsonValue &v : json.value(QStringLiteral("rows")).toArray())
+            if (m_options.restore && v[QStringLiteral("skipped")].isString())
+                r.restoreLines << QStringLiteral("skipped %1 %2: %3").arg(v[QStringLiteral("address")].toString(),
+                                                                          v[QStringLiteral("name")].toString(),
+                                                                          v[QStringLiteral("skipped")].toString());
     } else if (!timedOut) {
-        const QString said = lastLine(err);
+        const QString said = json.value(QStringLiteral("reason")).isString() ? json.value(QStringLiteral("reason")).toString() : lastLine(err);
         r.reason = crashed ? QStringLiteral("quorin-cli ended abnormally")
                            : said.isEmpty() ? QStringLiteral("no answer (status %1)").arg(exitCode) : said;
     }
     const QJsonObject link = json.value(QStringLiteral("link")).toObject();
     if (!link.isEmpty())
-        r.link = QStringLiteral("frames %1, replies %2, time-outs %3, discarded %4")
+        r.link = QStringLiteral("frames %1, replies %2, time-outs %3, lost %4, discarded %5")
                      .arg(link[QStringLiteral("frames")].toInteger()).arg(link[QStringLiteral("replies")].toInteger())
-                     .arg(link[QStringLiteral("timeouts")].toInteger()).arg(link[QStringLiteral("discarded")].toInteger());
+                     .arg(link[QStringLiteral("timeouts")].toInteger()).arg(link[QStringLiteral("lost")].toInteger())
+                     .arg(link[QStringLiteral("discarded")].toInteger());
     r.json = json;
     finish(i);
 }
@@ -320,24 +356,27 @@ QString SiteSweep::resultLine(const SweepResult &r)
     line += QStringLiteral(", flow %1, total %2")
                 .arg(r.flow.isEmpty() ? QStringLiteral("-") : (r.flow.trimmed() + QLatin1Char(' ') + r.unit).trimmed(),
                      r.total.isEmpty() ? QStringLiteral("-") : (r.total.trimmed() + QLatin1Char(' ') + r.totalUnit).trimmed());
-    if (r.restoreFailed)
-        line += QStringLiteral(", restore failed: ") + r.reason;
+    if (!r.reason.isEmpty())
+        line += (r.restoreFailed ? QStringLiteral(", restore failed: ") : QStringLiteral(", ")) + r.reason;
     return line + QStringLiteral(", %1 s").arg(r.seconds, 0, 'f', 1);
 }
 
 QString SiteSweep::summaryLine(const QList<SweepResult> &results)
 {
-    int reached = 0, differ = 0, stopped = 0, failed = 0;
+    int reached = 0, differ = 0, stopped = 0, failed = 0, incomplete = 0;
     for (const SweepResult &r : results) {
         reached += r.reached;
         differ += r.reached && r.differences > 0;
         stopped += r.state == SweepResult::Stopped;
         failed += r.restoreFailed;
+        incomplete += r.reached && !r.restoreFailed && !r.reason.isEmpty();
     }
     QString text = QStringLiteral("%1 transmitters: %2 reached, %3 not reached, %4 differ from their golden table")
                        .arg(results.size()).arg(reached).arg(results.size() - reached - stopped).arg(differ);
     if (stopped)
         text += QStringLiteral(", %1 stopped").arg(stopped);
+    if (incomplete)
+        text += QStringLiteral(", %1 not fully saved or read").arg(incomplete);
     if (failed)
         text += QStringLiteral(", %1 restores failed").arg(failed);
     return text;

@@ -19,10 +19,10 @@ struct SweepResult {
     SiteDevice device;
     State state = Waiting;
     bool reached = false;
-    QString reason;            // why not reached (or why the restore failed)
+    QString reason;            // why not reached, what was not done, or why the restore failed
     int differences = -1;      // -1: not compared (no golden table, or not reached)
     QString flow, unit, total, totalUnit; // empty when not read
-    QString link;              // "frames 40, replies 40, time-outs 0, discarded 0"
+    QString link;              // "frames 40, replies 40, time-outs 0, lost 0, discarded 0"
     double seconds = 0;
     QDateTime finished;
     QStringList restoreLines;  // the rows the restore would write or wrote
@@ -31,7 +31,9 @@ struct SweepResult {
 
     // Reached, and the same as its golden table (or none given), and a restore
     // that was asked for went through.
-    bool good() const { return state == Done && reached && differences <= 0 && !restoreFailed; }
+    // A reached transmitter whose table, report, flow or total is missing
+    // has its reason set, and is not good either.
+    bool good() const { return state == Done && reached && reason.isEmpty() && differences <= 0 && !restoreFailed; }
 };
 
 class SiteSweep : public QObject
@@ -53,7 +55,10 @@ public:
     // Runs until every transmitter is done or stop() was called.
     void run();
     // Ends the running children; unfinished transmitters are marked stopped.
+    // A child writing rows is asked to stop between two rows and ended only
+    // when it has not within StopGraceMs.
     void stop();
+    static constexpr int StopGraceMs = 10000;
     bool isStopping() const { return m_stopping; }
 
     const QList<SweepResult> &results() const { return m_results; }

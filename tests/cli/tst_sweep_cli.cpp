@@ -87,21 +87,19 @@ private slots:
         QTest::addColumn<QStringList>("args");
         QTest::addColumn<QString>("said");
         const QStringList sweep{"sweep", "site.csv", "--out", "o"};
-        QTest::newRow("jobs 0") << false << sweep + QStringList{"--jobs", "0"} << "--jobs must be a whole number, 1 to 256";
-        QTest::newRow("jobs 257") << false << sweep + QStringList{"--jobs", "257"} << "--jobs must be a whole number, 1 to 256";
-        QTest::newRow("timeout 0") << false << sweep + QStringList{"--device-timeout", "0"}
-                                   << "--device-timeout must be a whole number of seconds, 1 to 86400";
-        QTest::newRow("timeout 86401") << false << sweep + QStringList{"--device-timeout", "86401"}
-                                       << "--device-timeout must be a whole number of seconds, 1 to 86400";
+        for (const char *v : {"0", "257"})
+            QTest::newRow(QByteArray("jobs ").append(v)) << false << sweep + QStringList{"--jobs", v} << "--jobs must be a whole number, 1 to 256";
+        for (const char *v : {"0", "86401"})
+            QTest::newRow(QByteArray("timeout ").append(v)) << false << sweep + QStringList{"--device-timeout", v}
+                             << "--device-timeout must be a whole number of seconds, 1 to 86400";
         QTest::newRow("yes alone") << false << sweep + QStringList{"--yes"} << "--yes goes with --restore";
         QTest::newRow("no out") << false << QStringList{"sweep", "site.csv"} << "sweep needs --out DIR";
         QTest::newRow("port") << false << sweep + QStringList{"--sim"} << "sweep takes its ports from the site file, not --port or --sim";
         QTest::newRow("name leaves") << false << QStringList{"--sim", "sweep-one", "../x", "--out", "."}
                                      << "NAME \"../x\": the name holds a path separator";
         QTest::newRow("sim no listen") << true << QStringList{"--devices", "3"} << "--devices needs --listen PORT";
-        QTest::newRow("sim 0") << true << QStringList{"--listen", "0", "--devices", "0"} << "--devices needs a number 1 to 1000, not \"0\"";
-        QTest::newRow("sim 1001") << true << QStringList{"--listen", "0", "--devices", "1001"}
-                                  << "--devices needs a number 1 to 1000, not \"1001\"";
+        for (const char *n : {"0", "1001"})
+            QTest::newRow(QByteArray("sim ").append(n)) << true << QStringList{"--listen", "0", "--devices", n} << QStringLiteral("--devices needs a number 1 to 1000, not \"%1\"").arg(n);
         QTest::newRow("sim room") << true << QStringList{"--listen", "65535", "--devices", "2"} << "--listen 65535 leaves no room for 2 ports";
         for (const char *i : {"0", "4"})
             QTest::newRow(i) << true << QStringList{"--listen", "0", "--devices", "3", "--device-fault", QString(i) + ":noanswer"}
@@ -209,28 +207,35 @@ private slots:
     void sweepStalledDroppingAndDifferingTransmitters()
     {
         SimProcess sim;
-        const QStringList ports = startSite(sim, 5, {"2:late:2500", "3:hangup:6", "5:greet,noise"});
-        QVERIFY2(ports.size() == 5, qPrintable(sim.errorString()));
+        const QStringList ports = startSite(sim, 7, {"2:late:2500", "3:hangup:6", "5:greet,noise", "6:noanswer", "7:mute:10"});
+        QVERIFY2(ports.size() == 7, qPrintable(sim.errorString()));
         const QString site = writeSite("plant.csv", {"same," + ports[0] + ",,,standard.epr", "stalls," + ports[1] + ",,,standard.epr",
                                                      "drops," + ports[2] + ",,RS232,standard.epr", "differs," + ports[3] + ",,,second.epr",
-                                                     "chatty," + ports[4] + ",,,standard.epr"});
-        const CliRun r = runCli({"sweep", site, "--out", path("out"), "--jobs", "5", "--device-timeout", "8", "--json", "--report"}, 60000);
+                                                     "chatty," + ports[4] + ",,,standard.epr", "dead," + ports[5] + ",,,",
+                                                     "quiet," + ports[6] + ",,,standard.epr"});
+        // Reached, but its table and report cannot be saved and the line goes quiet before the flow.
+        QVERIFY(QDir().mkpath(path("out/quiet.epr")) && QDir().mkpath(path("out/quiet.pdf")));
+        const CliRun r = runCli({"sweep", site, "--out", path("out"), "--jobs", "7", "--device-timeout", "8", "--json", "--report"}, 60000);
         QCOMPARE(r.code, 1);
         QMap<QString, QJsonObject> by;
         for (const QJsonObject &o : jsonLines(r))
             by.insert(o.value("name").toString(), o);
-        QCOMPARE(by.size(), 6); // five and the summary
+        QCOMPARE(by.size(), 8); // seven and the summary
         QCOMPARE(by["same"]["reached"].toBool(), true);
         QCOMPARE(by["same"]["differences"].toInt(-1), 0);
         QVERIFY(by["same"]["flow_value"].isDouble());
         QCOMPARE(by["stalls"]["reached"].toBool(), false);
         QCOMPARE(by["stalls"]["reason"].toString(), "no result within 8 s");
         QCOMPARE(by["drops"]["reached"].toBool(), false);
-        QCOMPARE(by["drops"]["reason"].toString(), "Can not get device configuration data!");
+        QCOMPARE(by["drops"]["reason"].toString(), "the connection was lost during the readout");
+        QCOMPARE(by["dead"]["reason"].toString(), "no answer on the line");
+        QCOMPARE(by["quiet"]["reached"].toBool(), true);
+        QCOMPARE(by["quiet"]["reason"].toString(), "table not saved, report not saved, flow not read, total not read");
+        QCOMPARE(by[""]["summary"].toString(), "7 transmitters: 4 reached, 3 not reached, 1 differ from their golden table, 1 not fully saved or read");
         QCOMPARE(by["differs"]["reached"].toBool(), true);
         QVERIFY(by["differs"]["differences"].toInt() > 0);
         QCOMPARE(by["differs"]["differences"].toInt(), by["differs"]["rows"].toArray().size());
-        QVERIFY(r.err.contains("sweep: 5 of 5 done\n"));
+        QVERIFY(r.err.contains("sweep: 7 of 7 done\n"));
         // A server that greets and chatters before every reply: the noise is
         // counted and dropped, the values are read.
         QCOMPARE(by["chatty"]["differences"].toInt(-1), 0);
@@ -244,11 +249,13 @@ private slots:
         QVERIFY(!QFileInfo::exists(path("out/stalls.epr")));
         QList<SweepResult> summary;
         QVERIFY2(SiteSweep::readSummary(path("out/summary.csv"), &summary, &error), qPrintable(error));
-        QCOMPARE(summary.size(), 5);
+        QCOMPARE(summary.size(), 7);
         QCOMPARE(summary[1].reason, "no result within 8 s");
-        QVERIFY2(QRegularExpression("^frames [1-9][0-9]*, replies [1-9][0-9]*, time-outs 0, discarded 0$").match(summary[0].link).hasMatch(),
+        QVERIFY2(QRegularExpression("^frames [1-9][0-9]*, replies [1-9][0-9]*, time-outs 0, lost 0, discarded 0$").match(summary[0].link).hasMatch(),
                  qPrintable(summary[0].link));
-        QCOMPARE(summary[2].link, "frames 6, replies 5, time-outs 0, discarded 0"); // the line dropped on the sixth
+        QCOMPARE(summary[2].link, "frames 6, replies 5, time-outs 0, lost 1, discarded 0"); // the line dropped on the sixth
+        QCOMPARE(summary[6].reason, by["quiet"]["reason"].toString());
+        QVERIFY(!summary[6].good() && summary[0].good());
         QCOMPARE(summary[3].differences, by["differs"]["differences"].toInt());
 
         // Ctrl+C (or SIGTERM) while the stalled one runs: the finished result
@@ -257,20 +264,22 @@ private slots:
             QProcess p;
             p.start(QStringLiteral(QUORIN_CLI_EXE), {"sweep", site, "--out", path("out2"), "--jobs", "1"});
             QByteArray err;
-            waitUntil([&] { err += p.readAllStandardError(); return err.contains("sweep: 1 of 5 done"); }, 30000);
+            waitUntil([&] { err += p.readAllStandardError(); return err.contains("sweep: 1 of 7 done"); }, 30000);
             ::kill(pid_t(p.processId()), sig);
             QVERIFY(p.waitForFinished(10000));
             QCOMPARE(p.exitCode(), 1);
             QVERIFY((err + p.readAllStandardError()).contains("sweep: interrupted; stopping the transmitters still running\n"));
             QStringList lines = QString::fromUtf8(p.readAllStandardOutput()).split('\n', Qt::SkipEmptyParts);
-            QVERIFY2(lines.size() == 6, qPrintable(lines.join('\n')));
+            QVERIFY2(lines.size() == 8, qPrintable(lines.join('\n')));
             QVERIFY2(QRegularExpression("^same  " + ports[0] + "  reached, 0 rows differ, flow [0-9.]+ LTR/Min, total [0-9]+ LTR, [0-9]+\\.[0-9] s$")
                          .match(lines.takeFirst()).hasMatch(), "same");
             QCOMPARE(lines, QStringList({"stalls  " + ports[1] + "  stopped: stopped before it finished",
                                          "drops  " + ports[2] + "  stopped: stopped before it started",
                                          "differs  " + ports[3] + "  stopped: stopped before it started",
                                          "chatty  " + ports[4] + "  stopped: stopped before it started",
-                                         "5 transmitters: 1 reached, 0 not reached, 0 differ from their golden table, 4 stopped"}));
+                                         "dead  " + ports[5] + "  stopped: stopped before it started",
+                                         "quiet  " + ports[6] + "  stopped: stopped before it started",
+                                         "7 transmitters: 1 reached, 0 not reached, 0 differ from their golden table, 6 stopped"}));
             QVERIFY(SiteSweep::readSummary(path("out2/summary.csv"), &summary, &error));
             QCOMPARE(summary[1].state, SweepResult::Stopped);
             QCOMPARE(summary[0].state, SweepResult::Done);
@@ -318,6 +327,26 @@ private slots:
         const CliRun again = runCli({"sweep", site, "--out", path("r"), "--jobs", "256", "--device-timeout", "86400"}, 60000);
         QCOMPARE(again.code, 0);
         QCOMPARE(again.lines().last(), "2 transmitters: 2 reached, 0 not reached, 0 differ from their golden table");
+
+        // A device in tenths mode keeps its coefficient A: the restore says so.
+        SimProcess tenths;
+        QVERIFY(tenths.start({"--listen", "0", "--preset", "tenths", "--no-pacing", "--fault", "late:60"}));
+        const QString t = writeSite("tenths.csv", {"c," + tenths.path() + ",,,second.epr"});
+        for (const char *line : {"c  restore: skipped 012D txtAFCor: the device is in tenths mode", "c  restore: dry run: 22 rows"})
+            QVERIFY(runCli({"sweep", t, "--out", path("t"), "--restore"}, 60000).out.contains(line));
+        // Ctrl+C while it writes: the rows verified so far are listed; the
+        // child stops between two rows.
+        QProcess p;
+        p.start(QStringLiteral(QUORIN_CLI_EXE), {"sweep", t, "--out", path("t"), "--restore", "--yes"});
+        QTest::qWait(2500);
+        ::kill(pid_t(p.processId()), SIGINT);
+        QVERIFY(p.waitForFinished(20000));
+        QCOMPARE(p.exitCode(), 1);
+        const QStringList lines = QString::fromUtf8(p.readAllStandardOutput()).split('\n', Qt::SkipEmptyParts);
+        QVERIFY2(lines.size() >= 3 && QRegularExpression("^c  restore: interrupted: ([0-9]+) of 22 rows written and verified, the others were not sent$")
+                                          .match(lines.at(lines.size() - 3)).captured(1).toInt() == lines.size() - 3, qPrintable(lines.join('\n')));
+        QCOMPARE(lines.mid(lines.size() - 2), QStringList({"c  " + tenths.path() + "  stopped: the restore was interrupted",
+                                                          "1 transmitters: 0 reached, 0 not reached, 0 differ from their golden table, 1 stopped"}));
     }
 
     void devicesWindowSweepsAndOpensOne()
@@ -358,6 +387,24 @@ private slots:
         QVERIFY(grid->item(1, 3)->text().toInt() > 0);
         QVERIFY(!grid->item(1, 6)->text().isEmpty());
         QVERIFY(prompter.entries.isEmpty());
+        // Restore asks first: No sends nothing; Yes writes the rows that differ.
+        const int before = grid->item(1, 3)->text().toInt();
+        for (const bool yes : {false, true}) {
+            prompter.answers << yes;
+            window.findChild<QPushButton *>("cmdRestore")->click();
+            QCOMPARE(grid->item(1, 3)->text().toInt() < before, yes);
+        }
+        QCOMPARE(prompter.texts("yesno"), QStringList(2, "Write the rows that differ from their golden tables into the transmitters "
+                                                  "of this site, each row verified?"));
+        prompter.clear();
+        // Stop, enabled only while a sweep runs, stops it as Ctrl+C does.
+        auto *stop = window.findChild<QPushButton *>("cmdStop");
+        bool enabled = false;
+        QVERIFY(!stop->isEnabled());
+        QTimer::singleShot(0, stop, [&] { enabled = stop->isEnabled(); stop->click(); });
+        window.findChild<QPushButton *>("cmdSweep")->click();
+        QVERIFY(enabled && !stop->isEnabled());
+        QCOMPARE(grid->item(1, 2)->text(), "stopped");
         // The window refuses a linked summary as the command does, before any transmitter is touched.
         const QString summary = path("window-sweep/summary.csv");
         QVERIFY(QFile::remove(summary) && QFile::link(path("x.csv"), summary));

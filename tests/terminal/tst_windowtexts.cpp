@@ -4,6 +4,7 @@
 // texts/. QUORIN_UPDATE_TEXTS=1 writes the copies anew (read the diff).
 #include "config/frmdprop.h"
 #include "files/frmautotune.h"
+#include "files/frmdevices.h"
 #include "files/frmexporte.h"
 #include "files/frmhistory.h"
 #include "files/frmimporte.h"
@@ -80,7 +81,7 @@ private slots:
         QTest::addColumn<QString>("name");
         for (const char *name : {"frmTerminal", "frmTerminal-stored", "frmProperties-stored", "frmDProp", "frmDProp-tenths",
                                  "frmDProp-second", "frmAutoTune", "frmExportE", "frmImportE", "frmHistory", "frmMemLog",
-                                 "frmAbout", "frmEthernet", "frmRescale"})
+                                 "frmAbout", "frmEthernet", "frmRescale", "frmDevices"})
             QTest::newRow(name) << QString::fromLatin1(name);
     }
 
@@ -104,7 +105,7 @@ private slots:
             {"frmExportE", [&] { return new frmExportE(h); }}, {"frmImportE", [&] { return new frmImportE(h); }},
             {"frmHistory", [&] { return new frmHistory(h); }}, {"frmMemLog", [&] { return new frmMemLog(h); }},
             {"frmAbout", [] { return new frmAbout; }}, {"frmEthernet", [&] { return new frmEthernet(h); }},
-            {"frmRescale", [&] { return new frmRescale(h); }},
+            {"frmRescale", [&] { return new frmRescale(h); }}, {"frmDevices", [&] { return new frmDevices(main.prompter, QString()); }},
             {"frmProperties", [&] { return main.window->propertiesDialog().release(); }}};
         const std::unique_ptr<QWidget> dialog(make.value(name.section(QLatin1Char('-'), 0, 0), [] { return nullptr; })());
         // Opening a window reads nothing: it shows what the readout left.
