@@ -50,19 +50,12 @@ struct WindowRig {
     template <typename T = QWidget>
     T *child(const QString &name) const { return window->findChild<T *>(name); }
     QString panel(const QString &key) const { return window->panel(key)->text(); }
-    // The texts of several status bar panels, or of several labels, in the order given.
+    // The texts of several status bar panels, in the order given.
     QStringList panels(const QStringList &keys) const
     {
         QStringList out;
         for (const QString &k : keys)
             out << panel(k);
-        return out;
-    }
-    QStringList labels(const QStringList &names) const
-    {
-        QStringList out;
-        for (const QString &n : names)
-            out << child<QLabel>(n)->text();
         return out;
     }
     bool enabled(const QString &item) const { return window->menuItem(item)->isEnabled(); }

@@ -316,7 +316,10 @@ private slots:
         // One poll: point code, display block, unit, multiplier word, total digits.
         QCOMPARE(rig.frames().mid(kReadoutFrames.size(), 5), QStringList({"R5202:01014F00", "R5202:0A012A00", "R5202:0101E400",
                                                                           "R5202:02010900", "R5202:08017400"}));
-        QCOMPARE(rig.labels({"lblMDEU", "Label7", "Label12"}), QStringList({"LTR/Min", "12345", "LTR M  "}));
+        QStringList shown;
+        for (const char *label : {"lblMDEU", "Label7", "Label12"})
+            shown << rig.child<QLabel>(QLatin1String(label))->text();
+        QCOMPARE(shown, QStringList({"LTR/Min", "12345", "LTR M  "}));
         rig.window->mnuAutoS_Click();
         QVERIFY(!rig.window->autoUpdateOn() && !rig.window->Timer4->isActive());
         QVERIFY(rig.prompter.entries.isEmpty());
