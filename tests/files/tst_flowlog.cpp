@@ -73,15 +73,12 @@ private slots:
         FlowLogReadout readout(rig.session);
         // The device goes quiet after the second block.
         connect(&readout, &FlowLogReadout::blockRead, this, [&](int done, int, const QStringList &) {
-            if (done == 2) {
-                SimFaults f;
-                f.noAnswer = true;
-                rig.port->setFaults(f);
-            }
+            if (done == 2)
+                rig.port->setFaults(simFaults("noanswer"));
         });
         QCOMPARE(readout.read(0x7FFF), FlowLogReadout::Failed);
-        QCOMPARE(rig.session.state().FlowPointCount, 254);
-        QCOMPARE(rig.prompter.texts().last(), QStringLiteral("Read data is failed!\r data recieved: "));
+        QCOMPARE(std::pair(rig.session.state().FlowPointCount, rig.prompter.texts().last()),
+                 std::pair(254, QStringLiteral("Read data is failed!\r data recieved: ")));
 
         SimRig again;
         QVERIFY(again.readOut());
@@ -143,8 +140,7 @@ private slots:
         MlgData d;
         QString error;
         QVERIFY2(mlgfile::readFile(path, &d, &error), qPrintable(error));
-        QCOMPARE(d.values.size(), 127);
-        QCOMPARE(d.points.last(), 127);
+        QCOMPARE(std::pair(int(d.values.size()), int(d.points.last())), std::pair(127, 127));
     }
 };
 

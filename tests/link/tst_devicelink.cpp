@@ -84,14 +84,13 @@ private slots:
         r.link.AwaitingReply = !awaited;
         r.port->close(); // nothing is sent, no flag changes
         r.link.SendFrame(command);
+        using Flags = std::pair<qint16, bool>; // ExpectedByteCount, AwaitingReply
         QVERIFY(r.port->written.isEmpty());
-        QCOMPARE(r.link.AwaitingReply, !awaited);
-        QCOMPARE(r.link.ExpectedByteCount, qint16(7));
+        QCOMPARE(Flags(r.link.ExpectedByteCount, r.link.AwaitingReply), Flags(7, !awaited));
         r.port->open();
         r.link.SendFrame(command);
         QCOMPARE(r.port->written, QList<QByteArray>{wire});
-        QCOMPARE(r.link.ExpectedByteCount, qint16(expected));
-        QCOMPARE(r.link.AwaitingReply, awaited);
+        QCOMPARE(Flags(r.link.ExpectedByteCount, r.link.AwaitingReply), Flags(expected, awaited));
     }
 
     void replySplitAtEveryPositionStillCompletes_data()
@@ -244,12 +243,11 @@ private slots:
 
     void storePauseArithmetic()
     {
-        QCOMPARE(DeviceLink::StorePauseMs(10000), 1000);
-        QCOMPARE(DeviceLink::StorePauseMs(10400), 600);
-        QCOMPARE(DeviceLink::StorePauseMs(10500), 1500); // 11.5 rounds to the even 12
-        QCOMPARE(DeviceLink::StorePauseMs(11500), 500);  // 12.5 rounds to the even 12
-        QCOMPARE(DeviceLink::StorePauseMs(86399700), 1300); // across midnight
-        QCOMPARE(DeviceLink::StorePauseMs(86399999), 1001);
+        // 10500: 11.5 rounds to the even 12; 11500: 12.5 too; the last two across midnight.
+        QList<int> pauses;
+        for (int ms : {10000, 10400, 10500, 11500, 86399700, 86399999})
+            pauses << DeviceLink::StorePauseMs(ms);
+        QCOMPARE(pauses, QList<int>({1000, 600, 1500, 500, 1300, 1001}));
     }
 
     void verifiedWrite_data()

@@ -186,8 +186,7 @@ private slots:
         const auto [args, error] = kRefusals.fetch();
         const QStringList command = args.first() == "sweep" ? QStringList() : QStringList{"--sim", "monitor", "--count", "1"};
         const CliRun r = runCli((args.first() == "info" ? QStringList{"--sim"} : command) + args, 15000);
-        QCOMPARE(r.err.trimmed(), error);
-        QCOMPARE(r.code, error.isEmpty() ? 0 : 2);
+        QCOMPARE(std::pair(r.code, r.err.trimmed()), std::pair(error.isEmpty() ? 0 : 2, error));
     }
 
     // Login and TLS: readings arrive, or the refusal says why, once.
