@@ -56,7 +56,8 @@ public:
         if (sendEventLast)
             QMetaObject::invokeMethod(this, sent, Qt::QueuedConnection);
         QMetaObject::invokeMethod(this, [this] {
-            if (link && link->AwaitingReply) {
+            // A whole reply waits out the link's settle time and is taken then.
+            if (link && link->AwaitingReply && !link->ReplyComplete) {
                 close();
                 emit portLost(QStringLiteral("hung up"));
             }
