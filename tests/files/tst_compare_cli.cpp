@@ -394,6 +394,15 @@ private slots:
         older->click();
         QCOMPARE(grid->rowCount(), 506);
         QVERIFY(!older->isEnabled());
+
+        // Flow values in the terms of the device written, not the open one's; the stored number where its record cannot tell.
+        for (const char *device : {"012D=00CA,01E4=07,0104=02", "012D=0000,01E4=05,0104=01", "012D=,01E4=05,0104=01", "012D=0000,01E4=09,0104=01"})
+            QVERIFY(rig.session.journal().append({"t", "COM9", "o", "s", "0105", 4, "00001388", "0000115C", true, "0000115C", {}, {}, device}, &error));
+        w.reload();
+        QStringList flows;
+        for (int row = 3; row >= 0; --row)
+            flows << grid->item(row, 6)->text() + " -> " + grid->item(row, 7)->text();
+        QCOMPARE(flows, QStringList({"500.0 GAL/Hr -> 444.4 GAL/Hr", "5000 LTR/Min -> 4444 LTR/Min", "5000 -> 4444", "5000 -> 4444"}));
     }
 
     void reportFromTheWindow()

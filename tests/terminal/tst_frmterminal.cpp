@@ -450,9 +450,17 @@ private slots:
         rig.device->setValue(0x104, 1, 3); // another time base: its flow is another unit
         const qint64 lostMs = QDateTime::currentMSecsSinceEpoch();
         const int lostAt = rig.frames().size();
+        // Until the new connection's first reading, nothing of the old one (nor its total beside the old time).
+        QStringList atFirstPoll;
+        connect(rig.device, &SimDevice::frameReceived, rig.window.get(), [&](const QString &frame) {
+            for (const char *name : {"lblMDRe", "lblMDEU", "Label7", "Label12"})
+                if (frame == QLatin1String("R5202:01014F00") && atFirstPoll.size() < 4)
+                    atFirstPoll << rig.child<QLabel>(QLatin1String(name))->text();
+        });
         QTRY_VERIFY_WITH_TIMEOUT(rig.window->autoUpdateOn() && rig.frames().size() > lostAt + 9, 6000);
         QCOMPARE(rig.frames().mid(lostAt, 9), kReadoutFrames + QStringList{"R5202:01014F00"});
         QCOMPARE(rig.panel(QStringLiteral("MaxFlow")), QStringLiteral("Max Flow: 4000 L/s"));
+        QCOMPARE(atFirstPoll, QStringList(4, QString()));
         QCOMPARE(rig.panel(QStringLiteral("Status")), QStringLiteral("Status: Reconnected to Simulated transmitter"));
         // The old device's points, in its unit, are not drawn under the new one.
         QTRY_VERIFY(rig.window->trendBuffer().size() > 0);
@@ -556,6 +564,7 @@ private slots:
         if (cause == "lost") {
             rig.port->setFaults(SimFaults());
             QVERIFY(rig.window->mnuOpen_Click());
+            QCOMPARE(flow->text() + total->text(), QString()); // perhaps another device now
         }
         if (cause == "busy")
             hold.release();
