@@ -73,7 +73,7 @@ private slots:
         FlowLogReadout readout(rig.session);
         // The device goes quiet after the second block.
         connect(&readout, &FlowLogReadout::blockRead, this, [&](int done, int, const QStringList &) {
-            if (done == 2)
+            if (done == 1) // shown once the second block is in
                 rig.port->setFaults(simFaults("noanswer"));
         });
         QCOMPARE(readout.read(0x7FFF), FlowLogReadout::Failed);
@@ -90,6 +90,21 @@ private slots:
         QCOMPARE(second.read(0x7FFF), FlowLogReadout::Cancelled);
         QCOMPARE(again.session.state().FlowPointCount, 381);
         QVERIFY(again.prompter.entries.isEmpty());
+
+        // A block with a data byte more, its tail a piece behind: found
+        // before the next block's reply, or after the last one.
+        for (const int end : {0x2FE, 0x7FFF}) {
+            SimRig longer;
+            QVERIFY(longer.readOut());
+            SimFaults f;
+            f.longTailMs = 1;
+            longer.port->setFaults(f);
+            FlowLogReadout third(longer.session);
+            QCOMPARE(third.read(end), FlowLogReadout::Failed);
+            QCOMPARE(longer.session.state().FlowPointCount, 0);
+            QCOMPARE(longer.prompter.texts(), QStringList({"No connection!", "Read data is failed!\r data recieved: "}));
+            QCOMPARE(longer.device->receivedFrames().size(), end == 0x2FE ? 1 : 2);
+        }
     }
 
     void windowAddressBoxAndSave()
