@@ -102,10 +102,18 @@ Result readThroughLink(const QString &path, int baud)
         if (code == CommEvent::Receive)
             ++r.wakes;
     });
-    for (int addr : blockAddresses()) {
+    // Streamed as the flow log reads them: the line after each block is
+    // checked up to the next reply, and for the settle time after the last.
+    DeviceLink::StreamedReads streamed(link);
+    const QList<int> addresses = blockAddresses();
+    for (int addr : addresses) {
         QElapsedTimer t;
         t.start();
         const QString reply = link.ReadMemory(hex4(addr), QStringLiteral("FF"));
+        if (!link.streamLineClean(addr == addresses.last())) {
+            std::fprintf(stderr, "block before %s: more than the reply came\n", qPrintable(hex4(addr)));
+            break;
+        }
         if (reply.size() != 2 * kBlockBytes) {
             std::fprintf(stderr, "block %s: %d characters\n", qPrintable(hex4(addr)), int(reply.size()));
             break;

@@ -12,11 +12,18 @@
 #include "session/terminalstate.h"
 
 #include <QDateTime>
+#include <QEventLoop>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QSocketNotifier>
+#include <QTimer>
+#include <csignal>
+#include <functional>
 #include <memory>
 #include <optional>
+#include <sys/socket.h>
+#include <unistd.h>
 
 namespace {
 
@@ -80,6 +87,55 @@ void printMonitorJson(const CliContext &c, const LiveDisplay::Result &r)
         {QStringLiteral("total_unit"), readOrNull(r.totalUnit)},
     });
 }
+
+int stopPipe[2] = {-1, -1};
+
+void onStop(int)
+{
+    const char c = 1;
+    [[maybe_unused]] const ssize_t n = ::write(stopPipe[1], &c, 1);
+}
+
+// Ctrl+C or SIGTERM while it lives: the operator ends the run. asked()
+// turns true and stopped() runs on the event loop, so a wait can end early.
+class StopWatch
+{
+public:
+    explicit StopWatch(std::function<void()> stopped)
+    {
+        if (::socketpair(AF_UNIX, SOCK_STREAM, 0, stopPipe) != 0)
+            return;
+        m_notifier = std::make_unique<QSocketNotifier>(stopPipe[0], QSocketNotifier::Read);
+        QObject::connect(m_notifier.get(), &QSocketNotifier::activated, [this, stopped] {
+            char b = 0;
+            [[maybe_unused]] const ssize_t n = ::read(stopPipe[0], &b, 1);
+            m_asked = true;
+            stopped();
+        });
+        struct sigaction sa {};
+        sa.sa_handler = onStop;
+        sigemptyset(&sa.sa_mask);
+        sa.sa_flags = SA_RESTART;
+        ::sigaction(SIGINT, &sa, &m_old[0]);
+        ::sigaction(SIGTERM, &sa, &m_old[1]);
+    }
+    ~StopWatch()
+    {
+        if (!m_notifier)
+            return;
+        ::sigaction(SIGINT, &m_old[0], nullptr);
+        ::sigaction(SIGTERM, &m_old[1], nullptr);
+        m_notifier.reset();
+        ::close(stopPipe[0]);
+        ::close(stopPipe[1]);
+    }
+    bool asked() const { return m_asked; }
+
+private:
+    std::unique_ptr<QSocketNotifier> m_notifier;
+    struct sigaction m_old[2] {};
+    bool m_asked = false;
+};
 
 // The line's counters; reply times only when there were replies.
 void printStats(const CliContext &c, const LinkHealth &h)
@@ -211,6 +267,15 @@ static CliCommand monitorCommand("monitor",
         } else if (!link.openPort()) {
             return ExitDevice;
         }
+        // The operator's Ctrl+C ends the run as --count does: the last
+        // reading stays retained at the broker and the queue is sent.
+        QEventLoop *waiting = nullptr;
+        const StopWatch stop([&again, &waiting] {
+            if (again)
+                again->setEnabled(false); // ends a wait for the port
+            if (waiting)
+                waiting->quit();
+        });
         LiveDisplay live(link, s, &host->prompter());
         const auto finish = [&c, &link](int status) {
             if (c.flag(QStringLiteral("stats")))
@@ -220,13 +285,32 @@ static CliCommand monitorCommand("monitor",
         // --count counts the readings printed, failed ones included.
         bool allOk = true;
         bool anyOk = false;
+        // The broker hears once per loss that the readings stopped (a loss
+        // between two polls too), and readings again once they resume.
+        bool offlineSaid = false;
+        const auto sayOffline = [&mqtt, &offlineSaid] {
+            if (mqtt && !offlineSaid)
+                mqtt->publishOffline();
+            offlineSaid = true;
+        };
         for (int printed = 0; count == 0 || printed < count; ++printed) {
-            if (printed > 0)
-                link.pause(interval);
+            if (printed > 0 && !stop.asked()) {
+                QEventLoop pause;
+                waiting = &pause;
+                QTimer::singleShot(interval, &pause, &QEventLoop::quit);
+                pause.exec();
+                waiting = nullptr;
+            }
+            if (stop.asked())
+                break;
+            if (lost || (again && again->isRetrying()))
+                sayOffline();
             if (lost && !again)
                 return finish(ExitDevice);
             if (again && again->isRetrying())
                 again->waitUntilBack();
+            if (stop.asked())
+                break;
             lost = false;
             if (basisDue) {
                 // The unit's time base, read again on a port that came back:
@@ -254,9 +338,10 @@ static CliCommand monitorCommand("monitor",
             }
             if (mqtt) {
                 mqtt->publish(MqttPublisher::fromState(s, r, portName, QDateTime::currentMSecsSinceEpoch()));
-                if (lost) // the readings stop here: not live any more
-                    mqtt->publishOffline();
+                offlineSaid = false;
             }
+            if (lost) // the readings stop here: not live any more
+                sayOffline();
             // A poll cut by a loss that --reconnect mends does not fail the run.
             if (!(lost && again))
                 allOk = allOk && r.ok();

@@ -56,7 +56,8 @@ public:
         if (sendEventLast)
             QMetaObject::invokeMethod(this, sent, Qt::QueuedConnection);
         QMetaObject::invokeMethod(this, [this] {
-            if (link && link->AwaitingReply) {
+            // A whole reply waits out the link's settle time and is taken then.
+            if (link && link->AwaitingReply && !link->ReplyComplete) {
                 close();
                 emit portLost(QStringLiteral("hung up"));
             }
@@ -117,7 +118,7 @@ void assembleOnly(const QList<QByteArray> &chunks, bool rs232, int expected)
         FUZZ_CHECK(link.RxCount == link.RxAccumulator.size());
         FUZZ_CHECK(link.RxAccumulator.size() <= wholeLength(rs232, expected));
         if (link.ReplyComplete) {
-            FUZZ_CHECK(!replies.isEmpty() && replies.last() == link.txtRs);
+            FUZZ_CHECK(replies.isEmpty()); // handed over only after the line stayed quiet
             FUZZ_CHECK(link.txtRs.size() == wholeLength(rs232, expected));
             FUZZ_CHECK(hexOnly(link.txtRs.mid(rs232 ? 0 : 4)));
             FUZZ_CHECK(cameWhole(chunks, rs232, link.txtRs));

@@ -109,7 +109,9 @@ int main(int argc, char *argv[])
                                                   "hangup:N, mute:N (silent after N frames), greet (a greeting on connect), noise (text before "
                                                   "every reply), trickle:MS (one byte every MS), opensb (--listen: "
                                                   "an unterminated telnet subnegotiation), flood (--listen: "
-                                                  "endless bytes without a \":\"); several joined by commas."),
+                                                  "endless bytes without a \":\"), long[:MS] (a data byte more, "
+                                                  "the last two digits 1 or MS ms later), lategreet (a greeting "
+                                                  "with a \":\" just ahead of the first reply); several joined by commas."),
                                    QStringLiteral("SPEC"), QStringLiteral("none"));
     const QCommandLineOption preset(QStringLiteral("preset"),
                                     QStringLiteral("Device preset: %1.").arg(SimDevice::presetNames().join(QLatin1String(", "))),

@@ -18,6 +18,7 @@ bool positiveNumber(const QString &text, qint64 max, qint64 *value)
 
 const QByteArray SimFaults::GreetingText = QByteArrayLiteral("Welcome, line 3: ready\r\n");
 const QByteArray SimFaults::NoiseText = QByteArrayLiteral("\r\nline 3: ");
+const QByteArray SimFaults::LateGreetingText = QByteArrayLiteral("Connected at 12:34\r\n");
 
 bool SimFaults::parse(const QString &text, SimFaults *out, QString *error)
 {
@@ -44,6 +45,17 @@ bool SimFaults::parse(const QString &text, SimFaults *out, QString *error)
             f.noise = true;
         } else if (name == QLatin1String("flood") && colon < 0) {
             f.flood = true;
+        } else if (name == QLatin1String("lategreet") && colon < 0) {
+            f.lateGreeting = true;
+        } else if (name == QLatin1String("long") && colon < 0) {
+            f.longTailMs = 1;
+        } else if (name == QLatin1String("long")) {
+            if (!positiveNumber(arg, 10000, &v)) {
+                why = QStringLiteral("fault \"%1\": give the delay of the last digits in milliseconds, long:1 to long:10000")
+                          .arg(raw.trimmed());
+                break;
+            }
+            f.longTailMs = int(v);
         } else if (name == QLatin1String("opensb") && colon < 0) {
             f.openSubneg = true;
         } else if (name == QLatin1String("trickle")) {
@@ -77,7 +89,8 @@ bool SimFaults::parse(const QString &text, SimFaults *out, QString *error)
             (name == QLatin1String("mute") ? f.muteAfterFrames : f.hangupAfterFrames) = int(v);
         } else {
             why = QStringLiteral("unknown fault \"%1\"; use none, noanswer, late:MS, corrupt, split[:SEED], "
-                                 "hangup:N, mute:N, greet, noise, trickle:MS, opensb, flood (several joined by commas)")
+                                 "hangup:N, mute:N, greet, noise, trickle:MS, opensb, flood, long[:MS], lategreet "
+                                 "(several joined by commas)")
                       .arg(raw.trimmed());
             break;
         }
@@ -117,5 +130,9 @@ QString SimFaults::toString() const
         items << QStringLiteral("opensb");
     if (flood)
         items << QStringLiteral("flood");
+    if (longTailMs > 0)
+        items << (longTailMs == 1 ? QStringLiteral("long") : QStringLiteral("long:%1").arg(longTailMs));
+    if (lateGreeting)
+        items << QStringLiteral("lategreet");
     return items.isEmpty() ? QStringLiteral("none") : items.join(QLatin1Char(','));
 }

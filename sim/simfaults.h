@@ -22,15 +22,20 @@ struct SimFaults
     bool openSubneg = false;     // on connect: agrees to the com-port option, then starts a
                                  // telnet subnegotiation it never ends
     bool flood = false;          // --listen: on connect, bytes without a ":" as fast as they go
+    int longTailMs = 0;          // replies one data byte longer than asked for, their last two
+                                 // digits this many ms after the rest (0: off)
+    bool lateGreeting = false;   // a greeting with a ":" in it right after the first frame, just
+                                 // ahead of its reply
 
     bool any() const
     {
         return noAnswer || lateMs > 0 || corruptReadback || splitReplies || hangupAfterFrames > 0 || muteAfterFrames > 0 || greeting || noise
-            || trickleMs > 0 || openSubneg || flood;
+            || trickleMs > 0 || openSubneg || flood || longTailMs > 0 || lateGreeting;
     }
 
     // Reads "none", "noanswer", "late:4000", "corrupt", "split" (or "split:SEED"),
-    // "hangup:5", "mute:5", "greet", "noise", "trickle:40", "opensb", "flood", several joined by commas. Case and blanks around the items do
+    // "hangup:5", "mute:5", "greet", "noise", "trickle:40", "opensb", "flood", "long" (or "long:MS"),
+    // "lategreet", several joined by commas. Case and blanks around the items do
     // not matter. On a bad text returns false, leaves *out alone and says why.
     static bool parse(const QString &text, SimFaults *out, QString *error);
     // The same text form; "none" when nothing is set.
@@ -38,4 +43,5 @@ struct SimFaults
     // The text a greeting fault sends, and what noise puts before a reply.
     static const QByteArray GreetingText;
     static const QByteArray NoiseText;
+    static const QByteArray LateGreetingText;
 };

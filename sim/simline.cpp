@@ -80,8 +80,23 @@ void SimLine::receive(const QByteArray &bytes)
         }
         if (ex.reply.isEmpty() || m_faults.noAnswer || (m_faults.muteAfterFrames > 0 && m_frames > m_faults.muteAfterFrames))
             continue;
-        schedule((m_faults.noise ? SimFaults::NoiseText : QByteArray()) + ex.reply,
-                 arrived + qint64(m_faults.lateMs) * MsNs);
+        QByteArray reply = (m_faults.noise ? SimFaults::NoiseText : QByteArray()) + ex.reply;
+        qint64 due = arrived + qint64(m_faults.lateMs) * MsNs;
+        if (m_faults.lateGreeting && m_frames == 1) {
+            // A device server that says hello once the line is used; the
+            // reply follows a millisecond behind, a read of its own.
+            schedule(SimFaults::LateGreetingText, due);
+            due = m_txFreeNs + MsNs;
+        }
+        if (m_faults.longTailMs > 0) {
+            // A wider value than asked for: a data byte more in front, its
+            // last two digits in a piece of their own.
+            reply.insert(reply.lastIndexOf(':') + 1, "01");
+            schedule(reply.left(reply.size() - 2), due);
+            reply = reply.right(2);
+            due = m_txFreeNs + qint64(m_faults.longTailMs) * MsNs;
+        }
+        schedule(reply, due);
     }
 }
 

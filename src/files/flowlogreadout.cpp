@@ -69,34 +69,59 @@ FlowLogReadout::Outcome FlowLogReadout::read(int endAddress)
     int n = 1;
     int blocks = 0;
     Outcome outcome = Completed;
+    const QString failed = QStringLiteral("Read data is failed!\r data recieved: ");
+    // Blocks are streamed: a block is used only once the line proved quiet
+    // after it, up to the next block's reply or, after the last, for the
+    // settle time. More there means it was not the device's reply.
+    DeviceLink::StreamedReads streamed(m_host.link());
+    QString block;
+    const auto use = [&](bool last) {
+        if (!m_host.link().streamLineClean(last))
+            return false;
+        QStringList lines;
+        lines.reserve(SamplesPerBlock);
+        for (int k = 0; k < SamplesPerBlock; ++k) {
+            const QString hex4 = block.mid(4 * k, 4);
+            state.FlowArray[n - 1] = qint16(numtext::hexValue(hex4));
+            lines.append(sampleLine(n, hex4));
+            ++n;
+        }
+        block.clear();
+        emit blockRead(++blocks, total, lines);
+        return true;
+    };
+    QString reply;
     while (done < bytes) {
         if (m_cancel) {
+            // What was shown is kept; a block not shown yet is dropped.
             outcome = Cancelled;
+            block.clear();
             break;
         }
         current = qMin(current + step, LastBlockAddress);
         QString address = numtext::hex(quint32(current));
         if (address.size() < 4)
             address.prepend(QLatin1Char('0'));
-        const QString reply = m_host.link().ReadMemory(address, QStringLiteral("FF"));
-        if (reply.size() != 510) {
-            m_host.prompter().message(QStringLiteral("Read data is failed!\r data recieved: ") + reply,
-                                      QStringLiteral("System Monitor"), Prompter::Information);
+        reply = m_host.link().ReadMemory(address, QStringLiteral("FF"));
+        if (!block.isEmpty() && !use(false)) {
+            reply.clear(); // the block before failed
             outcome = Failed;
             break;
         }
-        QStringList lines;
-        lines.reserve(SamplesPerBlock);
-        for (int k = 0; k < SamplesPerBlock; ++k) {
-            const QString hex4 = reply.mid(4 * k, 4);
-            state.FlowArray[n - 1] = qint16(numtext::hexValue(hex4));
-            lines.append(sampleLine(n, hex4));
-            ++n;
+        if (reply.size() != 510) {
+            outcome = Failed;
+            break;
         }
+        block = reply;
         done += 254;
         step = 254;
-        emit blockRead(++blocks, total, lines);
     }
+    if (outcome == Completed && !block.isEmpty() && !use(true)) {
+        reply.clear();
+        outcome = Failed;
+    }
+    if (outcome == Failed)
+        m_host.prompter().message(failed + reply, QStringLiteral("System Monitor"), Prompter::Information);
     state.FlowPointCount = n - 1;
     return outcome;
 }

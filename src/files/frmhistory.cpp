@@ -90,19 +90,45 @@ const Parameter *parameterOf(const JournalRecord &r)
     return p && p->width == r.width ? p : nullptr;
 }
 
+// A code of one byte held in the record's device rows; -1 when not held or out of range.
+int codeOf(const QMap<QString, QString> &rows, const QString &address, int count)
+{
+    bool ok = false;
+    const QString hex = rows.value(address);
+    const int code = hex.toInt(&ok, 16);
+    return ok && hex.size() == 2 && code < count ? code : -1;
+}
+
 // A parameter's bytes as the editor shows its value, in its unit; raw
-// memory stays hex.
-QString valueText(const JournalRecord &r, const QString &data, const TerminalState &state)
+// memory stays hex. A flow value is read in the terms of the device the
+// write went to, as its record holds them (the open device may be another):
+// tenths from its coefficient A, the unit from its unit rows. Where the
+// record does not hold them, the stored number alone.
+QString valueText(const JournalRecord &r, const QString &data)
 {
     if (data.isEmpty())
         return QStringLiteral("unknown");
     if (!parameterOf(r))
         return data;
     const bool flow = r.address == QLatin1String("0105") || r.address == QLatin1String("010D");
-    const QString unit = flow ? (state.EngUnitHex.isEmpty() ? QString() : state.unitText().trimmed())
-                              : ParameterMap::unit(r.address);
-    const QString value = ConfigCompare::readable(r.address, data, state.tenthsMode());
-    return unit.isEmpty() ? value : value + QLatin1Char(' ') + unit;
+    if (!flow) {
+        const QString value = ConfigCompare::readable(r.address, data, false);
+        const QString unit = ParameterMap::unit(r.address);
+        return unit.isEmpty() ? value : value + QLatin1Char(' ') + unit;
+    }
+    QMap<QString, QString> rows;
+    for (const QString &row : r.device.split(QLatin1Char(','), Qt::SkipEmptyParts))
+        rows.insert(row.section(QLatin1Char('='), 0, 0), row.section(QLatin1Char('='), 1));
+    bool known = false;
+    const QString coefficient = rows.value(QStringLiteral("012D"));
+    const bool tenths = coefficient.toUInt(&known, 16) == ParameterMap::TenthsMarker;
+    known = known && coefficient.size() == 4;
+    const QString value = ConfigCompare::readable(r.address, data, known && tenths);
+    const int unit = codeOf(rows, QStringLiteral("01E4"), 9);
+    const int base = codeOf(rows, QStringLiteral("0104"), 4);
+    if (!known || unit < 0 || base < 0)
+        return value;
+    return value + QLatin1Char(' ') + TerminalState::unitName(unit) + TerminalState::timeBaseName(base);
 }
 
 QString nameOf(const JournalRecord &r)
@@ -164,9 +190,8 @@ void frmHistory::showRecords()
     grdHistory->setRowCount(m_shown.size());
     for (int row = 0; row < m_shown.size(); ++row) {
         const JournalRecord &r = m_records[m_shown[row]];
-        const TerminalState &state = m_host.state();
         const QStringList cells = {ServiceReport::localTime(r.time), r.port, r.operation, r.source, r.address, nameOf(r),
-                                   valueText(r, r.before, state), valueText(r, r.written, state),
+                                   valueText(r, r.before), valueText(r, r.written),
                                    r.outcomeText(),
                                    rawText(r)};
         for (int c = 0; c < cells.size(); ++c)
@@ -199,10 +224,9 @@ void frmHistory::cmdUndo_Click()
     const SerialPort *open = m_host.link().port();
     WriteUndo undo(m_host, m_journal);
     // The question names the values as this window shows them.
-    const TerminalState &state = m_host.state();
-    undo.describeStep = [&state](const JournalRecord &r) {
-        return nameOf(r) + QStringLiteral(" at ") + r.address + QStringLiteral(": ") + valueText(r, r.written, state)
-               + QStringLiteral(" back to ") + valueText(r, r.before, state) + QStringLiteral(" (") + r.written
+    undo.describeStep = [](const JournalRecord &r) {
+        return nameOf(r) + QStringLiteral(" at ") + r.address + QStringLiteral(": ") + valueText(r, r.written)
+               + QStringLiteral(" back to ") + valueText(r, r.before) + QStringLiteral(" (") + r.written
                + QStringLiteral(" -> ") + r.before + QLatin1Char(')');
     };
     WriteUndo::Result result = WriteUndo::Refused;

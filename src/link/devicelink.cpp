@@ -6,9 +6,11 @@
 
 #include <QEventLoop>
 #include <QRegularExpression>
+#include <QStringList>
 #include <QTime>
 #include <QTimer>
 #include <cmath>
+#include <utility>
 
 namespace {
 const int kReplyTimeoutMs = 3000;
@@ -24,6 +26,15 @@ const int kBusTagLength = 4;
 // much in one frame period the line is flooding; what comes after is left in
 // the port and dropped with the next frame.
 const qint64 kLineBudget = 8192;
+
+// Line ends may follow a reply; in RS232 so may the prompt ">".
+bool onlyLineEnds(const QByteArray &bytes, bool rs232)
+{
+    for (const char c : bytes)
+        if (c != '\r' && c != '\n' && !(rs232 && c == '>'))
+            return false;
+    return true;
+}
 
 bool isHexDigit(QChar c)
 {
@@ -54,6 +65,13 @@ DeviceLink::DeviceLink(Prompter *prompter, QObject *parent)
         if (AwaitingReply)
             onTimer3();
     });
+    m_settle = new QTimer(this);
+    m_settle->setSingleShot(true);
+    m_settle->setTimerType(Qt::PreciseTimer);
+    connect(m_settle, &QTimer::timeout, this, [this] {
+        if (AwaitingReply && m_whole && !m_overrun)
+            takeReply();
+    });
 }
 
 DeviceLink::~DeviceLink()
@@ -74,9 +92,11 @@ void DeviceLink::setPort(SerialPort *port)
     // failed, without a time-out report for a line that is not there.
     Timer3->stop();
     m_guard->stop();
+    m_settle->stop();
     AwaitingReply = false;
     LineReady = true;
     m_unsettled = false; // nothing late comes on another port
+    m_streamOpen = m_streamBad = false;
     discardStale();
     finishPending(false);
     if (!port)
@@ -96,6 +116,21 @@ void DeviceLink::setReplyTimeout(int msecs)
 int DeviceLink::replyTimeout() const
 {
     return Timer3->interval();
+}
+
+int DeviceLink::settleMs() const
+{
+    // "baud,parity,data bits,stop bits"; a port without them gets the minimum.
+    const QStringList f = m_port ? m_port->settings().split(QLatin1Char(',')) : QStringList();
+    bool ok = false;
+    const qint64 baud = f.value(0).toLongLong(&ok);
+    if (!ok || baud <= 0 || f.size() < 4)
+        return 2;
+    const bool parity = f[1].trimmed().compare(QLatin1String("n"), Qt::CaseInsensitive) != 0;
+    const int bits = 1 + f[2].toInt() + (parity ? 1 : 0) + int(std::ceil(f[3].toDouble()));
+    // Two characters, rounded up, and the millisecond a UART or an adapter
+    // may hold the next piece back.
+    return int(1 + (2 * bits * 1000 + baud - 1) / baud);
 }
 
 bool DeviceLink::PortOpen() const
@@ -228,8 +263,11 @@ void DeviceLink::onReceiveEvent()
         return;
     }
     if (!AwaitingReply) {
-        // Nobody waits for it: a reply after its time-out, or its tail.
-        if (m_unsettled || bytes.contains(':'))
+        // Nobody waits for it: a reply after its time-out, or its tail, or
+        // more than a streamed reply had.
+        const bool extra = m_streamOpen && !onlyLineEnds(bytes, Rs232Mode);
+        m_streamBad = m_streamBad || extra;
+        if (m_unsettled || extra || bytes.contains(':'))
             noteDiscard();
         if (echo)
             emit terminalText(QString::fromLatin1(bytes));
@@ -238,42 +276,96 @@ void DeviceLink::onReceiveEvent()
     const QString text = QString::fromLatin1(bytes);
     if (echo)
         emit terminalText(text);
+    if (m_streamOpen) {
+        // Up to the next reply's ":" only line ends (and the bus tag) may
+        // come after a streamed reply.
+        const int colon = bytes.indexOf(':');
+        const QByteArray before = colon < 0 ? bytes : bytes.left(colon);
+        for (const char c : before)
+            m_streamExtra += onlyLineEnds(QByteArray(1, c), Rs232Mode) ? 0 : 1;
+        m_streamBad = m_streamBad || m_streamExtra > (Rs232Mode ? 0 : kBusTagLength);
+        m_streamOpen = colon < 0;
+    }
     AssembleReply(text);
-    if (ReplyComplete) {
-        if (TimeoutSeen)
-            TimeoutCount = 0;
+    if (m_overrun) {
+        // Ends now, as a reply that never came whole would at its time-out.
+        m_settle->stop();
         Timer3->stop();
         m_guard->stop();
-        ReplyBuffer = Rs232Mode ? txtRs : txtRs.mid(kBusTagLength);
-        ++health.replies;
-        health.addReplyTime(m_sentAt.elapsed());
-        AwaitingReply = false;
-        LineReady = true;
-        if (ShowReplyStatus) {
-            emit statusText(QStringLiteral("Status: ") + txtRs);
-            ShowReplyStatus = false;
-        }
-        finishPending(true);
+        QTimer::singleShot(0, this, [this] {
+            if (AwaitingReply && m_overrun)
+                onTimer3();
+        });
+        return;
     }
+    if (ReplyComplete && !m_settle->isActive()) {
+        Timer3->stop();
+        m_guard->stop();
+        m_replyMs = m_sentAt.elapsed();
+        if (m_streaming)
+            takeReply();
+        else
+            m_settle->start(settleMs());
+    }
+}
+
+void DeviceLink::takeReply()
+{
+    m_settle->stop();
+    if (TimeoutSeen)
+        TimeoutCount = 0;
+    Timer3->stop();
+    m_guard->stop();
+    m_whole = false;
+    ReplyBuffer = Rs232Mode ? txtRs : txtRs.mid(kBusTagLength);
+    ++health.replies;
+    health.addReplyTime(m_replyMs);
+    AwaitingReply = false;
+    LineReady = true;
+    m_streamOpen = m_streaming;
+    m_streamExtra = 0;
+    emit replyReceived(txtRs);
+    if (ShowReplyStatus) {
+        emit statusText(QStringLiteral("Status: ") + txtRs);
+        ShowReplyStatus = false;
+    }
+    finishPending(true);
+}
+
+bool DeviceLink::streamLineClean(bool settle)
+{
+    if (settle && m_streamOpen) {
+        pause(settleMs());
+        if (PortOpen())
+            onReceiveEvent(); // what is waiting in the port
+        m_streamOpen = false;
+    }
+    if (!std::exchange(m_streamBad, false))
+        return true;
+    reportMiss();
+    return false;
 }
 
 void DeviceLink::AssembleReply(const QString &chunk)
 {
     ReplyComplete = false;
+    if (m_overrun)
+        return;
     const int tag = Rs232Mode ? 0 : kBusTagLength;
     const int want = 2 * qMax<int>(0, ExpectedByteCount);
-    bool whole = false;
-    QString text;
     for (const QChar ch : chunk) {
         if (Rs232Mode && ch == QLatin1Char('>'))
             continue;
         const bool lineEnd = ch == QLatin1Char('\r') || ch == QLatin1Char('\n');
-        if (whole) {
+        if (m_whole) {
             if (lineEnd)
                 continue;
-            // More than was asked for: not the reply to this frame.
-            whole = false;
+            // More than was asked for: what came may not be this frame's
+            // reply at all (a longer one, or text in front of it).
+            m_overrun = true;
+            m_whole = false;
             noteDiscard();
+            return;
         }
         if (ch == QLatin1Char(':')) {
             if (FrameStartSeen)
@@ -317,16 +409,12 @@ void DeviceLink::AssembleReply(const QString &chunk)
             }
         }
         if (FrameStartSeen && m_frameData == want) {
-            whole = true;
-            text = RxAccumulator;
+            m_whole = true;
+            txtRs = RxAccumulator;
             dropFrame();
         }
     }
-    if (!whole)
-        return;
-    txtRs = text;
-    ReplyComplete = true;
-    emit replyReceived(txtRs);
+    ReplyComplete = m_whole;
 }
 
 void DeviceLink::dropFrame()
@@ -349,6 +437,7 @@ void DeviceLink::onTimer3()
 {
     Timer3->stop();
     m_guard->stop();
+    m_settle->stop();
     if (!AwaitingReply) {
         LineReady = true;
         emit flagsChanged();
@@ -358,10 +447,17 @@ void DeviceLink::onTimer3()
     // failure however long the box stays open.
     AwaitingReply = false;
     LineReady = true;
-    ++health.timeouts;
-    m_unsettled = true;
     discardStale();
     finishPending(false);
+    reportMiss();
+}
+
+// A read that failed: counted, the line left to go quiet before the next
+// frame, and reported (during the auto update only every tenth in a row).
+void DeviceLink::reportMiss()
+{
+    ++health.timeouts;
+    m_unsettled = true;
     bool report = true;
     if (AutoUpdateOn) {
         TimeoutSeen = true;
@@ -379,6 +475,8 @@ void DeviceLink::onPortLost(const QString &reason)
 {
     Timer3->stop();
     m_guard->stop();
+    m_settle->stop();
+    m_streamOpen = m_streamBad = false;
     if (AwaitingReply)
         ++health.lost;
     AwaitingReply = false;
@@ -412,10 +510,14 @@ void DeviceLink::discardStale()
 {
     const QByteArray waiting = m_port && m_port->isOpen() ? m_port->readAll() : QByteArray();
     health.bytesIn += waiting.size();
+    if (m_streamOpen && !onlyLineEnds(waiting, Rs232Mode))
+        m_streamBad = true;
     if (FrameStartSeen || !m_beforeFrame.isEmpty() || !waiting.isEmpty())
         noteDiscard();
     dropFrame();
     m_beforeFrame.clear();
+    m_whole = false;
+    m_overrun = false;
     if (m_port && m_port->isOpen())
         m_port->discardInput();
 }

@@ -81,7 +81,40 @@ public:
     // the bus tag (RS485) and ">" (RS232). Greetings, telnet bytes and
     // broken frames are dropped and counted as discarded; a read whose reply
     // never comes whole ends by the time-out.
+    // Once the data is whole only line ends may follow: any other byte,
+    // in this chunk or before the reply is taken, makes the read fail.
     void AssembleReply(const QString &chunk);
+
+    // A reply is taken only after the line has stayed quiet for this long
+    // past its last digit: two characters at the line's speed and the
+    // millisecond a UART holds a piece back (2 ms at 115200, 4 at 9600). The protocol has no end byte, so a device answering more
+    // than was asked for is told apart only by what follows.
+    int settleMs() const;
+    // While one of these lives, reads are streamed: each reply is taken at
+    // its last digit, without the settle wait. The caller uses a streamed
+    // reply only after streamLineClean() said that nothing but line ends
+    // followed it, up to the next reply's ":" or, after the last, for the
+    // settle time.
+    class StreamedReads
+    {
+    public:
+        explicit StreamedReads(DeviceLink &link) : m_link(link), m_was(link.m_streaming) { link.m_streaming = true; }
+        ~StreamedReads()
+        {
+            m_link.m_streaming = m_was;
+            m_link.m_streamOpen = m_link.m_streamBad = false;
+        }
+        StreamedReads(const StreamedReads &) = delete;
+        StreamedReads &operator=(const StreamedReads &) = delete;
+
+    private:
+        DeviceLink &m_link;
+        bool m_was;
+    };
+    // False when more than line ends followed the last streamed reply (with
+    // `settle`, after waiting the settle time); the read then counts as
+    // failed, with the time-out's report. The verdict is given once.
+    bool streamLineClean(bool settle);
 
     QString ReadMemory(const QString &address, const QString &byteCount);
     // A write frame without a read-back (one typed in the terminal pane):
@@ -154,6 +187,9 @@ private:
     void dropFrame();
     void noteDiscard();
     void settleLine();
+    void takeReply();
+    void failRead();
+    void reportMiss();
     QString exchange(const QString &command);
 
     Prompter *m_prompter;
@@ -171,4 +207,12 @@ private:
     bool m_discardCounted = false; // this run of noise is counted already
     bool m_unsettled = false;      // a reply timed out and may still come in
     qint64 m_lineBytes = 0;        // bytes read since the last frame went out
+    QTimer *m_settle = nullptr;    // the quiet after a whole reply
+    bool m_whole = false;          // the awaited reply's data is in
+    bool m_overrun = false;        // more than the reply came after it
+    bool m_streaming = false;      // replies are taken without the settle wait
+    bool m_streamOpen = false;     // a streamed reply was taken, the next reply's ":" not yet in
+    bool m_streamBad = false;      // more than line ends came after a streamed reply
+    int m_streamExtra = 0;         // bytes other than line ends since then
+    qint64 m_replyMs = 0;          // the awaited reply's data was whole this long after its frame
 };

@@ -195,6 +195,7 @@ private:
     void onPortLost();
     void watchReconnect();
     void resumeAfterReconnect();
+    void blankReadings();
     void routeLossToStatus();
     void showDisplay();
     void showFlowLabels();
@@ -259,6 +260,7 @@ private:
     bool m_flowOk = false;   // what the last poll read
     bool m_totalOk = false;
     bool m_pollSkipped = false; // a tick gave way to another operation
+    bool m_readingsBlank = false; // a new connection that has not polled yet
     int m_termInputStart = 0;
     int m_timeSs = 1;
     int m_timeSr = 4;

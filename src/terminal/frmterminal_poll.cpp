@@ -88,6 +88,11 @@ QString frmTerminal::currentFlowText() const
 
 void frmTerminal::showFlowLabels()
 {
+    if (m_readingsBlank) {
+        for (QLabel *l : {lblMDRe, lblMDEU, Label7, Label12})
+            l->clear();
+        return;
+    }
     lblMDRe->setText(m_state->FlowText);
     lblMDEU->setText(LiveDisplay::unitShown(*m_state));
     Label7->setText(m_state->TotalText);
@@ -121,8 +126,10 @@ void frmTerminal::Timer4_Timer()
     LiveDisplay live(*m_link, *m_state, m_prompter);
     const LiveDisplay::Result r = live.tick();
     // A port lost in the middle leaves the last reading on screen, greyed.
-    if (!r.stopped)
+    if (!r.stopped) {
+        m_readingsBlank = false;
         showFlowLabels();
+    }
     // A failed read is a gap in the trend, never a value.
     const qint64 now = QDateTime::currentMSecsSinceEpoch();
     m_pollSkipped = false;
@@ -138,8 +145,9 @@ void frmTerminal::Timer4_Timer()
     }
     showReadingAge();
     // Points taken in another unit (another transmitter after a reconnect,
-    // or a unit written since) would read as this one's: the trend starts again.
-    if (r.flowOk && !fraTrend->unit().isEmpty() && !lblMDEU->text().isEmpty() && lblMDEU->text() != fraTrend->unit())
+    // or a unit written since) would read as this one's: the trend starts
+    // again. One with no unit yet holds no value, only gaps of an earlier line.
+    if (r.flowOk && !lblMDEU->text().isEmpty() && lblMDEU->text() != fraTrend->unit())
         m_trend->clear();
     if (r.flowOk)
         m_trend->addFlowText(now, m_state->FlowText);

@@ -93,6 +93,7 @@ bool frmTerminal::mnuOpen_Click()
         m_lineEvents->clear();
         m_session->newServiceRecord();
         m_connectedSince = QDateTime::currentMSecsSinceEpoch();
+        blankReadings();
     }
     showPortState();
     return p->isOpen();
@@ -144,12 +145,24 @@ void frmTerminal::watchReconnect()
     connect(m_reconnector, &Reconnector::reconnected, this, [this] {
         m_lineEvents->clear();
         m_connectedSince = QDateTime::currentMSecsSinceEpoch();
+        blankReadings();
         showPortState();
         setStatusText(QStringLiteral("Status: Reconnected to ") + portName());
         startTimer2();
         // Not inside the reconnect's own timer event.
         QTimer::singleShot(0, this, &frmTerminal::resumeAfterReconnect);
     });
+}
+
+void frmTerminal::blankReadings()
+{
+    // What was read before is not this connection's (the cable may lead to
+    // another transmitter): no flow, total or unit until its first poll, and
+    // no old flow for the totalizer reset to go by. "No reading since" keeps
+    // the time of the last one.
+    m_state->FlowText.clear();
+    m_readingsBlank = true;
+    showFlowLabels();
 }
 
 void frmTerminal::resumeAfterReconnect()

@@ -10,6 +10,7 @@
 #include <QFileInfo>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QRegularExpression>
 #include <QSaveFile>
 #include <QStandardPaths>
 #include <QUrl>
@@ -47,6 +48,9 @@ bool MqttPublisher::parseUrl(const QString &url, Address *out, QString *error)
     const QString topic = QString::fromUtf8(bytes);
     if (raw.contains(QLatin1Char('?')))
         return fail("the topic must not contain ? (a query)");
+    static const QRegularExpression badEscape(QStringLiteral("%(?![0-9A-Fa-f]{2})"));
+    if (raw.contains(badEscape))
+        return fail("the topic holds a bad percent escape: % must be followed by two hex digits");
     if (topic.contains(QLatin1Char('#')) || topic.contains(QLatin1Char('+')))
         return fail("the topic must not contain the wildcards + or #");
     if (topic.isEmpty())

@@ -245,18 +245,16 @@ private slots:
         QVERIFY(rig.readOut());
         const CommitResult r = rig.commit.commitOption(control, element);
 
-        QCOMPARE(r.index, element);
-        QCOMPARE(rig.commit.optionElement(control), element);
+        QCOMPARE(std::pair(r.index, rig.commit.optionElement(control)), std::pair(element, element));
         if (data.isEmpty()) {
-            QCOMPARE(r.outcome, CommitResult::Unchanged);
-            QCOMPARE(rig.device->framesReceived(), 0);
+            QCOMPARE(std::pair(int(r.outcome), rig.device->framesReceived()), std::pair(int(CommitResult::Unchanged), 0));
             return;
         }
         QCOMPARE(r.outcome, CommitResult::Written);
         QCOMPARE(rig.writeFrames(), (QStringList{writeFrame("01EA", "01", data), writeFrame("0026", "01", data)}));
-        QCOMPARE(int(rig.device->byte(0x01EA)), data.toInt(nullptr, 16));
-        QCOMPARE(int(rig.device->byte(0x0026)), data.toInt(nullptr, 16));
-        QCOMPARE(rig.session.state().cellValue(QStringLiteral("01EA")), qint64(data.toInt(nullptr, 16)));
+        // The byte, its RAM copy and the terminal's copy.
+        QCOMPARE(QList<qint64>({rig.device->byte(0x01EA), rig.device->byte(0x0026), rig.session.state().cellValue(QStringLiteral("01EA"))}),
+                 QList<qint64>(3, data.toInt(nullptr, 16)));
     }
 
     void unitName_data()
@@ -285,8 +283,7 @@ private slots:
         QCOMPARE(rig.device->memory().mid(0x01E5, 3).toHex().toUpper(), data.toLatin1());
         // The field and the terminal's copy show what the device keeps, and the
         // same text again, by Enter or by OK, sends nothing.
-        QCOMPARE(r.text, held);
-        QCOMPARE(rig.commit.displayText(field), held);
+        QCOMPARE(QStringList({r.text, rig.commit.displayText(field)}), QStringList(2, held));
         QVERIFY(!rig.commit.isPending(field, typed));
         QCOMPARE(rig.commit.commit(field, typed, rig.shownAsLoaded()).outcome, CommitResult::Unchanged);
         QCOMPARE(rig.writeFrames().size(), 1);

@@ -40,8 +40,7 @@ private slots:
 
         // The stored value again: nothing written, still success.
         r = runCli(port + QStringList{"set", "txtMeasureInter", "050"});
-        QCOMPARE(r.code, 0);
-        QCOMPARE(r.out, QStringLiteral("50\n"));
+        QCOMPARE(std::pair(r.code, r.out), std::pair(0, QStringLiteral("50\n")));
     }
 
     void failedVerificationExitsOne()

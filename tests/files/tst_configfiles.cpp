@@ -209,8 +209,8 @@ private slots:
         QList<int> counts;
         connect(&import, &ConfigImport::progress, this, [&](int n) { counts << n; });
         QVERIFY(import.upload(table));
-        QCOMPARE(counts.size(), 26);  // reset, 24 rows, reset
-        QCOMPARE(counts[24], 24);
+        // Reset, 24 rows, reset.
+        QCOMPARE(std::pair(counts.size(), counts[24]), std::pair(qsizetype(26), 24));
         QCOMPARE(tenths.device->memory().mid(0x12D, 2), coefficient);
 
         // An empty table (no file opened) is refused before anything is sent.

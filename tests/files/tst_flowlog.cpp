@@ -73,15 +73,12 @@ private slots:
         FlowLogReadout readout(rig.session);
         // The device goes quiet after the second block.
         connect(&readout, &FlowLogReadout::blockRead, this, [&](int done, int, const QStringList &) {
-            if (done == 2) {
-                SimFaults f;
-                f.noAnswer = true;
-                rig.port->setFaults(f);
-            }
+            if (done == 1) // shown once the second block is in
+                rig.port->setFaults(simFaults("noanswer"));
         });
         QCOMPARE(readout.read(0x7FFF), FlowLogReadout::Failed);
-        QCOMPARE(rig.session.state().FlowPointCount, 254);
-        QCOMPARE(rig.prompter.texts().last(), QStringLiteral("Read data is failed!\r data recieved: "));
+        QCOMPARE(std::pair(rig.session.state().FlowPointCount, rig.prompter.texts().last()),
+                 std::pair(254, QStringLiteral("Read data is failed!\r data recieved: ")));
 
         SimRig again;
         QVERIFY(again.readOut());
@@ -93,6 +90,21 @@ private slots:
         QCOMPARE(second.read(0x7FFF), FlowLogReadout::Cancelled);
         QCOMPARE(again.session.state().FlowPointCount, 381);
         QVERIFY(again.prompter.entries.isEmpty());
+
+        // A block with a data byte more, its tail a piece behind: found
+        // before the next block's reply, or after the last one.
+        for (const int end : {0x2FE, 0x7FFF}) {
+            SimRig longer;
+            QVERIFY(longer.readOut());
+            SimFaults f;
+            f.longTailMs = 1;
+            longer.port->setFaults(f);
+            FlowLogReadout third(longer.session);
+            QCOMPARE(third.read(end), FlowLogReadout::Failed);
+            QCOMPARE(longer.session.state().FlowPointCount, 0);
+            QCOMPARE(longer.prompter.texts(), QStringList({"No connection!", "Read data is failed!\r data recieved: "}));
+            QCOMPARE(longer.device->receivedFrames().size(), end == 0x2FE ? 1 : 2);
+        }
     }
 
     void windowAddressBoxAndSave()
@@ -143,8 +155,7 @@ private slots:
         MlgData d;
         QString error;
         QVERIFY2(mlgfile::readFile(path, &d, &error), qPrintable(error));
-        QCOMPARE(d.values.size(), 127);
-        QCOMPARE(d.points.last(), 127);
+        QCOMPARE(std::pair(int(d.values.size()), int(d.points.last())), std::pair(127, 127));
     }
 };
 

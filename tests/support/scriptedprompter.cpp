@@ -55,3 +55,16 @@ QStringList ScriptedPrompter::texts(const QString &kind) const
             out << e.text;
     return out;
 }
+
+QStringList ScriptedPrompter::said() const
+{
+    QStringList out;
+    for (const Entry &e : entries)
+        out << line(e.kind, e.title, e.icon, e.text);
+    return out;
+}
+
+QString ScriptedPrompter::line(const QString &kind, const QString &title, Icon icon, const QString &text)
+{
+    return QStringList{kind, title, QString::number(icon), text}.join(QLatin1Char('|'));
+}

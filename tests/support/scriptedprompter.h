@@ -28,6 +28,9 @@ public:
 
     // Texts of the entries of one kind, in order ("message" by default).
     QStringList texts(const QString &kind = QStringLiteral("message")) const;
+    // Every entry whole, "kind|title|icon|text", to compare all in one go.
+    QStringList said() const;
+    static QString line(const QString &kind, const QString &title, Icon icon, const QString &text = {});
     void clear() { entries.clear(); }
 
     QList<Entry> entries;

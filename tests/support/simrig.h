@@ -5,6 +5,7 @@
 #include "sim/simdevice.h"
 #include "sim/simserialport.h"
 #include "support/scriptedprompter.h"
+#include "support/simfaultspec.h"
 #include "session/terminalsession.h"
 
 struct SimRig {
@@ -35,12 +36,7 @@ struct SimRig {
         return w;
     }
     // Every read-back after a write comes back spoilt.
-    void corruptReadbacks()
-    {
-        SimFaults f;
-        f.corruptReadback = true;
-        port->setFaults(f);
-    }
+    void corruptReadbacks() { port->setFaults(simFaults("corrupt")); }
     static QString writeFrame(const QString &address, const QString &count, const QString &data)
     {
         return QStringLiteral("R5200:") + count + address + QStringLiteral("00") + data;

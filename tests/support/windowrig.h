@@ -8,6 +8,7 @@
 #include "sim/simserialport.h"
 #include "support/filebytes.h"
 #include "support/scriptedprompter.h"
+#include "support/simfaultspec.h"
 #include "terminal/frmterminal.h"
 
 #include <QAction>
@@ -49,6 +50,14 @@ struct WindowRig {
     template <typename T = QWidget>
     T *child(const QString &name) const { return window->findChild<T *>(name); }
     QString panel(const QString &key) const { return window->panel(key)->text(); }
+    // The texts of several status bar panels, in the order given.
+    QStringList panels(const QStringList &keys) const
+    {
+        QStringList out;
+        for (const QString &k : keys)
+            out << panel(k);
+        return out;
+    }
     bool enabled(const QString &item) const { return window->menuItem(item)->isEnabled(); }
     bool buttonEnabled(const QString &key) const { return window->button(key)->isEnabled(); }
     bool shown(const char *name) const { return child(QLatin1String(name))->isVisible(); }

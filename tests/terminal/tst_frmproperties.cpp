@@ -74,11 +74,9 @@ private slots:
         QCOMPARE(d.result(), int(QDialog::Accepted));
         QVERIFY(rig->prompter.entries.isEmpty());
         QVERIFY(qobject_cast<SimSerialPort *>(rig->window->port()));
-        QCOMPARE(rig->window->port()->settings(), QStringLiteral("4800,O,8,2"));
-        QCOMPARE(rig->window->port()->handshaking(), 1);
-        QVERIFY(rig->window->echoOn());
-        QCOMPARE(rig->panel(QStringLiteral("Interface")), QStringLiteral("Interface: RS485"));
-        QCOMPARE(rig->panel(QStringLiteral("Comport")), QStringLiteral("COM Port: Simulated transmitter"));
+        QCOMPARE(std::tuple(rig->window->port()->settings(), rig->window->port()->handshaking(), rig->window->echoOn()),
+                 std::tuple(QStringLiteral("4800,O,8,2"), 1, true));
+        QCOMPARE(rig->panels({"Interface", "Comport"}), QStringList({"Interface: RS485", "COM Port: Simulated transmitter"}));
         QStringList stored;
         for (const char *key : {"Settings", "CommPort", "Handshaking", "Echo", "Interface", "Time_ss", "Time_sr"})
             stored << CommSettings::value(QLatin1String(key));
@@ -120,14 +118,12 @@ private slots:
         QVERIFY(d.result() != QDialog::Accepted);
         // The old port stays, open as it was, with its settings.
         QCOMPARE(rig->window->port(), static_cast<SerialPort *>(rig->port));
-        QVERIFY(rig->port->isOpen());
-        QCOMPARE(rig->port->settings(), QStringLiteral("9600,n,8,1"));
+        QCOMPARE(std::pair(rig->port->isOpen(), rig->port->settings()), std::pair(true, QStringLiteral("9600,n,8,1")));
         // Cancel keeps what acted at once; only OK sets the panel and stores.
         d.findChild<QPushButton *>(QStringLiteral("cmdCancel"))->click();
         QCOMPARE(d.result(), int(QDialog::Rejected));
-        QVERIFY(!rig->window->link().Rs232Mode);
-        QCOMPARE(rig->window->Timer4->interval(), 5000);
-        QCOMPARE(rig->window->Timer5->interval(), 15000);
+        QCOMPARE(std::tuple(rig->window->link().Rs232Mode, rig->window->Timer4->interval(), rig->window->Timer5->interval()),
+                 std::tuple(false, 5000, 15000));
         QCOMPARE(rig->panel(QStringLiteral("Interface")), QStringLiteral("Interface: RS232"));
         QVERIFY(CommSettings::store()->allKeys().isEmpty());
     }

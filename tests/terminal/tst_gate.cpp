@@ -94,10 +94,10 @@ private slots:
         QCOMPARE(w.writes(), (QStringList{"R5200:04011800" "000927C0", "R5200:04010500" "00001770"}));
         QCOMPARE(w.prompter.texts(), QStringList{"New Scaling Factor was Successfully Updated!"});
         QVERIFY(w.dialogs.isEmpty());
-        QVERIFY(w.window.isVisible() && w.window.link().PortOpen());
-        QVERIFY(!frame->isVisible() && !w.window.menusLocked());
-        QVERIFY(w.window.menuItem(QStringLiteral("mnuDProperties"))->isEnabled());
-        QVERIFY(!w.child("FraMemWrite")->isVisible());
+        // The window up on its open port; the frame gone, the menus free, no back door frame.
+        QCOMPARE(QList<bool>({w.window.isVisible(), w.window.link().PortOpen(), frame->isVisible(), w.window.menusLocked(),
+                              w.window.menuItem(QStringLiteral("mnuDProperties"))->isEnabled(), w.child("FraMemWrite")->isVisible()}),
+                 QList<bool>({true, true, false, false, true, false}));
     }
 
     void backDoorFrameStaysWhileItsWriteRuns()
@@ -139,8 +139,7 @@ private slots:
                 QTest::keyClick(box, Qt::Key_Escape);
             else
                 QTest::mouseClick(w.child<QPushButton>("cmdWCancel"), Qt::LeftButton);
-            QVERIFY(!frame->isVisible());
-            QVERIFY(!w.window.autoUpdateOn());
+            QCOMPARE(std::pair(frame->isVisible(), w.window.autoUpdateOn()), std::pair(false, false));
         }
         QVERIFY(w.writes().isEmpty());
         QCOMPARE(w.device->value(0x0118, 4), 500000u);
@@ -159,10 +158,9 @@ private slots:
             QVERIFY2(!w.window.menuItem(QLatin1String(item))->isEnabled(), item);
         QVERIFY(!w.window.button(QStringLiteral("OpenLogFile"))->isEnabled());
         w.window.setMenusLocked(false);
-        QVERIFY(w.window.menuItem(QStringLiteral("mnuOpenLog"))->isEnabled());
-        QVERIFY(w.window.button(QStringLiteral("OpenLogFile"))->isEnabled());
-        QVERIFY(!w.window.menuItem(QStringLiteral("mnuCloseLog"))->isEnabled());
-        QVERIFY(!w.window.button(QStringLiteral("CloseLogFile"))->isEnabled());
+        QCOMPARE(QList<bool>({w.window.menuItem(QStringLiteral("mnuOpenLog"))->isEnabled(), w.window.button(QStringLiteral("OpenLogFile"))->isEnabled(),
+                              w.window.menuItem(QStringLiteral("mnuCloseLog"))->isEnabled(), w.window.button(QStringLiteral("CloseLogFile"))->isEnabled()}),
+                 QList<bool>({true, true, false, false}));
     }
 };
 

@@ -48,8 +48,7 @@ private slots:
         LineEvents::Action a = LineEvents::None;
         for (int code : codes)
             a = events.OnComm(code);
-        QCOMPARE(int(a), action);
-        QCOMPARE(events.statusText(a), status);
+        QCOMPARE(std::pair(int(a), events.statusText(a)), std::pair(action, status));
         // Opening the port starts afresh.
         events.clear();
         QCOMPARE(events.OnComm(CommEvent::Send), LineEvents::None);

@@ -29,9 +29,7 @@ private slots:
     void silentDeviceGivesBlanksAndEachStepsMessage()
     {
         SimRig rig;
-        SimFaults faults;
-        faults.noAnswer = true;
-        rig.port->setFaults(faults);
+        rig.port->setFaults(simFaults("noanswer"));
         rig.session.state().FlowText = QStringLiteral("1.2345");
         // As during auto update, where time-outs stay silent until the tenth.
         rig.session.link().AutoUpdateOn = true;

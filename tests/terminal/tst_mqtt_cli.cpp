@@ -17,6 +17,7 @@
 #include <QTcpSocket>
 #include <QTemporaryDir>
 #include <QtTest>
+#include <csignal>
 
 namespace {
 
@@ -71,7 +72,7 @@ QString printed(const QString &message)
 const Columns<QStringList, QString> kRefusals{"args", "error"};
 const Columns<QString, QString, QString, QString> kConnections{"url", "ca", "password", "error"};
 const Columns<bool, int> kBrokerAway{"upAtStart", "queue"};
-const Columns<QStringList, int, bool> kEndOfRun{"args", "code", "offline"};
+const Columns<QStringList, QString, int, bool> kEndOfRun{"args", "end", "code", "offline"};
 
 } // namespace
 
@@ -155,6 +156,9 @@ private slots:
         QTest::newRow("space, NBSP") << QStringList{"--mqtt", url + "a%20%C2%A0"} << QString();
         QTest::newRow("DEL") << QStringList{"--mqtt", "mqtt://h/a%7F"} << e + "the topic must not contain a NUL or another control character";
         QTest::newRow("not UTF-8") << QStringList{"--mqtt", "mqtt://h/a%FF"} << e + "the topic is not UTF-8 text";
+        for (const char *bad : {"a%zz", "a%4", "a%"})
+            QTest::newRow(bad) << QStringList{"--mqtt", QStringLiteral("mqtt://h/") + bad}
+                               << e + "the topic holds a bad percent escape: % must be followed by two hex digits";
         QTest::newRow("65536 bytes") << QStringList{"--mqtt", "mqtt://h/" + QString(65536, 'a')} << e + "the topic is longer than 65535 bytes";
         QTest::newRow("65535 bytes") << QStringList{"--mqtt", url + QString(65535, 'a')} << QString();
         QTest::newRow("empty topic") << QStringList{"--mqtt", "mqtt://h/"} << e + "the topic is empty";
@@ -182,8 +186,7 @@ private slots:
         const auto [args, error] = kRefusals.fetch();
         const QStringList command = args.first() == "sweep" ? QStringList() : QStringList{"--sim", "monitor", "--count", "1"};
         const CliRun r = runCli((args.first() == "info" ? QStringList{"--sim"} : command) + args, 15000);
-        QCOMPARE(r.err.trimmed(), error);
-        QCOMPARE(r.code, error.isEmpty() ? 0 : 2);
+        QCOMPARE(std::pair(r.code, r.err.trimmed()), std::pair(error.isEmpty() ? 0 : 2, error));
     }
 
     // Login and TLS: readings arrive, or the refusal says why, once.
@@ -289,25 +292,45 @@ private slots:
     void endOfRun_data()
     {
         kEndOfRun.add();
-        QTest::newRow("count reached") << QStringList{"--count", "3"} << 0 << false;
-        QTest::newRow("device hung up") << QStringList{"--fault", "hangup:12"} << 1 << true;
-        QTest::newRow("terminal killed") << QStringList{} << -2 << true;
+        QTest::newRow("count reached") << QStringList{"--count", "3"} << "" << 0 << false;
+        QTest::newRow("device hung up") << QStringList{"--fault", "hangup:12"} << "" << 1 << true;
+        QTest::newRow("terminal killed") << QStringList{} << "kill" << -2 << true;
+        QTest::newRow("interrupted by the operator") << QStringList{} << "interrupt" << 0 << false;
+        // The device server goes away mid-run: offline while it is away, readings again once it is back.
+        QTest::newRow("device server lost, reconnecting") << QStringList{"--reconnect", "--count", "14"} << "server" << 0 << false;
     }
     void endOfRun()
     {
-        const auto [args, code, offline] = kEndOfRun.fetch();
+        const auto [args, end, code, offline] = kEndOfRun.fetch();
         const QString url = QStringLiteral("mqtt://127.0.0.1:%1/").arg(m_main.port) + topic();
-        const CliRun r = runCliProcess(QStringList{"--sim", "monitor", "--interval", "300", "--mqtt", url} + args, 2500,
-                                       [code = code](QProcess &p) { if (code == -2) p.kill(); }, 15000);
-        QVERIFY(r.code == code && !r.lines().isEmpty());
-        QProcess late;
-        subscribe(late, m_main.port, topic(), {"-C", "1", "-W", "5"});
-        QVERIFY(ended(late));
-        const QString retained = QString::fromUtf8(late.readAllStandardOutput()).trimmed();
+        const auto retained = [&] {
+            QProcess late;
+            subscribe(late, m_main.port, topic(), {"-C", "1", "-W", "5"});
+            return ended(late) ? QString::fromUtf8(late.readAllStandardOutput()).trimmed() : QString();
+        };
+        SimProcess sim;
+        const bool server = end == "server";
+        QVERIFY(!server || sim.start({"--listen", "0", "--no-pacing"}));
+        QString away;
+        const CliRun r = runCliProcess((server ? QStringList{"--port", sim.path()} : QStringList{"--sim"})
+                                           + QStringList{"monitor", "--interval", "300", "--mqtt", url} + args, 2500,
+                                       [&, end = end](QProcess &p) {
+                                           if (end == "kill")
+                                               p.kill();
+                                           if (end == "interrupt")
+                                               ::kill(pid_t(p.processId()), SIGINT);
+                                           if (!server)
+                                               return;
+                                           QVERIFY(sim.stop());
+                                           QTRY_VERIFY_WITH_TIMEOUT((away = retained()).contains("offline"), 5000);
+                                           QVERIFY(sim.start({"--listen", sim.path().section(':', -1), "--no-pacing"}));
+                                       }, 15000);
+        QVERIFY2(r.code == code && !r.lines().isEmpty(), qPrintable(r.err));
+        QCOMPARE(away, server ? MqttPublisher::offlineJson(sim.path()) : QString());
         if (offline)
-            QCOMPARE(retained, m_offline);
+            QCOMPARE(retained(), m_offline);
         else
-            QVERIFY2(r.lines().last().simplified().endsWith(printed(retained)), qPrintable(retained));
+            QVERIFY2(r.lines().last().simplified().endsWith(printed(retained())), qPrintable(retained()));
     }
 
     // A sweep leaves each transmitter's result line retained under TOPIC/NAME;

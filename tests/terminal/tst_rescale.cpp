@@ -101,13 +101,12 @@ private slots:
         QCOMPARE(rig.prompter.texts(), messages);
         QCOMPARE(rig.prompter.texts(QStringLiteral("yesno")), asked >= 0 ? QStringList{activateQuestion(asked)} : QStringList());
         QCOMPARE(r.leave, asked >= 0);
-        QCOMPARE(rig.device->value(0x0118, 4), factorAfter);
-        QCOMPARE(rig.device->value(0x0105, 4), maxAfter);
         const int expectedWrites = (factorAfter != factorBefore) + (maxAfter != maxBefore);
         QCOMPARE(rig.writeFrames().size(), expectedWrites);
-        // The terminal's copy follows the device.
-        QCOMPARE(rig.session.state().cellValue(QStringLiteral("0118")), qint64(factorAfter));
-        QCOMPARE(rig.session.state().cellValue(QStringLiteral("0105")), qint64(maxAfter));
+        // The factor and the maximum on the device, and the terminal's copy following it.
+        const TerminalState &s = rig.session.state();
+        QCOMPARE(QList<qint64>({rig.device->value(0x0118, 4), rig.device->value(0x0105, 4), s.cellValue("0118"), s.cellValue("0105")}),
+                 QList<qint64>({factorAfter, maxAfter, factorAfter, maxAfter}));
     }
 
     void failedWrites_data()
@@ -134,16 +133,14 @@ private slots:
         rig.prompter.answers = {true};
         const Rescale::Result r = rescale.compute(QStringLiteral("10000"));
 
-        QVERIFY(r.failed);
-        QVERIFY(!r.flowDone);
+        QCOMPARE(std::pair(r.failed, r.flowDone), std::pair(true, false));
         const QStringList messages = rig.prompter.texts();
         QCOMPARE(messages.size(), 2);
         QVERIFY2(messages[0].startsWith(QLatin1String("Verify data is failed!")), qPrintable(messages[0]));
         QCOMPARE(messages[1], abort);
         QCOMPARE(rig.session.statusHistory, status);
         QCOMPARE(rig.writeFrames(), writes);
-        QCOMPARE(rig.session.state().cellValue(QStringLiteral("0118")), factorCell);
-        QCOMPARE(rig.session.state().cellValue(QStringLiteral("0105")), qint64(5000));
+        QCOMPARE(QList<qint64>({rig.session.state().cellValue("0118"), rig.session.state().cellValue("0105")}), QList<qint64>({factorCell, 5000}));
     }
 
     void calibrationEntry_data()
@@ -181,8 +178,7 @@ private slots:
         if (corrupt)
             rig.corruptReadbacks();
         QCOMPARE(int(calibration.enter(typed)), outcome);
-        QCOMPARE(rig.session.statusText(), status);
-        QCOMPARE(rig.device->value(0x0118, 4), deviceAfter);
+        QCOMPARE(std::pair(rig.session.statusText(), rig.device->value(0x0118, 4)), std::pair(status, deviceAfter));
         if (outcome == Calibration::OutOfRange || outcome == Calibration::Unchanged)
             QCOMPARE(rig.device->framesReceived(), 0);
         // The terminal's copy follows only a verified write.

@@ -39,6 +39,12 @@ struct Rig : SimRig {
     {
         return window.findChild<T *>(QLatin1String(name));
     }
+    // The rescale frame shown, the menus locked, its old maximum and factor, its new factor shown.
+    std::tuple<bool, bool, QString, QString, bool> frameState() const
+    {
+        return {rescale->isVisible(), session.menusLocked, child<QLabel>("lblMaxFlowOld")->text(),
+                child<QLabel>("lblScaleFactorOld")->text(), child<QLabel>("lblSFNew")->isVisible()};
+    }
 
     QWidget window;
     RescaleFrame *rescale;
@@ -122,11 +128,8 @@ private slots:
         rig.prompter.answers = {true, true};
         rig.rescale->runAccessPrompt = [&rig] { Rescale::accept(rig.session.state(), QStringLiteral("123")); };
         rig.rescale->start();
-        QVERIFY(rig.rescale->isVisible());
-        QVERIFY(rig.session.menusLocked);
-        QCOMPARE(rig.child<QLabel>("lblMaxFlowOld")->text(), maxFlowOld);
-        QCOMPARE(rig.child<QLabel>("lblScaleFactorOld")->text(), QStringLiteral("500000"));
-        QVERIFY(!rig.child<QLabel>("lblSFNew")->isVisible());
+        // The frame up, the menus locked, the old maximum and factor shown, no new factor yet.
+        QCOMPARE(rig.frameState(), std::tuple(true, true, maxFlowOld, QStringLiteral("500000"), false));
 
         if (!calibrated.isEmpty())
             QCOMPARE(Calibration(rig.session).enter(calibrated), Calibration::Written);
@@ -138,19 +141,13 @@ private slots:
             QCOMPARE(rig.child("txtMaxFlowNew")->text(), QString());
         } else {
             QCOMPARE(rig.prompter.texts(), QStringList{refusal});
-            QVERIFY(rig.rescale->isVisible() && rig.session.menusLocked);
-            QVERIFY(rig.child<QLabel>("lblSFNew")->isVisible());
+            QCOMPARE(rig.frameState(), std::tuple(true, true, maxFlowOld, QStringLiteral("500000"), true));
             QCOMPARE(rig.child<QLabel>("lblSFNew")->text(), QStringLiteral("1000600"));
             QTest::mouseClick(rig.child<QPushButton>("cmdCancelRescale"), Qt::LeftButton);
-            QVERIFY(!rig.child<QLabel>("lblSFNew")->isVisible());
-            QCOMPARE(rig.child<QLabel>("lblScaleFactorOld")->text(), QString());
             QCOMPARE(rig.device->framesReceived(), 0);
         }
-        QCOMPARE(rig.device->value(0x0118, 4), factorAfter);
-        QCOMPARE(rig.device->value(0x0105, 4), maxAfter);
-        QVERIFY(!rig.rescale->isVisible());
-        QVERIFY(!rig.session.menusLocked);
-        QCOMPARE(rig.child<QLabel>("lblMaxFlowOld")->text(), QString());
+        QCOMPARE(QList<quint32>({rig.device->value(0x0118, 4), rig.device->value(0x0105, 4)}), QList<quint32>({factorAfter, maxAfter}));
+        QCOMPARE(rig.frameState(), std::tuple(false, false, QString(), QString(), false));
     }
 
     void accessPrompts_data()
@@ -190,8 +187,7 @@ private slots:
         if (confirm)
             QCOMPARE(answer.echo, QLineEdit::Password);
         QCOMPARE(rig.prompter.texts(), messages);
-        QCOMPARE(frame->isVisible(), shown);
-        QCOMPARE(rig.session.menusLocked, shown && !backDoor);
+        QCOMPARE(std::pair(frame->isVisible(), rig.session.menusLocked), std::pair(shown, shown && !backDoor));
         QCOMPARE(rig.device->framesReceived(), 0);
         if (shown) {
             // The offscreen platform does not hand activation back after a modal prompt.
@@ -232,10 +228,8 @@ private slots:
 
         box->setText(QStringLiteral("12346"));
         QTest::mouseClick(rig.child<QPushButton>("cmdWOK"), Qt::LeftButton);
-        QCOMPARE(rig.session.statusText(), QStringLiteral("Status: 04 0118 0000303A   12346"));
-        QCOMPARE(rig.device->value(0x0118, 4), 12346u);
-        QVERIFY(!rig.calibrate->isVisible());
-        QVERIFY(rig.session.autoUpdateOn());
+        QCOMPARE(std::pair(rig.session.statusText(), rig.device->value(0x0118, 4)), std::pair(QStringLiteral("Status: 04 0118 0000303A   12346"), 12346u));
+        QCOMPARE(std::pair(rig.calibrate->isVisible(), rig.session.autoUpdateOn()), std::pair(false, true));
     }
 
     void hexBoxesTakeUpperCaseHexOnly()
@@ -250,8 +244,7 @@ private slots:
         QTRY_COMPARE(QApplication::focusWidget(), count);
 
         QTest::keyClicks(count, QStringLiteral("0g"));
-        QCOMPARE(count->text(), QStringLiteral("0"));
-        QCOMPARE(rig.prompter.beeps, 1);
+        QCOMPARE(std::pair(count->text(), rig.prompter.beeps), std::pair(QStringLiteral("0"), 1));
         QTest::keyClick(count, Qt::Key_Return); // one digit: stays, beeps
         QCOMPARE(rig.prompter.beeps, 2);
         QCOMPARE(QApplication::focusWidget(), count);

@@ -29,8 +29,7 @@ private slots:
         const CliRun r = runCli(sim.path(), {"rescale", "10000", "--code", "123", "--yes"});
         QVERIFY2(r.code == 0, qPrintable(r.err));
         QVERIFY2(r.err.contains(QLatin1String("New Scaling Factor was Successfully Updated!")), qPrintable(r.err));
-        QCOMPARE(readHex(sim.path(), "0118", "04"), QStringLiteral("000F4240"));
-        QCOMPARE(readHex(sim.path(), "0105", "04"), QStringLiteral("00002710"));
+        QCOMPARE(QStringList({readHex(sim.path(), "0118", "04"), readHex(sim.path(), "0105", "04")}), QStringList({"000F4240", "00002710"}));
 
         const CliRun cal = runCli(sim.path(), {"calibrate", "12346", "--yes"});
         QVERIFY2(cal.code == 0, qPrintable(cal.err));
@@ -75,9 +74,8 @@ private slots:
         QCOMPARE(r.code, code);
         QVERIFY2(r.err.contains(said), qPrintable(r.err));
         // Nothing reached the device's memory.
-        QCOMPARE(readHex(sim.path(), "0118", "04"), QStringLiteral("0007A120"));
-        QCOMPARE(readHex(sim.path(), "0105", "04"), QStringLiteral("00001388"));
-        QCOMPARE(readHex(sim.path(), "7FFE", "02"), tailBefore);
+        QCOMPARE(QStringList({readHex(sim.path(), "0118", "04"), readHex(sim.path(), "0105", "04"), readHex(sim.path(), "7FFE", "02")}),
+                 QStringList({"0007A120", "00001388", tailBefore}));
     }
 };
 

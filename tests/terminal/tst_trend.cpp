@@ -16,17 +16,12 @@ private slots:
         b.addFlowText(3000, QStringLiteral("12345"));
         b.addFlowText(4000, QString());                       // a point code out of range
         b.addFlowText(5000, QStringLiteral("1234500"));
-        QCOMPARE(b.size(), 3);
-        QCOMPARE(b.at(0).ms, 3000LL);
-        QCOMPARE(b.at(0).flow, 12345.0);
-        QVERIFY(b.at(1).gap);
-        QCOMPARE(b.at(2).flow, 1234500.0);
-        QCOMPARE(b.firstFrom(3500), 1);
-        QCOMPARE(b.firstFrom(6000), 3);
+        // The size, the first point's time and flow, the gap, the last flow; the first point from 3.5 s and from 6 s.
+        QCOMPARE(std::tuple(b.size(), b.at(0).ms, b.at(0).flow, b.at(1).gap, b.at(2).flow, b.firstFrom(3500), b.firstFrom(6000)),
+                 std::tuple(3, 3000LL, 12345.0, true, 1234500.0, 1, 3));
         b.breakLine(6000);
         b.breakLine(7000); // ends already
-        QCOMPARE(b.at(2).ms, 6000LL);
-        QVERIFY(b.at(2).gap);
+        QCOMPARE(std::pair(b.at(2).ms, b.at(2).gap), std::pair(6000LL, true));
     }
 
     void csvHasLocalTimeWithOffsetAndEmptyGaps()
