@@ -215,7 +215,7 @@ private slots:
                                                      "quiet," + ports[6] + ",,,standard.epr"});
         // Reached, but its table and report cannot be saved and the line goes quiet before the flow.
         QVERIFY(QDir().mkpath(path("out/quiet.epr")) && QDir().mkpath(path("out/quiet.pdf")));
-        const CliRun r = runCli({"sweep", site, "--out", path("out"), "--jobs", "7", "--device-timeout", "8", "--json", "--report"}, 60000);
+        const CliRun r = runCli({"sweep", site, "--out", path("out"), "--jobs", "7", "--device-timeout", "12", "--json", "--report"}, 60000);
         QCOMPARE(r.code, 1);
         QMap<QString, QJsonObject> by;
         for (const QJsonObject &o : jsonLines(r))
@@ -225,7 +225,7 @@ private slots:
         QCOMPARE(by["same"]["differences"].toInt(-1), 0);
         QVERIFY(by["same"]["flow_value"].isDouble());
         QCOMPARE(by["stalls"]["reached"].toBool(), false);
-        QCOMPARE(by["stalls"]["reason"].toString(), "no result within 8 s");
+        QCOMPARE(by["stalls"]["reason"].toString(), "no result within 12 s");
         QCOMPARE(by["drops"]["reached"].toBool(), false);
         QCOMPARE(by["drops"]["reason"].toString(), "the connection was lost during the readout");
         QCOMPARE(by["dead"]["reason"].toString(), "no answer on the line");
@@ -250,7 +250,7 @@ private slots:
         QList<SweepResult> summary;
         QVERIFY2(SiteSweep::readSummary(path("out/summary.csv"), &summary, &error), qPrintable(error));
         QCOMPARE(summary.size(), 7);
-        QCOMPARE(summary[1].reason, "no result within 8 s");
+        QCOMPARE(summary[1].reason, "no result within 12 s");
         QVERIFY2(QRegularExpression("^frames [1-9][0-9]*, replies [1-9][0-9]*, time-outs 0, lost 0, discarded 0$").match(summary[0].link).hasMatch(),
                  qPrintable(summary[0].link));
         QCOMPARE(summary[2].link, "frames 6, replies 5, time-outs 0, lost 1, discarded 0"); // the line dropped on the sixth
