@@ -75,8 +75,8 @@ FlowLogReadout::Outcome FlowLogReadout::read(int endAddress)
     // settle time. More there means it was not the device's reply.
     DeviceLink::StreamedReads streamed(m_host.link());
     QString block;
-    const auto use = [&](bool last) {
-        if (!m_host.link().streamLineClean(last))
+    const auto use = [&](bool last, bool tell) {
+        if (!m_host.link().streamLineClean(last, tell))
             return false;
         QStringList lines;
         lines.reserve(SamplesPerBlock);
@@ -103,7 +103,7 @@ FlowLogReadout::Outcome FlowLogReadout::read(int endAddress)
         if (address.size() < 4)
             address.prepend(QLatin1Char('0'));
         reply = m_host.link().ReadMemory(address, QStringLiteral("FF"));
-        if (!block.isEmpty() && !use(false)) {
+        if (!block.isEmpty() && !use(false, !reply.isEmpty())) {
             reply.clear(); // the block before failed
             outcome = Failed;
             break;
@@ -116,7 +116,7 @@ FlowLogReadout::Outcome FlowLogReadout::read(int endAddress)
         done += 254;
         step = 254;
     }
-    if (outcome == Completed && !block.isEmpty() && !use(true)) {
+    if (outcome == Completed && !block.isEmpty() && !use(true, true)) {
         reply.clear();
         outcome = Failed;
     }

@@ -22,6 +22,9 @@ const QString kSystemMonitor = QStringLiteral("System Monitor");
 // On the two-wire bus every reply starts with a four-character bus tag
 // before its ":"; the reply is whole when the tag and the data are in.
 const int kBusTagLength = 4;
+// After the last of streamed replies the line is watched this long at least:
+// a tail held back by a busy device or adapter has no later reply to show in.
+const int kStreamEndQuietMs = 100;
 // Far more than any reply (255 data bytes are 510 characters): past this
 // much in one frame period the line is flooding; what comes after is left in
 // the port and dropped with the next frame.
@@ -120,8 +123,13 @@ int DeviceLink::replyTimeout() const
 
 int DeviceLink::settleMs() const
 {
-    // "baud,parity,data bits,stop bits"; a port without them gets the minimum.
-    const QStringList f = m_port ? m_port->settings().split(QLatin1Char(',')) : QStringList();
+    return m_port ? lineSettleMs(m_port->settings()) + m_port->transitGapMs() : lineSettleMs(QString());
+}
+
+// "baud,parity,data bits,stop bits"; a port without them gets the minimum.
+int DeviceLink::lineSettleMs(const QString &settings)
+{
+    const QStringList f = settings.split(QLatin1Char(','));
     bool ok = false;
     const qint64 baud = f.value(0).toLongLong(&ok);
     if (!ok || baud <= 0 || f.size() < 4)
@@ -332,17 +340,18 @@ void DeviceLink::takeReply()
     finishPending(true);
 }
 
-bool DeviceLink::streamLineClean(bool settle)
+bool DeviceLink::streamLineClean(bool settle, bool tell)
 {
     if (settle && m_streamOpen) {
-        pause(settleMs());
+        pause(qMax(settleMs(), kStreamEndQuietMs));
         if (PortOpen())
             onReceiveEvent(); // what is waiting in the port
         m_streamOpen = false;
     }
     if (!std::exchange(m_streamBad, false))
         return true;
-    reportMiss();
+    if (tell)
+        reportMiss();
     return false;
 }
 
@@ -368,18 +377,17 @@ void DeviceLink::AssembleReply(const QString &chunk)
             return;
         }
         if (ch == QLatin1Char(':')) {
-            if (FrameStartSeen)
-                noteDiscard(); // a frame cut short by the next one
-            const int noise = m_beforeFrame.size() - tag;
-            if (noise != 0)
+            // A reply starts a line: only the bus tag may stand before its
+            // ":". Anything else there (a greeting, an echo of the frame,
+            // the rest of a cut reply) makes the whole line no reply.
+            if (FrameStartSeen || m_lineNoise || m_beforeFrame.size() != tag) {
                 noteDiscard();
-            if (noise < 0) {
-                // A bus reply without its tag is not a reply.
                 dropFrame();
                 m_beforeFrame.clear();
+                m_lineNoise = true;
                 continue;
             }
-            RxAccumulator = m_beforeFrame.right(tag);
+            RxAccumulator = m_beforeFrame;
             RxCount = RxAccumulator.size();
             m_frameData = 0;
             m_beforeFrame.clear();
@@ -394,17 +402,21 @@ void DeviceLink::AssembleReply(const QString &chunk)
                 // is not hex: the frame was not a reply.
                 noteDiscard();
                 dropFrame();
+                m_lineNoise = true;
             }
-            if (lineEnd) {
+            // The end mark of a frame ends a line too: a line that echoes
+            // the frame puts the reply right after it.
+            if (lineEnd || ch == QLatin1Char('\x1A')) {
                 if (!m_beforeFrame.isEmpty())
                     noteDiscard();
                 m_beforeFrame.clear();
-            } else {
+                m_lineNoise = false;
+            } else if (!m_lineNoise) {
                 m_beforeFrame += ch;
-                // Only the bus tag is kept before ":"; the rest is noise.
-                if (m_beforeFrame.size() > kBusTagLength) {
+                if (m_beforeFrame.size() > tag) {
                     noteDiscard();
-                    m_beforeFrame.remove(0, m_beforeFrame.size() - kBusTagLength);
+                    m_beforeFrame.clear();
+                    m_lineNoise = true;
                 }
             }
         }
@@ -516,6 +528,7 @@ void DeviceLink::discardStale()
         noteDiscard();
     dropFrame();
     m_beforeFrame.clear();
+    m_lineNoise = false;
     m_whole = false;
     m_overrun = false;
     if (m_port && m_port->isOpen())

@@ -87,14 +87,16 @@ public:
 
     // A reply is taken only after the line has stayed quiet for this long
     // past its last digit: two characters at the line's speed and the
-    // millisecond a UART holds a piece back (2 ms at 115200, 4 at 9600). The protocol has no end byte, so a device answering more
-    // than was asked for is told apart only by what follows.
+    // millisecond a UART holds a piece back (2 ms at 115200, 4 at 9600),
+    // and what the way to the device adds (a network's packets). The
+    // protocol has no end byte, so a device answering more than was asked
+    // for is told apart only by what follows.
     int settleMs() const;
     // While one of these lives, reads are streamed: each reply is taken at
     // its last digit, without the settle wait. The caller uses a streamed
     // reply only after streamLineClean() said that nothing but line ends
     // followed it, up to the next reply's ":" or, after the last, for the
-    // settle time.
+    // settle time (a tenth of a second at least).
     class StreamedReads
     {
     public:
@@ -113,8 +115,9 @@ public:
     };
     // False when more than line ends followed the last streamed reply (with
     // `settle`, after waiting the settle time); the read then counts as
-    // failed, with the time-out's report. The verdict is given once.
-    bool streamLineClean(bool settle);
+    // failed, with the time-out's report unless `tell` is false (the read
+    // after it failed and was told already). The verdict is given once.
+    bool streamLineClean(bool settle, bool tell = true);
 
     QString ReadMemory(const QString &address, const QString &byteCount);
     // A write frame without a read-back (one typed in the terminal pane):
@@ -176,6 +179,7 @@ signals:
                         const QString &readBack, bool verified);
 
 private:
+    static int lineSettleMs(const QString &settings);
     struct Pending;
     void onCommEvent(int code);
     void onSendEvent();
@@ -202,6 +206,7 @@ private:
     int m_pollHolds = 0;
     QElapsedTimer m_sentAt;        // the read frame awaited now went out
     QString m_beforeFrame;         // text since the last line end before ":" (the bus tag at most)
+    bool m_lineNoise = false;      // the line so far cannot hold a reply
     int m_frameData = 0;           // hex digits of the frame being assembled
     bool m_frameBroken = false;    // the frame being assembled is not a reply
     bool m_discardCounted = false; // this run of noise is counted already

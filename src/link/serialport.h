@@ -63,6 +63,11 @@ public:
     // time-out stays the backstop for a reply that comes short.
     virtual void setExpectedReplyBytes(int bytes) { Q_UNUSED(bytes); }
 
+    // The longest pause the way to the device may put inside one reply on
+    // top of the line's own character times (a network cuts a reply into
+    // packets and may hold one back).
+    virtual int transitGapMs() const { return 0; }
+
 signals:
     // Send (1) when written bytes reached the line, Receive (2) when bytes are
     // waiting, and the line-change and error codes.

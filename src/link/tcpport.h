@@ -36,6 +36,10 @@ public:
     bool flush(int msecs) override;
     QString errorString() const override { return m_error; }
     void setExpectedReplyBytes(int bytes) override;
+    // A device server sends a reply in the pieces it read from its serial
+    // line; one held back by the network (a delayed acknowledgement holds a
+    // small packet up to 40 ms) must not end the reply.
+    int transitGapMs() const override { return 50; }
     void discardInput() override;
 
     // How long open() waits for the connection.

@@ -116,12 +116,13 @@ QByteArray TelnetCodec::decode(const QByteArray &bytes)
 }
 
 // A server that never ends its subnegotiation would have every later byte
-// swallowed: past the cap its bytes go on as data for the reply assembly to drop.
+// swallowed: past the cap what followed the option and its command goes on
+// as data (a reply starts its line, so telnet's bytes must not lead it).
 void TelnetCodec::giveUpLongSubnegotiation(QByteArray &data)
 {
     if (m_sub.size() <= MaxSubnegotiation)
         return;
-    data += m_sub;
+    data += m_sub.mid(2);
     m_sub.clear();
     m_state = Data;
 }

@@ -207,7 +207,7 @@ private slots:
     void sweepStalledDroppingAndDifferingTransmitters()
     {
         SimProcess sim;
-        const QStringList ports = startSite(sim, 7, {"2:late:2500", "3:hangup:6", "5:greet,noise", "6:noanswer", "7:mute:10"});
+        const QStringList ports = startSite(sim, 7, {"2:late:2500", "3:hangup:6", "5:greet,lategreet", "6:noanswer", "7:mute:10"});
         QVERIFY2(ports.size() == 7, qPrintable(sim.errorString()));
         const QString site = writeSite("plant.csv", {"same," + ports[0] + ",,,standard.epr", "stalls," + ports[1] + ",,,standard.epr",
                                                      "drops," + ports[2] + ",,RS232,standard.epr", "differs," + ports[3] + ",,,second.epr",
@@ -236,8 +236,8 @@ private slots:
         QVERIFY(by["differs"]["differences"].toInt() > 0);
         QCOMPARE(by["differs"]["differences"].toInt(), by["differs"]["rows"].toArray().size());
         QVERIFY(r.err.contains("sweep: 7 of 7 done\n"));
-        // A server that greets and chatters before every reply: the noise is
-        // counted and dropped, the values are read.
+        // A server that greets on connect and again as the line is first
+        // used: the greetings are counted and dropped, the values are read.
         QCOMPARE(by["chatty"]["differences"].toInt(-1), 0);
         QVERIFY(by["chatty"]["link"].toObject()["discarded"].toInt() > 0);
 

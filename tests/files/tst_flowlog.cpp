@@ -97,7 +97,7 @@ private slots:
             SimRig longer;
             QVERIFY(longer.readOut());
             SimFaults f;
-            f.longTailMs = 1;
+            f.longTailMs = 30; // far more than two characters
             longer.port->setFaults(f);
             FlowLogReadout third(longer.session);
             QCOMPARE(third.read(end), FlowLogReadout::Failed);

@@ -138,9 +138,10 @@ void TestFaultsE2E::misbehavingServerNeverGivesAValue_data()
     const QString stats = QStringLiteral(R"(\{"link":\{"bytes_in":\d+,"bytes_out":\d+,"discarded":[1-9]\d*,"frames":\d+,"lost":0,)"
                                          R"("replies":%1,"reply_ms_least":%2,.*\}\}\n)");
     QTest::newRow("greeting") << "greet" << "tcp" << QStringList{"read", "0105", "04"} << 0 << maxFlow + "\n" << "";
-    QTest::newRow("noise before every reply") << "noise" << "tcp" << QStringList{"get", "max-flow"} << 0 << "5000\n" << "";
-    QTest::newRow("reply a byte longer") << "long" << "tcp" << QStringList{"read", "0105", "04"} << 1 << "" << "";
-    QTest::newRow("late greeting") << "lategreet" << "tcp" << QStringList{"read", "01E9", "01"} << 1 << "" << "";
+    QTest::newRow("noise on the reply's line") << "noise" << "tcp" << QStringList{"read", "0105", "04"} << 1 << "" << "";
+    // Its last digits come a packet behind, as a network may hold one back.
+    QTest::newRow("reply a byte longer") << "long:30" << "tcp" << QStringList{"read", "0105", "04"} << 1 << "" << "";
+    QTest::newRow("late greeting") << "lategreet" << "tcp" << QStringList{"read", "0105", "04"} << 0 << maxFlow + "\n" << "";
     // Each reply comes a quarter of a time-out after the read gave up on it.
     QTest::newRow("late replies") << "late:750" << "tcp" << QStringList{"--timeout", "600", "monitor", "--count", "1", "--json", "--stats"}
                                   << 1 << unread.arg("null") + stats.arg("0", "null")

@@ -102,19 +102,22 @@ private slots:
         QTest::newRow("zero bytes end on colon") << true << "00" << QByteArray(">:") << "" << false;
         // Nothing before ":" belongs to the reply.
         QTest::newRow("greeting with a colon") << true << "02" << QByteArray("Welcome, line 3: ready\r\n:0C8A") << "0C8A" << true;
-        QTest::newRow("telnet bytes before") << true << "02" << QByteArray("\xff\xfd,\xff\xfb\x03:0C8A") << "0C8A" << true;
-        QTest::newRow("text before colon") << true << "02" << QByteArray("AB:CD") << "-" << true;
+        QTest::newRow("echo of the frame") << true << "02" << QByteArray("R5202:02010000\x1a>:0C8A") << "0C8A" << true;
+        // A reply starts its line: text on the line before ":" makes it none.
+        QTest::newRow("telnet bytes before") << true << "02" << QByteArray("\xff\xfd,\xff\xfb\x03:0C8A") << "-" << true;
+        QTest::newRow("text before colon") << true << "02" << QByteArray("AB:CDEF") << "-" << true;
         QTest::newRow("not hex") << true << "02" << QByteArray(":0C8G") << "-" << true;
         QTest::newRow("line end before the data is whole") << true << "02" << QByteArray(":0C8\r\nA") << "-" << true;
         QTest::newRow("frame cut by a new start") << true << "02" << QByteArray(":0C:8A") << "-" << true;
         // Whatever follows the data but line ends, in the same piece or soon after.
         QTest::newRow("one data byte more") << true << "02" << QByteArray(":0C8A\r01") << "-" << true;
-        QTest::newRow("late greeting, then the reply") << true << "01" << QByteArray("Connected at 12:34\r\n:56") << "-" << true;
+        QTest::newRow("late greeting, then the reply") << true << "01" << QByteArray("Connected at 12:34\r\n:56") << "56" << true;
         // The bus tag before ":" is waited for on top of the data and cut by the link.
         QTest::newRow("rs485 tag") << false << "04" << QByteArray("01R5:0A1B2C3D") << "0A1B2C3D" << false;
         QTest::newRow("rs485 keeps >") << false << "04" << QByteArray(">1R5:0A1B2C3D") << "0A1B2C3D" << false;
         QTest::newRow("rs485 banner before the tag") << false << "02" << QByteArray("ser2net port\r\n01R5:0C8A") << "0C8A" << true;
-        QTest::newRow("rs485 noise glued to the tag") << false << "02" << QByteArray("xx01R5:0C8A") << "0C8A" << true;
+        QTest::newRow("rs485 noise glued to the tag") << false << "02" << QByteArray("xx01R5:0C8A") << "-" << true;
+        QTest::newRow("rs485 echo of the frame") << false << "02" << QByteArray("R5202:02010000\x1a" "01R5:0C8A") << "0C8A" << true;
         QTest::newRow("rs485 without its tag") << false << "02" << QByteArray("1R5:0C8A") << "-" << true;
         QTest::newRow("rs485 one data byte more") << false << "02" << QByteArray("01R5:0C8A01") << "-" << true;
     }
