@@ -111,7 +111,8 @@ int main(int argc, char *argv[])
                                                   "an unterminated telnet subnegotiation), flood (--listen: "
                                                   "endless bytes without a \":\"), long[:MS] (a data byte more, "
                                                   "the last two digits 1 or MS ms later), lategreet (a greeting "
-                                                  "with a \":\" just ahead of the first reply); several joined by commas."),
+                                                  "with a \":\" just ahead of the first reply), echo (every frame sent back "
+                                                  "ahead of its reply); several joined by commas."),
                                    QStringLiteral("SPEC"), QStringLiteral("none"));
     const QCommandLineOption preset(QStringLiteral("preset"),
                                     QStringLiteral("Device preset: %1.").arg(SimDevice::presetNames().join(QLatin1String(", "))),

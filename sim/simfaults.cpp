@@ -47,6 +47,8 @@ bool SimFaults::parse(const QString &text, SimFaults *out, QString *error)
             f.flood = true;
         } else if (name == QLatin1String("lategreet") && colon < 0) {
             f.lateGreeting = true;
+        } else if (name == QLatin1String("echo") && colon < 0) {
+            f.echo = true;
         } else if (name == QLatin1String("long") && colon < 0) {
             f.longTailMs = 1;
         } else if (name == QLatin1String("long")) {
@@ -89,8 +91,8 @@ bool SimFaults::parse(const QString &text, SimFaults *out, QString *error)
             (name == QLatin1String("mute") ? f.muteAfterFrames : f.hangupAfterFrames) = int(v);
         } else {
             why = QStringLiteral("unknown fault \"%1\"; use none, noanswer, late:MS, corrupt, split[:SEED], "
-                                 "hangup:N, mute:N, greet, noise, trickle:MS, opensb, flood, long[:MS], lategreet "
-                                 "(several joined by commas)")
+                                 "hangup:N, mute:N, greet, noise, trickle:MS, opensb, flood, long[:MS], lategreet, "
+                                 "echo (several joined by commas)")
                       .arg(raw.trimmed());
             break;
         }
@@ -134,5 +136,7 @@ QString SimFaults::toString() const
         items << (longTailMs == 1 ? QStringLiteral("long") : QStringLiteral("long:%1").arg(longTailMs));
     if (lateGreeting)
         items << QStringLiteral("lategreet");
+    if (echo)
+        items << QStringLiteral("echo");
     return items.isEmpty() ? QStringLiteral("none") : items.join(QLatin1Char(','));
 }

@@ -26,16 +26,18 @@ struct SimFaults
                                  // digits this many ms after the rest (0: off)
     bool lateGreeting = false;   // a greeting with a ":" in it right after the first frame, just
                                  // ahead of its reply
+    bool echo = false;           // the line sends every frame back as it came, ahead of the reply
+                                 // (a two-wire adapter that hears itself)
 
     bool any() const
     {
         return noAnswer || lateMs > 0 || corruptReadback || splitReplies || hangupAfterFrames > 0 || muteAfterFrames > 0 || greeting || noise
-            || trickleMs > 0 || openSubneg || flood || longTailMs > 0 || lateGreeting;
+            || trickleMs > 0 || openSubneg || flood || longTailMs > 0 || lateGreeting || echo;
     }
 
     // Reads "none", "noanswer", "late:4000", "corrupt", "split" (or "split:SEED"),
     // "hangup:5", "mute:5", "greet", "noise", "trickle:40", "opensb", "flood", "long" (or "long:MS"),
-    // "lategreet", several joined by commas. Case and blanks around the items do
+    // "lategreet", "echo", several joined by commas. Case and blanks around the items do
     // not matter. On a bad text returns false, leaves *out alone and says why.
     static bool parse(const QString &text, SimFaults *out, QString *error);
     // The same text form; "none" when nothing is set.

@@ -63,6 +63,8 @@ void SimLine::receive(const QByteArray &bytes)
         arrived = qMax(now, m_rxFreeNs) + bytes.size() * byteNs();
         m_rxFreeNs = arrived;
     }
+    if (m_faults.echo)
+        schedule(bytes, arrived);
     m_device->setCorruptReadback(m_faults.corruptReadback);
     const QList<SimDevice::Exchange> done = m_device->feedFrames(bytes);
     for (const SimDevice::Exchange &ex : done) {

@@ -274,7 +274,7 @@ void DeviceLink::onReceiveEvent()
         // Nobody waits for it: a reply after its time-out, or its tail, or
         // more than a streamed reply had.
         const bool extra = m_streamOpen && !onlyLineEnds(bytes, Rs232Mode);
-        m_streamBad = m_streamBad || extra;
+        watchStreamTail(bytes);
         if (m_unsettled || extra || bytes.contains(':'))
             noteDiscard();
         if (echo)
@@ -284,16 +284,7 @@ void DeviceLink::onReceiveEvent()
     const QString text = QString::fromLatin1(bytes);
     if (echo)
         emit terminalText(text);
-    if (m_streamOpen) {
-        // Up to the next reply's ":" only line ends (and the bus tag) may
-        // come after a streamed reply.
-        const int colon = bytes.indexOf(':');
-        const QByteArray before = colon < 0 ? bytes : bytes.left(colon);
-        for (const char c : before)
-            m_streamExtra += onlyLineEnds(QByteArray(1, c), Rs232Mode) ? 0 : 1;
-        m_streamBad = m_streamBad || m_streamExtra > (Rs232Mode ? 0 : kBusTagLength);
-        m_streamOpen = colon < 0;
-    }
+    watchStreamTail(bytes);
     AssembleReply(text);
     if (m_overrun) {
         // Ends now, as a reply that never came whole would at its time-out.
@@ -331,7 +322,7 @@ void DeviceLink::takeReply()
     AwaitingReply = false;
     LineReady = true;
     m_streamOpen = m_streaming;
-    m_streamExtra = 0;
+    m_afterStream.clear();
     emit replyReceived(txtRs);
     if (ShowReplyStatus) {
         emit statusText(QStringLiteral("Status: ") + txtRs);
@@ -346,6 +337,9 @@ bool DeviceLink::streamLineClean(bool settle, bool tell)
         pause(qMax(settleMs(), kStreamEndQuietMs));
         if (PortOpen())
             onReceiveEvent(); // what is waiting in the port
+        // Nothing is asked after the last: its tail has no line end to wait for.
+        if (m_streamOpen && !m_afterStream.isEmpty() && isHexDigit(QLatin1Char(m_afterStream.at(0))))
+            m_streamBad = true;
         m_streamOpen = false;
     }
     if (!std::exchange(m_streamBad, false))
@@ -353,6 +347,27 @@ bool DeviceLink::streamLineClean(bool settle, bool tell)
     if (tell)
         reportMiss();
     return false;
+}
+
+// What follows a streamed reply on its line: digits right after its last
+// one are the rest of a longer reply. The line ends with a line end, the
+// end mark of an echoed frame or the next reply's ":" (on the bus, after
+// exactly the bus tag); an echo or a text line is the next reply's affair.
+void DeviceLink::watchStreamTail(const QByteArray &bytes)
+{
+    for (const char c : bytes) {
+        if (!m_streamOpen)
+            return;
+        if (c != '\r' && c != '\n' && c != '\x1A' && c != ':') {
+            if (m_afterStream.size() <= kBusTagLength)
+                m_afterStream += c;
+            continue;
+        }
+        const bool tag = c == ':' && !Rs232Mode && m_afterStream.size() == kBusTagLength;
+        if (!tag && !m_afterStream.isEmpty() && isHexDigit(QLatin1Char(m_afterStream.at(0))))
+            m_streamBad = true;
+        m_streamOpen = false;
+    }
 }
 
 void DeviceLink::AssembleReply(const QString &chunk)
@@ -522,8 +537,7 @@ void DeviceLink::discardStale()
 {
     const QByteArray waiting = m_port && m_port->isOpen() ? m_port->readAll() : QByteArray();
     health.bytesIn += waiting.size();
-    if (m_streamOpen && !onlyLineEnds(waiting, Rs232Mode))
-        m_streamBad = true;
+    watchStreamTail(waiting);
     if (FrameStartSeen || !m_beforeFrame.isEmpty() || !waiting.isEmpty())
         noteDiscard();
     dropFrame();
@@ -536,8 +550,9 @@ void DeviceLink::discardStale()
 }
 
 // After a time-out the reply, or its tail, may still be on its way: the
-// next frame waits until the line has been quiet for half a time-out (at
-// most two time-outs in all), and what came meanwhile is dropped.
+// next frame waits until the line has been quiet for a time-out (at most
+// two in all), and what came meanwhile is dropped. A reply later than
+// that cannot be told from the next frame's.
 void DeviceLink::settleLine()
 {
     if (!PortOpen()) {
@@ -566,7 +581,7 @@ void DeviceLink::settleLine()
         if (!open)
             loop.quit();
     });
-    quiet.start(qMax(1, Timer3->interval() / 2));
+    quiet.start(qMax(1, Timer3->interval()));
     limit.start(2 * Timer3->interval());
     if (m_lineBytes < kLineBudget)
         loop.exec();

@@ -189,6 +189,7 @@ private:
     void finishPending(bool ok);
     void discardStale();
     void dropFrame();
+    void watchStreamTail(const QByteArray &bytes);
     void noteDiscard();
     void settleLine();
     void takeReply();
@@ -217,7 +218,7 @@ private:
     bool m_overrun = false;        // more than the reply came after it
     bool m_streaming = false;      // replies are taken without the settle wait
     bool m_streamOpen = false;     // a streamed reply was taken, the next reply's ":" not yet in
-    bool m_streamBad = false;      // more than line ends came after a streamed reply
-    int m_streamExtra = 0;         // bytes other than line ends since then
+    bool m_streamBad = false;      // a streamed reply was followed by more of it
+    QByteArray m_afterStream;      // the first bytes on its line after it
     qint64 m_replyMs = 0;          // the awaited reply's data was whole this long after its frame
 };

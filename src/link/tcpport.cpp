@@ -130,7 +130,7 @@ bool TcpPort::open()
     m_socket->setSocketOption(QAbstractSocket::LowDelayOption, 1);
     m_open = true;
     m_missing = 0;
-    m_iacSeen = false;
+    m_leadBytes = 0;
     if (m_telnet && !agreeComPort()) {
         m_open = false;
         m_socket->abort();
@@ -333,15 +333,19 @@ void TcpPort::onGone()
     lose(QStringLiteral("The connection to %1 was lost: %2.").arg(where(), why));
 }
 
-// A device answers in printable text; 0xFF followed by a telnet command
-// (SB, WILL, WONT, DO, DONT) is a telnet server's negotiation.
+// A telnet server negotiates the moment the connection opens: 0xFF and a
+// command (SB, WILL, WONT, DO, DONT) are its first two bytes. Once anything
+// else came, a 0xFF on the raw line is noise like any other byte.
 bool TcpPort::speaksTelnet(const QByteArray &wire)
 {
     for (const char ch : wire) {
         const quint8 c = quint8(ch);
-        if (m_iacSeen && c >= TelnetCodec::SB && c < TelnetCodec::IAC)
-            return true;
-        m_iacSeen = c == TelnetCodec::IAC && !m_iacSeen;
+        if (m_leadBytes >= 2)
+            return false;
+        if (m_leadBytes++ == 1)
+            return c >= TelnetCodec::SB && c < TelnetCodec::IAC;
+        if (c != TelnetCodec::IAC)
+            m_leadBytes = 2;
     }
     return false;
 }

@@ -76,6 +76,6 @@ private:
     int m_connectTimeout = 5000;
     bool m_open = false;
     bool m_agreeing = false; // open() waits for the com-port option
-    bool m_iacSeen = false; // the last byte on a raw port was 0xFF
+    int m_leadBytes = 0;    // of a raw connection's first two, those seen
     int m_missing = 0; // bytes the awaited reply still needs at least
 };

@@ -52,7 +52,7 @@ const Columns<bool, QString, QByteArray, QString, bool> kReplySplitAtEveryPositi
     "rs232", "count", "reply", "expected", "discards"};
 // pieces: of the late reply, 30 ms apart from 120 ms on
 // least: of them in before the next frame
-const Columns<int, int, int> kAfterATimeOutTheNextFrameWaitsForQuiet{"pieces", "least", "most"};
+const Columns<int, int, int, int> kAfterATimeOutTheNextFrameWaitsForQuiet{"first", "pieces", "least", "most"};
 // readBack: the device's answer; empty: silent, "-": the port will not open
 // frames: what went out, frames joined
 const Columns<QString, QString, QByteArray, QString, QStringList, QByteArray> kVerifiedWrite{
@@ -218,24 +218,26 @@ private slots:
     void afterATimeOutTheNextFrameWaitsForQuiet_data()
     {
         kAfterATimeOutTheNextFrameWaitsForQuiet.add();
-        // Time-out 100 ms, quiet after 50 ms: the late reply is taken in whole
-        // and dropped before the next frame goes out.
-        QTest::newRow("late reply") << 3 << 3 << 3;
+        // Time-out 100 ms, then as long again without a byte: the late reply
+        // is taken in whole and dropped before the next frame goes out,
+        // also when it came most of a time-out after its own.
+        QTest::newRow("late reply") << 120 << 3 << 3 << 3;
+        QTest::newRow("reply long after its time-out") << 185 << 1 << 1 << 1;
         // A line that never goes quiet holds the next frame two time-outs at
         // most (until about 300 ms).
-        QTest::newRow("endless trickle") << 20 << 4 << 8;
+        QTest::newRow("endless trickle") << 120 << 20 << 4 << 8;
     }
 
     void afterATimeOutTheNextFrameWaitsForQuiet()
     {
-        const auto [pieces, least, most] = kAfterATimeOutTheNextFrameWaitsForQuiet.fetch();
+        const auto [first, pieces, least, most] = kAfterATimeOutTheNextFrameWaitsForQuiet.fetch();
         auto *port = new EagerPort;
         Rig r(port);
         r.link.setReplyTimeout(100);
         QString seen;
         QObject::connect(&r.link, &DeviceLink::frameSent, [&seen] { seen += QLatin1Char('W'); });
         for (int i = 0; i < pieces; ++i)
-            QTimer::singleShot(120 + 30 * i, port, [port, &seen] {
+            QTimer::singleShot(first + 30 * i, port, [port, &seen] {
                 if (seen.count(QLatin1Char('W')) > 1)
                     return; // the trickle stops once the next frame is out, not inside its reply
                 seen += QLatin1Char('.');

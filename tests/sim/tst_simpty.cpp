@@ -65,7 +65,7 @@ private slots:
         QTest::newRow("trickle too slow") << "trickle:10001" << "";
         QTest::newRow("trickle without gap") << "trickle" << "";
         QTest::newRow("greet takes no value") << "greet:1" << "";
-        QTest::newRow("long replies") << "long,lategreet" << "long,lategreet";
+        QTest::newRow("long replies") << "long,lategreet,echo" << "long,lategreet,echo";
         QTest::newRow("long tail bounds") << "long:10000" << "long:10000";
         QTest::newRow("long tail too late") << "long:10001" << "";
         QTest::newRow("long tail of 0") << "long:0" << "";
@@ -83,7 +83,7 @@ private slots:
         help.start(QStringLiteral(QUORIN_SIM_EXE), {QStringLiteral("--help")});
         QVERIFY(help.waitForFinished(5000));
         const QString listed = QString::fromLocal8Bit(help.readAllStandardOutput()).simplified();
-        for (const char *kind : {"greet", "noise", "trickle:MS", "opensb", "late:MS", "long[:MS]", "lategreet"})
+        for (const char *kind : {"greet", "noise", "trickle:MS", "opensb", "late:MS", "long[:MS]", "lategreet", "echo"})
             QVERIFY2(listed.contains(QLatin1String(kind)), kind);
     }
 };
