@@ -37,7 +37,5 @@ qint64 ScriptedPort::write(const QByteArray &bytes)
 
 QByteArray ScriptedPort::readAll()
 {
-    QByteArray r;
-    r.swap(m_rx);
-    return r;
+    return std::exchange(m_rx, QByteArray());
 }
