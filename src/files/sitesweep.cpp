@@ -138,7 +138,7 @@ void SiteSweep::stop()
             continue;
         if (p->property("writes").toBool()) {
             p->terminate();
-            QTimer::singleShot(StopGraceMs, p, &QProcess::kill);
+            QTimer::singleShot(m_options.stopGraceMs, p, &QProcess::kill);
         } else {
             p->kill();
         }

@@ -48,6 +48,7 @@ public:
         bool report = false;
         bool restore = false;      // list the rows that differ; with yes, write them
         bool yes = false;
+        int stopGraceMs = 10000;   // a writing child asked to stop is ended after this
     };
     SiteSweep(const QList<SiteDevice> &devices, const Options &options, QObject *parent = nullptr);
     ~SiteSweep() override;
@@ -56,9 +57,8 @@ public:
     void run();
     // Ends the running children; unfinished transmitters are marked stopped.
     // A child writing rows is asked to stop between two rows and ended only
-    // when it has not within StopGraceMs.
+    // when it has not within the options' grace time.
     void stop();
-    static constexpr int StopGraceMs = 10000;
     bool isStopping() const { return m_stopping; }
 
     const QList<SweepResult> &results() const { return m_results; }

@@ -78,6 +78,16 @@ void frmTerminal::sendTerminalLine()
         m_session->journalSource = [] { return QStringLiteral("terminal"); };
         m_link->WriteMemory(address, count, data);
         m_session->journalSource = source;
+        // The protocol does not say what the device took: in the
+        // configuration area it is read, and the windows show that.
+        const int first = address.toInt(nullptr, 16);
+        if (first < 0x200) {
+            const QString held = m_link->ReadMemory(address, count);
+            if (!held.isEmpty()) {
+                m_state->takeWrite(first, held);
+                refreshStatusBar();
+            }
+        }
         return;
     }
     m_link->Transact(line);

@@ -336,6 +336,26 @@ private slots:
                                                           "1 transmitters: 0 reached, 0 not reached, 0 differ from their golden table, 1 stopped"}));
     }
 
+    void writingChildThatIgnoresTheStopIsEnded()
+    {
+        // A child that names its row and then neither stops nor ends.
+        QVERIFY(writeFileBytes(path("deaf.sh"), "#!/bin/sh\ntrap '' TERM\necho 'import: writing 0105' >&2\nexec sleep 20\n"));
+        QVERIFY(QFile::setPermissions(path("deaf.sh"), QFile::ReadOwner | QFile::ExeOwner));
+        SiteDevice d;
+        d.name = "deaf";
+        d.golden = path("standard.epr");
+        SiteSweep::Options o;
+        o.program = path("deaf.sh");
+        o.restore = o.yes = true;
+        o.stopGraceMs = 300;
+        SiteSweep sweep({d}, o);
+        QTimer::singleShot(500, &sweep, &SiteSweep::stop);
+        sweep.run();
+        const SweepResult &r = sweep.results().value(0);
+        QCOMPARE(std::pair(int(r.state), r.reason), std::pair(int(SweepResult::Stopped), QStringLiteral("the restore was interrupted")));
+        QCOMPARE(r.restoreLines, QStringList{"0105  interrupted, outcome unknown"});
+    }
+
     void devicesWindowSweepsAndOpensOne()
     {
         // The seed varies the presets, the same way every time.

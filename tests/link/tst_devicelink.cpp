@@ -236,6 +236,8 @@ private slots:
         QObject::connect(&r.link, &DeviceLink::frameSent, [&seen] { seen += QLatin1Char('W'); });
         for (int i = 0; i < pieces; ++i)
             QTimer::singleShot(120 + 30 * i, port, [port, &seen] {
+                if (seen.count(QLatin1Char('W')) > 1)
+                    return; // the trickle stops once the next frame is out, not inside its reply
                 seen += QLatin1Char('.');
                 port->input += ":0C";
                 emit port->commEvent(CommEvent::Receive);

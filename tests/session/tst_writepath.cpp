@@ -38,19 +38,20 @@ private slots:
         auto *term = rig.child<QPlainTextEdit>(QStringLiteral("txtTerm"));
         rig.window->menuItem(QStringLiteral("mnuStart"))->trigger();
         term->setFocus();
-        const QString before = ParameterMap::padHex(rig.device->value(0x134, 2), 2);
-        QTest::keyClicks(term, QStringLiteral("R5200:020134000FA0"));
+        const QString before = ParameterMap::padHex(rig.device->value(0x105, 4), 4);
+        QTest::keyClicks(term, QStringLiteral("R5200:04010500000007D0"));
         QTest::keyClick(term, Qt::Key_Return);
-        QCOMPARE(rig.device->value(0x134, 2), 4000u);
+        QCOMPARE(rig.device->value(0x105, 4), 2000u);
         QString error;
         QList<JournalRecord> last = journal.newest(1, &error);
         QCOMPARE(last.size(), 1);
         QCOMPARE(QStringList({last[0].source, last[0].address, last[0].before, last[0].written, last[0].outcomeText()}),
-                 QStringList({"terminal", "0134", before, "0FA0", "not verified"}));
-        // What a typed frame left is not known, so the next write does not claim a "before".
-        QCOMPARE(rig.window->link().WriteRamData("02", "0134", "0BB8"), QStringLiteral("0BB8"));
+                 QStringList({"terminal", "0105", before, "000007D0", "not verified"}));
+        // What the typed frame left is read: the window shows it, the next write's "before" is it.
+        QCOMPARE(rig.panel(QStringLiteral("MaxFlow")), QStringLiteral("Max Flow: 2000 L/s"));
+        QCOMPARE(rig.window->link().WriteRamData("04", "0105", "00000BB8"), QStringLiteral("00000BB8"));
         last = journal.newest(1, &error);
-        QCOMPARE(last[0].beforeKnown(), false);
+        QCOMPARE(last[0].before, QStringLiteral("000007D0"));
 
         // An intent whose outcome never came reads as interrupted, whichever way it is read.
         JournalRecord cut = record("COM3", "06");
