@@ -20,7 +20,6 @@
 #include <QComboBox>
 #include <QFile>
 #include <QHeaderView>
-#include <QProcess>
 #include <QProgressBar>
 #include <QPushButton>
 #include <QTableWidget>

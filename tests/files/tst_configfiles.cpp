@@ -11,7 +11,6 @@
 #include "support/simrig.h"
 #include "session/terminalstate.h"
 
-#include <QFile>
 #include <QTemporaryDir>
 #include <QtTest>
 

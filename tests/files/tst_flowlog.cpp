@@ -3,7 +3,6 @@
 #include "files/flowlogreadout.h"
 #include "files/frmmemlog.h"
 #include "files/mlgfile.h"
-#include "sim/simfaults.h"
 #include "support/filebytes.h"
 #include "support/columns.h"
 #include "support/fulldisk.h"

@@ -34,8 +34,3 @@ qint64 ScriptedPort::write(const QByteArray &bytes)
     }
     return bytes.size();
 }
-
-QByteArray ScriptedPort::readAll()
-{
-    return std::exchange(m_rx, QByteArray());
-}
