@@ -3,17 +3,27 @@
 
 #include "link/devicelink.h"
 
+// ADDR and COUNT as the first two arguments; false after saying which is bad.
+static bool addressAndCount(CliContext &c, const QString &addr, const QString &count)
+{
+    if (!isHexText(addr, 4)) {
+        c.usage(QStringLiteral("ADDR must be 4 hex digits, not \"%1\"").arg(c.args[0]));
+        return false;
+    }
+    if (!isHexText(count, 2)) {
+        c.usage(QStringLiteral("COUNT must be 2 hex digits, not \"%1\"").arg(c.args[1]));
+        return false;
+    }
+    return true;
+}
+
 static CliCommand readCommand("read", "read ADDR COUNT        read COUNT (2 hex digits) bytes at ADDR (4 hex digits)",
     [](CliContext &c) -> int {
         if (c.args.size() != 2)
             return c.usage(QStringLiteral("read needs ADDR COUNT"));
         const QString addr = c.args[0].toUpper();
         const QString count = c.args[1].toUpper();
-        if (!isHexText(addr, 4))
-            return c.usage(QStringLiteral("ADDR must be 4 hex digits, not \"%1\"").arg(c.args[0]));
-        if (!isHexText(count, 2))
-            return c.usage(QStringLiteral("COUNT must be 2 hex digits, not \"%1\"").arg(c.args[1]));
-        if (!c.connect())
+        if (!addressAndCount(c, addr, count) || !c.connect())
             return ExitUsage;
         const QString reply = c.link->ReadMemory(addr, count);
         if (reply.isEmpty())
@@ -30,10 +40,8 @@ static CliCommand writeCommand("write", "write ADDR COUNT DATA  write DATA (hex 
         const QString count = c.args[1].toUpper();
         // The device compares the read-back exactly: data keeps its case.
         const QString data = c.args[2];
-        if (!isHexText(addr, 4))
-            return c.usage(QStringLiteral("ADDR must be 4 hex digits, not \"%1\"").arg(c.args[0]));
-        if (!isHexText(count, 2))
-            return c.usage(QStringLiteral("COUNT must be 2 hex digits, not \"%1\"").arg(c.args[1]));
+        if (!addressAndCount(c, addr, count))
+            return ExitUsage;
         if (!isHexText(data))
             return c.usage(QStringLiteral("DATA must be hex digits, not \"%1\"").arg(data));
         if (!c.connect())

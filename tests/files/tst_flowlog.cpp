@@ -130,7 +130,10 @@ private slots:
         box->clear();
         QTest::keyClicks(box, QStringLiteral("0/2A@E"));
         rig.prompter.clear();
+        QString during;
+        connect(window.progressBar(), &QProgressBar::valueChanged, this, [&] { during = window.findChild<QLabel *>("lblProgress")->text(); });
         QTest::keyClick(box, Qt::Key_Return);
+        QCOMPARE(during, QStringLiteral("Reading..."));
         QCOMPARE(rig.session.state().FlowPointCount, 127);
         QCOMPARE(window.progressBar()->text() + ", " + window.findChild<QLabel *>("lblProgress")->text(),
                  QStringLiteral("1 of 1 blocks, 127 points read"));

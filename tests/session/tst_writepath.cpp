@@ -4,6 +4,7 @@
 #include "config/parametercommit.h"
 #include "files/configimport.h"
 #include "files/configtable.h"
+#include "session/operationgate.h"
 #include "session/parametermap.h"
 #include "session/writejournal.h"
 #include "support/simrig.h"
@@ -90,6 +91,15 @@ private slots:
         step(before, WriteUndo::Refused, QStringLiteral(": the device holds %1 there, the data before it; the write did not take effect").arg(ParameterMap::padHex(before, 2)));
         step(4000, WriteUndo::Done, QString());
         QCOMPARE(rig.session.journal().newest(1, &error).value(0).before, QStringLiteral("0FA0")); // as undo read it
+        {
+            // Not while another operation holds the device, whichever way undo is asked.
+            const OperationGate::Hold busy = rig.session.gate().begin(QStringLiteral("import"));
+            const QString refused = QStringLiteral("another device operation is running");
+            QCOMPARE(int(undo.undoLast(1)), int(WriteUndo::Busy));
+            QCOMPARE(undo.refusal(), refused);
+            QCOMPARE(int(undo.undo({})), int(WriteUndo::Busy));
+            QCOMPARE(undo.refusal(), refused);
+        }
         // A spoilt read-back of what the device holds all the same.
         rig.corruptReadbacks();
         QCOMPARE(rig.session.link().WriteRamData("02", "0134", "0FA0"), QString());
