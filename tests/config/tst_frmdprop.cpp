@@ -196,12 +196,10 @@ private slots:
         QCOMPARE(QStringList({rig.session.state().unitText(), rig.child<QLabel>("lblTotalEU")->text()}), QStringList({"CUM/Min", "CUM"}));
 
         rig.corruptReadbacks();
-        rig.type(QStringLiteral("txt1Percent"), QStringLiteral("30"), true);
-        QCOMPARE(rig.child("txt1Percent")->text(), QStringLiteral("20"));
-        rig.type(QStringLiteral("txtDataPointer"), QStringLiteral("0400"), true);
-        QCOMPARE(rig.child("txtDataPointer")->text(), QStringLiteral("1970"));
-        rig.type(QStringLiteral("txtUDEUString"), QStringLiteral("AB"), true);
-        QCOMPARE(rig.child("txtUDEUString")->text(), QStringLiteral("UD"));
+        for (const auto &[field, typed, held] : {std::tuple{"txt1Percent", "30", "20"}, {"txtDataPointer", "0400", "1970"}, {"txtUDEUString", "AB", "UD"}}) {
+            rig.type(QLatin1String(field), QLatin1String(typed), true);
+            QCOMPARE(rig.child(QLatin1String(field))->text(), QString::fromLatin1(held));
+        }
         rig.showFrameOf(unit);
         unit->setFocus();
         QTest::keyClick(unit, Qt::Key_Down);

@@ -11,7 +11,6 @@
 #include "support/simrig.h"
 #include "session/terminalstate.h"
 
-#include <QFile>
 #include <QTemporaryDir>
 #include <QtTest>
 
@@ -170,8 +169,7 @@ private slots:
         QCOMPARE(rig.prompter.entries.size(), 1);
 
         const QString path = dir.filePath(QStringLiteral("qrn000001.epr"));
-        QString error;
-        QVERIFY(mlgfile::write(path, "keep me", &error));
+        QVERIFY(writeFileBytes(path, "keep me"));
         // Declining the replace question goes back to the dialog; cancelling it keeps the old file.
         rig.prompter.clear();
         rig.prompter.fileNames = {path};

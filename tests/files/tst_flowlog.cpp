@@ -3,7 +3,6 @@
 #include "files/flowlogreadout.h"
 #include "files/frmmemlog.h"
 #include "files/mlgfile.h"
-#include "sim/simfaults.h"
 #include "support/filebytes.h"
 #include "support/columns.h"
 #include "support/fulldisk.h"
@@ -96,9 +95,7 @@ private slots:
         for (const int end : {0x2FE, 0x7FFF}) {
             SimRig longer;
             QVERIFY(longer.readOut());
-            SimFaults f;
-            f.longTailMs = 30; // far more than two characters
-            longer.port->setFaults(f);
+            longer.port->setFaults(simFaults("long:30")); // far more than two characters
             FlowLogReadout third(longer.session);
             QCOMPARE(third.read(end), FlowLogReadout::Failed);
             QCOMPARE(longer.session.state().FlowPointCount, 0);

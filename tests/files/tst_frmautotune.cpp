@@ -7,7 +7,6 @@
 #include "support/filebytes.h"
 #include "support/simrig.h"
 
-#include <QFile>
 #include <QImage>
 #include <QTemporaryDir>
 #include <QValueAxis>

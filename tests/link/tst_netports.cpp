@@ -4,12 +4,12 @@
 #include "link/serialport.h"
 #include "link/telnetcodec.h"
 #include "support/columns.h"
+#include "support/freeport.h"
 #include "support/clirun.h"
 #include "support/ser2netprocess.h"
 #include "support/simprocess.h"
 
 #include <QElapsedTimer>
-#include <QTcpServer>
 #include <QTemporaryDir>
 #include <QtTest>
 
@@ -156,10 +156,8 @@ private slots:
     void monitorAcrossLosses()
     {
         const auto [fault, swapAfterMs, reconnect, code, lines, reconnected] = kMonitorAcrossLosses.fetch();
-        QTcpServer probe; // a free port, for both devices in turn
-        QVERIFY(probe.listen(QHostAddress::LocalHost));
-        const QString tcpPort = QString::number(probe.serverPort());
-        probe.close();
+        const QString tcpPort = QString::number(freePort()); // for both devices in turn
+        QVERIFY(tcpPort != "0");
         const QString address = QStringLiteral("tcp://127.0.0.1:") + tcpPort;
         SimProcess first, second;
         const QStringList listen{"--listen", tcpPort, "--no-pacing"};

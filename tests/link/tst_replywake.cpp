@@ -7,6 +7,7 @@
 #include "link/tcpport.h"
 #include "sim/simdevice.h"
 #include "sim/simserialport.h"
+#include "support/clirun.h"
 #include "support/columns.h"
 #include "support/scriptedprompter.h"
 
@@ -165,11 +166,9 @@ private slots:
 
     void simulatorRefusesBadPieces()
     {
-        for (const char *bad : {"0", "1001", "x"}) {
-            QProcess sim;
-            sim.start(QStringLiteral(QUORIN_SIM_EXE), {QStringLiteral("--pieces"), QString::fromLatin1(bad)});
-            QVERIFY(sim.waitForFinished(10000) && sim.exitCode() == 2);
-            QCOMPARE(sim.readAllStandardError(), "quorin-sim: --pieces needs milliseconds 1 to 1000, not \"" + QByteArray(bad) + "\"\n");
+        for (const QString bad : {"0", "1001", "x"}) {
+            const CliRun sim = runProgram(QStringLiteral(QUORIN_SIM_EXE), {QStringLiteral("--pieces"), bad}, 10000);
+            QCOMPARE(std::pair(sim.code, sim.err), std::pair(2, "quorin-sim: --pieces needs milliseconds 1 to 1000, not \"" + bad + "\"\n"));
         }
     }
 };

@@ -22,14 +22,7 @@ namespace {
 
 JournalRecord record(const QString &port, const QString &written)
 {
-    JournalRecord r;
-    r.time = QStringLiteral("t");
-    r.port = port;
-    r.address = QStringLiteral("0100");
-    r.width = 1;
-    r.before = QStringLiteral("05");
-    r.written = written;
-    return r;
+    return {"t", port, {}, {}, "0100", 1, "05", written, false, {}, {}, JournalRecord::Done, {}};
 }
 
 } // namespace

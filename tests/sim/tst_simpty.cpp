@@ -4,11 +4,12 @@
 // and go over the pseudo-terminal are proven by the end-to-end fault and CLI
 // tests.
 #include "sim/simfaults.h"
+#include "support/clirun.h"
 #include "support/columns.h"
+#include "support/filebytes.h"
 #include "support/simprocess.h"
 
 #include <QElapsedTimer>
-#include <QFile>
 #include <QProcess>
 #include <QSignalSpy>
 #include <QtTest>
@@ -20,10 +21,7 @@ namespace {
 // CPU time (user + system, in clock ticks) a process has used so far.
 qint64 cpuTicks(qint64 pid)
 {
-    QFile f(QStringLiteral("/proc/%1/stat").arg(pid));
-    if (!f.open(QIODevice::ReadOnly))
-        return -1;
-    const QByteArray stat = f.readAll();
+    const QByteArray stat = fileBytes(QStringLiteral("/proc/%1/stat").arg(pid)); // "<missing>" gives -1
     // utime and stime are the 12th and 13th fields after the command name.
     const QList<QByteArray> fields = stat.mid(stat.lastIndexOf(')') + 2).split(' ');
     return fields.size() > 12 ? fields.at(11).toLongLong() + fields.at(12).toLongLong() : -1;
@@ -79,10 +77,7 @@ private slots:
         QCOMPARE(SimFaults::parse(text, &f, &error), !toString.isEmpty());
         QCOMPARE(toString.isEmpty() ? error.section(QLatin1Char('"'), 1, 1) : f.toString(), toString.isEmpty() ? text : toString);
         QVERIFY(toString.isEmpty() == !error.isEmpty() && f.any() == !toString.isEmpty());
-        QProcess help;
-        help.start(QStringLiteral(QUORIN_SIM_EXE), {QStringLiteral("--help")});
-        QVERIFY(help.waitForFinished(5000));
-        const QString listed = QString::fromLocal8Bit(help.readAllStandardOutput()).simplified();
+        const QString listed = runProgram(QStringLiteral(QUORIN_SIM_EXE), {QStringLiteral("--help")}, 5000).out.simplified();
         for (const char *kind : {"greet", "noise", "trickle:MS", "opensb", "late:MS", "long[:MS]", "lategreet", "echo"})
             QVERIFY2(listed.contains(QLatin1String(kind)), kind);
     }

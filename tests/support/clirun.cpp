@@ -1,8 +1,8 @@
 #include "clirun.h"
 
+#include "filebytes.h"
 #include "waituntil.h"
 
-#include <QFile>
 #include <QProcess>
 #include <QRegularExpression>
 #include <QTimer>
@@ -18,11 +18,9 @@ static CliRun run(const QStringList &args, int timeoutMs, int afterMs, const std
         QTimer::singleShot(afterMs, &p, [&p, &meanwhile] { meanwhile(p); });
     CliRun r;
     waitUntil([&p, &r] {
-        QFile status(QStringLiteral("/proc/%1/status").arg(p.processId()));
-        if (status.open(QIODevice::ReadOnly)) {
-            const auto m = QRegularExpression(QStringLiteral("VmHWM:\\s+(\\d+)")).match(QString::fromLatin1(status.readAll()));
-            r.peakKb = qMax(r.peakKb, m.captured(1).toLongLong());
-        }
+        const QByteArray status = fileBytes(QStringLiteral("/proc/%1/status").arg(p.processId()));
+        const auto m = QRegularExpression(QStringLiteral("VmHWM:\\s+(\\d+)")).match(QString::fromLatin1(status));
+        r.peakKb = qMax(r.peakKb, m.captured(1).toLongLong()); // none read: 0
         return p.state() == QProcess::NotRunning;
     }, timeoutMs);
     if (p.state() != QProcess::NotRunning) {

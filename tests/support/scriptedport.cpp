@@ -34,10 +34,3 @@ qint64 ScriptedPort::write(const QByteArray &bytes)
     }
     return bytes.size();
 }
-
-QByteArray ScriptedPort::readAll()
-{
-    QByteArray r;
-    r.swap(m_rx);
-    return r;
-}

@@ -4,6 +4,7 @@
 #include "link/serialport.h"
 
 #include <QList>
+#include <utility>
 
 class ScriptedPort : public SerialPort
 {
@@ -21,7 +22,7 @@ public:
     bool setHandshaking(int) override { return true; }
     int handshaking() const override { return 0; }
     qint64 write(const QByteArray &bytes) override;
-    QByteArray readAll() override;
+    QByteArray readAll() override { return std::exchange(m_rx, QByteArray()); }
     bool flush(int) override { return true; }
     QString errorString() const override { return m_error; }
 

@@ -1,19 +1,8 @@
 #include "scriptedprompter.h"
 
-void ScriptedPrompter::message(const QString &text, const QString &title, Icon icon)
+bool ScriptedPrompter::ask(const QString &kind, const QString &text, const QString &title, Icon icon)
 {
-    entries.append({QStringLiteral("message"), text, title, icon});
-}
-
-bool ScriptedPrompter::askYesNo(const QString &text, const QString &title, Icon icon)
-{
-    entries.append({QStringLiteral("yesno"), text, title, icon});
-    return answers.isEmpty() ? false : answers.takeFirst();
-}
-
-bool ScriptedPrompter::askOkCancel(const QString &text, const QString &title, Icon icon)
-{
-    entries.append({QStringLiteral("okcancel"), text, title, icon});
+    entries.append({kind, text, title, icon});
     return answers.isEmpty() ? false : answers.takeFirst();
 }
 
@@ -29,15 +18,9 @@ bool ScriptedPrompter::inputBox(const QString &prompt, const QString &title, con
     return true;
 }
 
-QString ScriptedPrompter::openFileName(const QString &title, const QString &proposed, const QString &filter)
+QString ScriptedPrompter::fileName(const QString &kind, const QString &title, const QString &proposed, const QString &filter)
 {
-    entries.append({QStringLiteral("open"), proposed, title + QStringLiteral(" | ") + filter, Information});
-    return fileNames.isEmpty() ? QString() : fileNames.takeFirst();
-}
-
-QString ScriptedPrompter::saveFileName(const QString &title, const QString &proposed, const QString &filter)
-{
-    entries.append({QStringLiteral("save"), proposed, title + QStringLiteral(" | ") + filter, Information});
+    entries.append({kind, proposed, title + QStringLiteral(" | ") + filter, Information});
     return fileNames.isEmpty() ? QString() : fileNames.takeFirst();
 }
 

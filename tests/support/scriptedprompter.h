@@ -17,13 +17,13 @@ public:
         Icon icon = Information;
     };
 
-    void message(const QString &text, const QString &title, Icon icon) override;
-    bool askYesNo(const QString &text, const QString &title, Icon icon) override;
-    bool askOkCancel(const QString &text, const QString &title, Icon icon) override;
+    void message(const QString &text, const QString &title, Icon icon) override { entries.append({QStringLiteral("message"), text, title, icon}); }
+    bool askYesNo(const QString &text, const QString &title, Icon icon) override { return ask(QStringLiteral("yesno"), text, title, icon); }
+    bool askOkCancel(const QString &text, const QString &title, Icon icon) override { return ask(QStringLiteral("okcancel"), text, title, icon); }
     bool inputBox(const QString &prompt, const QString &title, const QString &defaultText,
                   QString *answer) override;
-    QString openFileName(const QString &title, const QString &proposed, const QString &filter) override;
-    QString saveFileName(const QString &title, const QString &proposed, const QString &filter) override;
+    QString openFileName(const QString &title, const QString &proposed, const QString &filter) override { return fileName(QStringLiteral("open"), title, proposed, filter); }
+    QString saveFileName(const QString &title, const QString &proposed, const QString &filter) override { return fileName(QStringLiteral("save"), title, proposed, filter); }
     void beep() override;
 
     // Texts of the entries of one kind, in order ("message" by default).
@@ -38,4 +38,10 @@ public:
     QStringList inputs;           // for input boxes; a null QString cancels
     QStringList fileNames;        // for file dialogs; empty cancels
     int beeps = 0;
+
+private:
+    // A question recorded, and answered from the queue.
+    bool ask(const QString &kind, const QString &text, const QString &title, Icon icon);
+    // A file dialog recorded, and answered from the queue.
+    QString fileName(const QString &kind, const QString &title, const QString &proposed, const QString &filter);
 };

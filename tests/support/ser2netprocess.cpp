@@ -1,10 +1,10 @@
 #include "ser2netprocess.h"
+#include "filebytes.h"
+#include "freeport.h"
 #include "waituntil.h"
 
-#include <QFile>
 #include <QProcess>
 #include <QStandardPaths>
-#include <QTcpServer>
 #include <QTemporaryDir>
 
 Ser2netProcess::Ser2netProcess(QObject *parent)
@@ -37,11 +37,8 @@ QString Ser2netProcess::address() const
 // (a probe connection would hold the device for a moment).
 bool Ser2netProcess::listening() const
 {
-    QFile table(QStringLiteral("/proc/net/tcp"));
-    if (!table.open(QIODevice::ReadOnly))
-        return false;
     const QByteArray local = QStringLiteral(":%1 ").arg(m_port, 4, 16, QLatin1Char('0')).toUpper().toLatin1();
-    for (const QByteArray &line : table.readAll().split('\n')) {
+    for (const QByteArray &line : fileBytes(QStringLiteral("/proc/net/tcp")).split('\n')) {
         const QList<QByteArray> f = line.simplified().split(' ');
         if (f.size() > 3 && (f[1] + ' ').endsWith(local) && f[3] == "0A")
             return true;
@@ -52,24 +49,17 @@ bool Ser2netProcess::listening() const
 bool Ser2netProcess::start(const QString &device, Mode mode, int timeoutMs)
 {
     m_mode = mode;
-    {
-        // A port of 127.0.0.1 that nothing listens on right now.
-        QTcpServer probe;
-        probe.listen(QHostAddress::LocalHost, 0);
-        m_port = probe.serverPort();
-    }
+    m_port = freePort();
     const QString accepter = mode == Raw ? QStringLiteral("tcp,127.0.0.1,%1") : QStringLiteral("telnet(rfc2217),tcp,127.0.0.1,%1");
     const QString config = QStringLiteral("connection: &line\n"
                               "  accepter: %1\n"
                               "  connector: serialdev,%2,9600n81,local\n")
                    .arg(accepter.arg(m_port), device);
     const QString file = m_dir->filePath(QStringLiteral("ser2net.yaml"));
-    QFile f(file);
-    if (!f.open(QIODevice::WriteOnly) || f.write(config.toUtf8()) < 0) {
+    if (!writeFileBytes(file, config.toUtf8())) {
         m_error = QStringLiteral("cannot write %1").arg(file);
         return false;
     }
-    f.close();
     // Now and then ser2net 4.3 ends at once, silently and with status 0, under
     // load; a second start then listens.
     for (int attempt = 0; attempt < 5; ++attempt) {

@@ -44,11 +44,6 @@ bool SimProcess::start(const QStringList &args, int timeoutMs)
     return false;
 }
 
-bool SimProcess::isRunning() const
-{
-    return m_process->state() != QProcess::NotRunning;
-}
-
 bool SimProcess::stop(int timeoutMs)
 {
     if (isRunning()) {
@@ -63,11 +58,6 @@ bool SimProcess::waitForExit(int timeoutMs)
 {
     waitUntil([this] { return !isRunning(); }, timeoutMs);
     return !isRunning();
-}
-
-bool SimProcess::crashed() const
-{
-    return m_process->exitStatus() == QProcess::CrashExit;
 }
 
 QByteArray SimProcess::errorOutput()

@@ -6,9 +6,8 @@
 //   QVERIFY2(sim.start({"--no-pacing"}), qPrintable(sim.errorString()));
 //   QtSerialPort port(sim.path());
 #include <QObject>
+#include <QProcess>
 #include <QStringList>
-
-class QProcess;
 
 class SimProcess : public QObject
 {
@@ -23,12 +22,12 @@ public:
     QString path() const { return m_path; }
     QString errorString() const { return m_error; }
 
-    bool isRunning() const;
+    bool isRunning() const { return m_process->state() != QProcess::NotRunning; }
     // Ends it with SIGTERM; true when it exited normally with status 0 in time.
     bool stop(int timeoutMs = 5000);
     // Waits for it to end on its own; true when it did within the time.
     bool waitForExit(int timeoutMs);
-    bool crashed() const;
+    bool crashed() const { return m_process->exitStatus() == QProcess::CrashExit; }
     // Everything it wrote to stderr so far.
     QByteArray errorOutput();
 

@@ -8,6 +8,8 @@
 #include "support/simfaultspec.h"
 #include "session/terminalsession.h"
 
+#include <QRegularExpression>
+
 struct SimRig {
     explicit SimRig(const QString &preset = QStringLiteral("standard"))
         : device(new SimDevice(preset)), port(new SimSerialPort(device)), session(&prompter, port)
@@ -27,14 +29,7 @@ struct SimRig {
         return ok;
     }
     // The memory writes the device received, in order.
-    QStringList writeFrames() const
-    {
-        QStringList w;
-        for (const QString &f : device->receivedFrames())
-            if (f.startsWith(QLatin1String("R5200:")))
-                w << f;
-        return w;
-    }
+    QStringList writeFrames() const { return device->receivedFrames().filter(QRegularExpression(QStringLiteral("^R5200:"))); }
     // Every read-back after a write comes back spoilt.
     void corruptReadbacks() { port->setFaults(simFaults("corrupt")); }
     static QString writeFrame(const QString &address, const QString &count, const QString &data)

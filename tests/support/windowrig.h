@@ -13,7 +13,6 @@
 
 #include <QAction>
 #include <QDialog>
-#include <QFile>
 #include <QLabel>
 #include <QMap>
 #include <QSettings>

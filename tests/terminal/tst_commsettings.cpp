@@ -1,8 +1,12 @@
 // The communication settings without the dialog: cutting a settings text into
 // its fields by position, and the port names as stored.
 #include "config/commsettings.h"
+#include "support/columns.h"
 
 #include <QtTest>
+
+// fields: speed, parity entry, data bits, stop bits
+const Columns<QString, QStringList> kSettingsTextIsCutByPosition{"text", "fields"};
 
 class TestCommSettings : public QObject
 {
@@ -10,8 +14,7 @@ class TestCommSettings : public QObject
 private slots:
     void settingsTextIsCutByPosition_data()
     {
-        QTest::addColumn<QString>("text");
-        QTest::addColumn<QStringList>("fields"); // speed, parity entry, data bits, stop bits
+        kSettingsTextIsCutByPosition.add();
         QTest::newRow("9600,n,8,1") << "9600,n,8,1" << QStringList{"9600", "None", "8", "1"};
         QTest::newRow("1.5 stop bits") << "19200,e,7,1.5" << QStringList{"19200", "Even", "7", "1.5"};
         QTest::newRow("as OK stores it") << "115200,O,8,2" << QStringList{"115200", "Odd", "8", "2"};
@@ -22,8 +25,7 @@ private slots:
 
     void settingsTextIsCutByPosition()
     {
-        QFETCH(QString, text);
-        QFETCH(QStringList, fields);
+        const auto [text, fields] = kSettingsTextIsCutByPosition.fetch();
         const CommSettings::LineText t = CommSettings::splitSettings(text);
         QCOMPARE(QStringList({t.speed, CommSettings::parityEntry(t.parityLetter), t.dataBits, t.stopBits}), fields);
     }

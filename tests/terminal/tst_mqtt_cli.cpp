@@ -3,6 +3,7 @@
 // here with openssl), and a persistent broker that goes away under a running
 // monitor. Every printed reading must reach a subscriber, in order.
 #include "support/filebytes.h"
+#include "support/freeport.h"
 #include "support/columns.h"
 #include "support/clirun.h"
 #include "support/simprocess.h"
@@ -13,20 +14,12 @@
 #include <QJsonObject>
 #include <QProcess>
 #include <QStandardPaths>
-#include <QTcpServer>
 #include <QTcpSocket>
 #include <QTemporaryDir>
 #include <QtTest>
 #include <csignal>
 
 namespace {
-
-int freePort()
-{
-    QTcpServer s;
-    s.listen(QHostAddress::LocalHost);
-    return s.serverPort();
-}
 
 struct Broker {
     QProcess process;
@@ -394,9 +387,7 @@ private slots:
                 down.start(a, r.port);
             down.publish(r); // the third is turned away
         }
-        QFile f(path);
-        QVERIFY(f.open(QIODevice::Append) && f.write("{\"flow\":\"99") > 0);
-        f.close();
+        QVERIFY(writeFileBytes(path, fileBytes(path) + "{\"flow\":\"99"));
         QProcess sub;
         subscribe(sub, m_main.port, topic(), {"-C", "2", "-W", "10"});
         a.port = m_main.port;

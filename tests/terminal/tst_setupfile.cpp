@@ -4,7 +4,6 @@
 #include "terminal/setupfile.h"
 
 #include <QBuffer>
-#include <QFile>
 #include <QTemporaryDir>
 #include <QtTest>
 

@@ -3,9 +3,12 @@
 // port address is malformed (the other options are in tst_options_cli).
 #include "session/parametermap.h"
 #include "support/clirun.h"
+#include "support/columns.h"
 
 #include <QRegularExpression>
 #include <QtTest>
+
+const Columns<QStringList, QString> kBadOptions{"args", "reason"};
 
 class TestTerminalCli : public QObject
 {
@@ -56,8 +59,7 @@ private slots:
 
     void badOptions_data()
     {
-        QTest::addColumn<QStringList>("args");
-        QTest::addColumn<QString>("reason");
+        kBadOptions.add();
         // A malformed address is refused before anything is opened.
         const QString bad = QStringLiteral("Invalid port address %1: %2");
         const QList<QPair<QString, QString>> addresses = {
@@ -79,8 +81,7 @@ private slots:
 
     void badOptions()
     {
-        QFETCH(QStringList, args);
-        QFETCH(QString, reason);
+        const auto [args, reason] = kBadOptions.fetch();
         const CliRun r = runCli(args);
         QCOMPARE(std::tuple(r.code, r.err, r.out), std::tuple(2, QStringLiteral("quorin-cli: ") + reason + QLatin1Char('\n'), QString()));
     }

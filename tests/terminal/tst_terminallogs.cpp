@@ -7,7 +7,6 @@
 #include "terminal/terminallogs.h"
 
 #include <QDateTime>
-#include <QFile>
 #include <QTemporaryDir>
 #include <QtTest>
 
