@@ -102,6 +102,13 @@ private slots:
             QCOMPARE(longer.prompter.texts(), QStringList({"No connection!", "Read data is failed!\r data recieved: "}));
             QCOMPARE(longer.device->receivedFrames().size(), end == 0x2FE ? 1 : 2);
         }
+        // A line that echoes each frame: the echo after a block is no more of it.
+        SimRig echoing;
+        QVERIFY(echoing.readOut());
+        echoing.port->setFaults(simFaults("echo"));
+        FlowLogReadout fourth(echoing.session);
+        QCOMPARE(fourth.read(0x2FF), FlowLogReadout::Completed);
+        QCOMPARE(echoing.session.state().FlowPointCount, 254);
     }
 
     void windowAddressBoxAndSave()

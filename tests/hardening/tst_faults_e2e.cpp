@@ -141,6 +141,7 @@ void TestFaultsE2E::misbehavingServerNeverGivesAValue_data()
     QTest::newRow("noise on the reply's line") << "noise" << "tcp" << QStringList{"read", "0105", "04"} << 1 << "" << "";
     // Its last digits come a packet behind, as a network may hold one back.
     QTest::newRow("reply a byte longer") << "long:30" << "tcp" << QStringList{"read", "0105", "04"} << 1 << "" << "";
+    QTest::newRow("line that echoes") << "echo" << "tcp" << QStringList{"read", "0105", "04"} << 0 << maxFlow + "\n" << "";
     QTest::newRow("late greeting") << "lategreet" << "tcp" << QStringList{"read", "0105", "04"} << 0 << maxFlow + "\n" << "";
     // Each reply comes a quarter of a time-out after the read gave up on it.
     QTest::newRow("late replies") << "late:750" << "tcp" << QStringList{"--timeout", "600", "monitor", "--count", "1", "--json", "--stats"}

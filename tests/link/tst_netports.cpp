@@ -2,14 +2,18 @@
 // serial device server (ser2net, raw and with the com-port option) in front
 // of a simulated transmitter, and straight against quorin-sim --listen.
 #include "link/serialport.h"
+#include "link/tcpport.h"
 #include "link/telnetcodec.h"
 #include "support/columns.h"
 #include "support/freeport.h"
 #include "support/clirun.h"
 #include "support/ser2netprocess.h"
 #include "support/simprocess.h"
+#include "support/waituntil.h"
 
 #include <QElapsedTimer>
+#include <QTcpServer>
+#include <QTcpSocket>
 #include <QTemporaryDir>
 #include <QtTest>
 
@@ -140,6 +144,23 @@ private slots:
         QVERIFY2(r.err.contains(QStringLiteral("flowlog: block 1 of 127")) && !r.err.contains(QStringLiteral("Cannot connect")),
                  qPrintable(r.err));
         QVERIFY2(took.elapsed() < 8000, qPrintable(QString::number(took.elapsed())));
+    }
+
+    void rawLineNoiseIsNoTelnet()
+    {
+        // 0xFF and a telnet command are a telnet server's first bytes; amid a
+        // raw line's bytes they are noise.
+        QTcpServer server;
+        QVERIFY(server.listen(QHostAddress::LocalHost));
+        for (const QByteArray &sent : {QByteArray(":01\xff\xfe"), QByteArray("\xff\xfe:01")}) {
+            TcpPort port(QStringLiteral("tcp://127.0.0.1:%1").arg(server.serverPort()));
+            QVERIFY(port.open() && (server.hasPendingConnections() || server.waitForNewConnection(2000)));
+            std::unique_ptr<QTcpSocket> peer(server.nextPendingConnection());
+            peer->write(sent);
+            QByteArray got;
+            waitUntil([&] { got += port.readAll(); return got == sent || !port.isOpen(); }, 2000);
+            QCOMPARE(port.isOpen(), sent.startsWith(':'));
+        }
     }
 
     void monitorAcrossLosses_data()
