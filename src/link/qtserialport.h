@@ -35,6 +35,9 @@ public:
     bool flush(int msecs) override;
     QString errorString() const override { return m_error; }
     void setExpectedReplyBytes(int bytes) override;
+    // A USB adapter passes received bytes on when its latency timer (16 ms
+    // by default) runs out: the rest of a reply can come that much later.
+    int transitGapMs() const override { return 20; }
 
     // The terminal driver's read threshold (VMIN) for a reply that still
     // misses that many bytes: one byte wide, and 0 (the open state) when

@@ -125,6 +125,11 @@ void TestFaultsE2E::lateReplyIsNotTakenByTheNextRun()
     waitUntil({}, 900);
     const CliRun run = runCli(sim.path(), {"--timeout", "3000", "read", "0100", "50"});
     QCOMPARE(std::pair(run.code, run.lines().value(0).size()), std::pair(0, qsizetype(0xA0)));
+    // A longer reply whose tail a USB adapter held back: no value.
+    SimProcess longer;
+    QVERIFY2(longer.start({"--no-pacing", "--fault", "long:15"}), qPrintable(longer.errorString()));
+    const CliRun tail = runCli(longer.path(), {"read", "0105", "04"});
+    QCOMPARE(std::pair(tail.code, tail.out), std::pair(1, QString()));
 }
 
 void TestFaultsE2E::misbehavingServerNeverGivesAValue_data()
