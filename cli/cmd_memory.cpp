@@ -44,6 +44,10 @@ static CliCommand writeCommand("write", "write ADDR COUNT DATA  write DATA (hex 
             return ExitUsage;
         if (!isHexText(data))
             return c.usage(QStringLiteral("DATA must be hex digits, not \"%1\"").arg(data));
+        // Fewer bytes than COUNT would leave the rest of the value as it was.
+        const int width = count.toInt(nullptr, 16);
+        if (data.size() < 2 * width)
+            return c.usage(QStringLiteral("DATA must be %1 hex digits for COUNT %2, not \"%3\"").arg(2 * width).arg(count, data));
         if (!c.connect())
             return ExitUsage;
         const QString result = c.link->WriteRamData(count, addr, data);

@@ -314,12 +314,13 @@ static CliCommand monitorCommand("monitor",
             lost = false;
             if (basisDue) {
                 // The unit's time base, read again on a port that came back:
-                // the device there may be another one.
-                basisDue = false;
+                // the device there may be another one. Until it is read, the
+                // unit is not known (a flow "in LTR" would be no unit at all).
                 s.CellText.remove(QStringLiteral("0104"));
                 s.CellValue.remove(QStringLiteral("0104"));
                 const QString timeBase = link.ReadMemory(QStringLiteral("0104"), QStringLiteral("01"));
-                if (!timeBase.isEmpty())
+                basisDue = timeBase.isEmpty();
+                if (!basisDue)
                     s.setCell(QStringLiteral("0104"), QString::number(timeBase.toInt(nullptr, 16)), timeBase.toInt(nullptr, 16));
             }
             // A poll cut by a loss is a failed reading, never one taken
@@ -328,6 +329,10 @@ static CliCommand monitorCommand("monitor",
             r.stopped = lost;
             if (!lost)
                 r = live.tick();
+            if (basisDue && r.unitOk) {
+                r.unitOk = false;
+                r.unit.reset();
+            }
             if (c.json()) {
                 printMonitorJson(c, r);
             } else {

@@ -106,7 +106,7 @@ int main(int argc, char *argv[])
                                   QStringLiteral("N"), QStringLiteral("9600"));
     const QCommandLineOption fault(QStringLiteral("fault"),
                                    QStringLiteral("none, noanswer, late:MS (replies that late), corrupt, split[:SEED], "
-                                                  "hangup:N, mute:N (silent after N frames), greet (a greeting on connect), noise (text before "
+                                                  "hangup:N, mute:N (silent after N frames), lose:N (no reply to frame N), greet (a greeting on connect), noise (text before "
                                                   "every reply), trickle:MS (one byte every MS), opensb (--listen: "
                                                   "an unterminated telnet subnegotiation), flood (--listen: "
                                                   "endless bytes without a \":\"), long[:MS] (a data byte more, "

@@ -83,15 +83,15 @@ bool SimFaults::parse(const QString &text, SimFaults *out, QString *error)
                 break;
             }
             f.lateMs = int(v);
-        } else if (name == QLatin1String("hangup") || name == QLatin1String("mute")) {
+        } else if (name == QLatin1String("hangup") || name == QLatin1String("mute") || name == QLatin1String("lose")) {
             if (colon < 0 || !positiveNumber(arg, 1000000000, &v)) {
                 why = QStringLiteral("fault \"%1\": give the number of frames, as in %2:5").arg(raw.trimmed(), name);
                 break;
             }
-            (name == QLatin1String("mute") ? f.muteAfterFrames : f.hangupAfterFrames) = int(v);
+            (name == QLatin1String("mute") ? f.muteAfterFrames : name == QLatin1String("lose") ? f.lostReply : f.hangupAfterFrames) = int(v);
         } else {
             why = QStringLiteral("unknown fault \"%1\"; use none, noanswer, late:MS, corrupt, split[:SEED], "
-                                 "hangup:N, mute:N, greet, noise, trickle:MS, opensb, flood, long[:MS], lategreet, "
+                                 "hangup:N, mute:N, lose:N, greet, noise, trickle:MS, opensb, flood, long[:MS], lategreet, "
                                  "echo (several joined by commas)")
                       .arg(raw.trimmed());
             break;
@@ -122,6 +122,8 @@ QString SimFaults::toString() const
         items << QStringLiteral("hangup:%1").arg(hangupAfterFrames);
     if (muteAfterFrames > 0)
         items << QStringLiteral("mute:%1").arg(muteAfterFrames);
+    if (lostReply > 0)
+        items << QStringLiteral("lose:%1").arg(lostReply);
     if (greeting)
         items << QStringLiteral("greet");
     if (noise)

@@ -13,6 +13,7 @@ struct SimFaults
     bool splitReplies = false;   // replies leave in random pieces
     int hangupAfterFrames = 0;   // the line drops when this many frames came in, the last one
                                  // unanswered (0: never); counted afresh after a reopen
+    int lostReply = 0;           // the reply to this frame (from 1 on each line) is lost
     int muteAfterFrames = 0;     // the line stays up but nothing is answered after this many
                                  // frames (0: never): a device that went quiet mid-session
     quint32 splitSeed = 1;       // the pieces are reproducible from this seed
@@ -31,7 +32,7 @@ struct SimFaults
 
     bool any() const
     {
-        return noAnswer || lateMs > 0 || corruptReadback || splitReplies || hangupAfterFrames > 0 || muteAfterFrames > 0 || greeting || noise
+        return noAnswer || lateMs > 0 || corruptReadback || splitReplies || hangupAfterFrames > 0 || muteAfterFrames > 0 || lostReply > 0 || greeting || noise
             || trickleMs > 0 || openSubneg || flood || longTailMs > 0 || lateGreeting || echo;
     }
 

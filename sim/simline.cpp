@@ -80,7 +80,8 @@ void SimLine::receive(const QByteArray &bytes)
             });
             return;
         }
-        if (ex.reply.isEmpty() || m_faults.noAnswer || (m_faults.muteAfterFrames > 0 && m_frames > m_faults.muteAfterFrames))
+        if (ex.reply.isEmpty() || m_faults.noAnswer || (m_faults.muteAfterFrames > 0 && m_frames > m_faults.muteAfterFrames)
+            || m_frames == m_faults.lostReply)
             continue;
         QByteArray reply = (m_faults.noise ? SimFaults::NoiseText : QByteArray()) + ex.reply;
         qint64 due = arrived + qint64(m_faults.lateMs) * MsNs;

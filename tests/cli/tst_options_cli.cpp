@@ -79,6 +79,7 @@ private slots:
         row("read, count of 1", {"--sim", "read", "0105", "4"}, 2, "", "quorin-cli: COUNT must be 2 hex digits, not \"4\"");
         row("read, one argument", {"--sim", "read", "0105"}, 2, "", "quorin-cli: read needs ADDR COUNT");
         row("write, not hex", {"--sim", "write", "0105", "01", "0G"}, 2, "", "quorin-cli: DATA must be hex digits, not \"0G\"");
+        row("write, short of COUNT", {"--sim", "write", "0105", "04", "07D0"}, 2, "", "quorin-cli: DATA must be 8 hex digits for COUNT 04, not \"07D0\"");
         // Refused before anything is written: the editor's messages and exit 1, or bad input and exit 2.
         const QString outOf = "The value of the parameter is out of\n permissible range [%1] Try again!";
         row("percent out of range", {"--sim", "set", "txt1Percent", "101"}, 1, "", outOf.arg("0-100"));

@@ -152,6 +152,10 @@ void TestFaultsE2E::misbehavingServerNeverGivesAValue_data()
     QTest::newRow("late replies") << "late:750" << "tcp" << QStringList{"--timeout", "600", "monitor", "--count", "1", "--json", "--stats"}
                                   << 1 << unread.arg("null") + stats.arg("0", "null")
                                   << "Can not get device Total reading!";
+    // The unit's time base is lost: no unit until it is read, at the next poll.
+    QTest::newRow("time base lost") << "lose:1" << "tcp" << monitor.mid(0, 8) << 1
+                                    << QStringLiteral(R"(\{"flow":"[0-9.]+",[^\n]*"ok":false,[^\n]*"total_unit":"LTR",[^\n]*"unit":null\}\n)"
+                                                      R"(\{"flow":"[0-9.]+",[^\n]*"ok":true,[^\n]*"unit":"LTR/Min"\}\n)") << "";
     // The short reads come within the time-out, the long ones do not.
     QTest::newRow("trickling line") << "trickle:30" << "tcp" << monitor << 1
                                     << unread.arg(R"("LTR/Min")").repeated(2) + stats.arg("\\d+", "\\d+") << "";

@@ -63,7 +63,7 @@ private slots:
         QTest::newRow("trickle too slow") << "trickle:10001" << "";
         QTest::newRow("trickle without gap") << "trickle" << "";
         QTest::newRow("greet takes no value") << "greet:1" << "";
-        QTest::newRow("long replies") << "long,lategreet,echo" << "long,lategreet,echo";
+        QTest::newRow("long replies, a lost one") << "long,lategreet,echo,lose:3" << "lose:3,long,lategreet,echo";
         QTest::newRow("long tail bounds") << "long:10000" << "long:10000";
         QTest::newRow("long tail too late") << "long:10001" << "";
         QTest::newRow("long tail of 0") << "long:0" << "";
@@ -78,7 +78,7 @@ private slots:
         QCOMPARE(toString.isEmpty() ? error.section(QLatin1Char('"'), 1, 1) : f.toString(), toString.isEmpty() ? text : toString);
         QVERIFY(toString.isEmpty() == !error.isEmpty() && f.any() == !toString.isEmpty());
         const QString listed = runProgram(QStringLiteral(QUORIN_SIM_EXE), {QStringLiteral("--help")}, 5000).out.simplified();
-        for (const char *kind : {"greet", "noise", "trickle:MS", "opensb", "late:MS", "long[:MS]", "lategreet", "echo"})
+        for (const char *kind : {"greet", "noise", "trickle:MS", "opensb", "late:MS", "long[:MS]", "lategreet", "echo", "lose:N"})
             QVERIFY2(listed.contains(QLatin1String(kind)), kind);
     }
 };
