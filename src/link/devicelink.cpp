@@ -381,6 +381,13 @@ void DeviceLink::AssembleReply(const QString &chunk)
         if (Rs232Mode && ch == QLatin1Char('>'))
             continue;
         const bool lineEnd = ch == QLatin1Char('\r') || ch == QLatin1Char('\n');
+        // A bus driver turning round, or the line's flow control, can put a
+        // byte that is no text before a reply: dropped, not taken as text.
+        const ushort code = ch.unicode();
+        if (!FrameStartSeen && !m_whole && (code >= 0x7F || (code < 0x20 && !lineEnd && code != 0x1A))) {
+            noteDiscard();
+            continue;
+        }
         if (m_whole) {
             if (lineEnd)
                 continue;

@@ -117,6 +117,8 @@ private slots:
         QTest::newRow("rs485 keeps >") << false << "04" << QByteArray(">1R5:0A1B2C3D") << "0A1B2C3D" << false;
         QTest::newRow("rs485 banner before the tag") << false << "02" << QByteArray("ser2net port\r\n01R5:0C8A") << "0C8A" << true;
         QTest::newRow("rs485 noise glued to the tag") << false << "02" << QByteArray("xx01R5:0C8A") << "-" << true;
+        QTest::newRow("rs485 driver glitch before the tag") << false << "02" << QByteArray("\xff\x11" "01R5:0C8A") << "0C8A" << true;
+        QTest::newRow("NUL before the reply") << true << "02" << QByteArray("\0:0C8A", 6) << "0C8A" << true;
         QTest::newRow("rs485 echo of the frame") << false << "02" << QByteArray("R5202:02010000\x1a" "01R5:0C8A") << "0C8A" << true;
         QTest::newRow("rs485 without its tag") << false << "02" << QByteArray("1R5:0C8A") << "-" << true;
         QTest::newRow("rs485 one data byte more") << false << "02" << QByteArray("01R5:0C8A01") << "-" << true;
