@@ -382,9 +382,15 @@ private slots:
             frmDevices window(prompter, QStringLiteral(QUORIN_CLI_EXE));
             QVERIFY(window.openSite(site));
             QSignalSpy progress(window.findChild<QProgressBar *>("ProgBar1"), &QProgressBar::valueChanged);
+            // A double click while the sweep runs opens nothing.
+            int opened = 0;
+            connect(&window, &frmDevices::openDevice, &window, [&opened] { ++opened; });
+            auto *grid = window.findChild<QTableWidget *>("grdDevices");
+            connect(window.findChild<QProgressBar *>("ProgBar1"), &QProgressBar::valueChanged, grid, [grid] { emit grid->cellDoubleClicked(0, 0); });
             window.findChild<QPushButton *>("cmdSweep")->click();
             // One step per transmitter done, then back to empty.
             QCOMPARE(QList<QList<QVariant>>(progress), (QList<QList<QVariant>>{{1}, {2}, {0}}));
+            QCOMPARE(opened, 0);
         }
         // A window opened later shows the last sweep, read back from its summary.
         frmDevices window(prompter, QStringLiteral(QUORIN_CLI_EXE));
