@@ -382,9 +382,11 @@ void DeviceLink::AssembleReply(const QString &chunk)
             continue;
         const bool lineEnd = ch == QLatin1Char('\r') || ch == QLatin1Char('\n');
         // A bus driver turning round, or the line's flow control, can put a
-        // byte that is no text before a reply: dropped, not taken as text.
+        // byte that is no text at the start of a line: dropped, not taken
+        // as text. Inside a line's text it is text like any other.
         const ushort code = ch.unicode();
-        if (!FrameStartSeen && !m_whole && (code >= 0x7F || (code < 0x20 && !lineEnd && code != 0x1A))) {
+        if (!FrameStartSeen && !m_whole && m_beforeFrame.isEmpty()
+            && (code >= 0x7F || (code < 0x20 && !lineEnd && code != 0x1A))) {
             noteDiscard();
             continue;
         }
